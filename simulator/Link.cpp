@@ -1,0 +1,194 @@
+#include "Link.h"
+
+#include <algorithm>
+
+#include "Defaults.h"
+#include "EcrComm/CommChannels/Compatibility/TcFrameSeqNo.h"
+#include "EcrComm/CommChannels/Compatibility/TcFrame_v1.h"
+#include "EcrComm/CommChannels/Compatibility/TcFrame_v2.h"
+#include "EcrComm/CommChannels/TcFrame.h"
+#include "Format.h"
+
+namespace {
+
+constexpr byte firstSentSeqNo = 32;
+constexpr int maxAttempts = 10;
+constexpr Time ackTimeout = 1'000'000;
+constexpr Time silenceInFrame = 500'000;       // after which a frame begun is dropped
+constexpr Time silenceAfterRecords = 200'000;  // after which a packet is taken for the last one
+constexpr int bitsPerByte = 11;
+
+}  // namespace
+
+Link::Link(const Options& options, Register& ecr, const Trace& trace)
+    : m_options(options), m_ecr(ecr), m_trace(trace), m_nextSndSeqNo(firstSentSeqNo) {}
+
+Time Link::DurationOf(size_t bytes) const {
+    return m_options.baud == 0 ? 0 : static_cast<Time>(bytes) * bitsPerByte * 1'000'000 / m_options.baud;
+}
+
+std::vector<byte> Link::TakeOutput() {
+    std::vector<byte> output;
+    output.swap(m_output);
+    return output;
+}
+
+void Link::SendControl(byte value, const char* name) {
+    m_output.push_back(value);
+    m_trace.Line(std::string("-> ") + name);
+}
+
+void Link::Receive(byte value, Time now) {
+    m_lastByteTime = now;
+    if (value == STX) {
+        if (!m_frame.empty()) m_trace.Line("<- frame cut short, dropped");
+        m_frame.assign(1, STX);
+    } else if (!m_frame.empty()) {
+        m_frame.push_back(value);
+        if (value == ETX) ReceiveFrame(now);
+        if (m_frame.size() >= commIoBufferSize) m_frame.clear();
+    } else if (value == ACK) {
+        m_trace.Line("<- ACK");
+        ReceiveAck(now);
+    } else if (value == NAK) {
+        m_trace.Line("<- NAK");
+        if (m_attempts > 0) Repeat(now, "refused");
+    } else {
+        m_trace.Line(Format("<- %02x, noise", value));
+    }
+}
+
+bool Link::ParseFrame(byte& seqNo, std::vector<byte>& payload) {
+    const auto size = static_cast<uint16_t>(m_frame.size());
+    payload.resize(size);
+    uint16_t length = 0;
+    switch (m_options.version) {
+        case 1:
+            length = TcFrame_v1::Parse(m_frame.data(), size, payload.data(), size);
+            break;
+        case 2:
+            length = TcFrame_v2::Parse(m_frame.data(), size, seqNo, payload.data(), size);
+            break;
+        default:
+            length = TcFrame::Parse(m_frame.data(), size, seqNo, payload.data(), size);
+            break;
+    }
+    payload.resize(length);
+    return length > 0;
+}
+
+bool Link::IsRepeated(byte seqNo, const std::vector<byte>& payload) const {
+    if (m_options.version == 1 || !m_hasReceived || seqNo != m_lastRcvSeqNo) return false;
+    // Number 0 also begins a session; it is the same frame again only while its answer is on its way.
+    return seqNo != 0 || (payload == m_lastPayload && m_attempts > 0);
+}
+
+void Link::ReceiveFrame(Time now) {
+    byte seqNo = 0;
+    std::vector<byte> payload;
+    const bool isGood = ParseFrame(seqNo, payload);
+    m_frame.clear();
+    if (!isGood) {
+        m_trace.Line(Format("<- frame that is none of version %d", m_options.version));
+        SendControl(NAK, "NAK");
+    } else if (IsRepeated(seqNo, payload)) {
+        m_trace.Line(Format("<- frame v%d #%d again, dropped", m_options.version, seqNo));
+        SendControl(ACK, "ACK");
+    } else {
+        AcceptFrame(seqNo, payload, now);
+    }
+}
+
+void Link::AcceptFrame(byte seqNo, const std::vector<byte>& payload, Time now) {
+    if (m_options.version != 1 && seqNo == 0) RestartSession();
+    m_hasReceived = true;
+    m_lastRcvSeqNo = seqNo;
+    m_lastPayload = payload;
+    // whoever goes on has got the answer, even if the acknowledgement for it was lost
+    if (m_attempts > 0) ReceiveAck(now);
+
+    Message message{payload, ""};
+    const std::vector<Message> answers = m_ecr.Receive(message);
+    m_trace.Line(Format("<- frame v%d #%d: ", m_options.version, seqNo) + message.meaning);
+    SendControl(ACK, "ACK");
+    Queue(answers, now);
+}
+
+void Link::RestartSession() {
+    m_ecr.EndSession();
+    m_queue.clear();
+    m_attempts = 0;
+    m_ackDeadline = never;
+    m_nextSndSeqNo = firstSentSeqNo;
+    m_hasReceived = false;
+}
+
+void Link::HangUp() {
+    RestartSession();
+    m_frame.clear();
+    m_output.clear();
+    m_trace.Line("the other side has hung up");
+}
+
+void Link::ReceiveAck(Time now) {
+    if (m_attempts == 0) return;
+    m_queue.pop_front();
+    m_nextSndSeqNo = TcFrameSeqNo::Next(m_nextSndSeqNo);
+    m_attempts = 0;
+    m_ackDeadline = never;
+    if (!m_queue.empty()) SendFront(now);
+}
+
+void Link::Queue(const std::vector<Message>& messages, Time now) {
+    m_queue.insert(m_queue.end(), messages.begin(), messages.end());
+    if (m_attempts == 0 && !m_queue.empty()) SendFront(now);
+}
+
+void Link::SendFront(Time now) {
+    const Message& message = m_queue.front();
+    byte frame[2 * commIoBufferSize];
+    const auto size = static_cast<uint16_t>(message.frame.size());
+    uint16_t length = 0;
+    switch (m_options.version) {
+        case 1:
+            length = TcFrame_v1::Build(message.frame.data(), size, frame, sizeof frame);
+            break;
+        case 2:
+            length = TcFrame_v2::Build(message.frame.data(), size, m_nextSndSeqNo, frame, sizeof frame);
+            break;
+        default:
+            length = TcFrame::Build(message.frame.data(), size, m_nextSndSeqNo, frame, sizeof frame);
+            break;
+    }
+    m_output.insert(m_output.end(), frame, frame + length);
+    m_attempts++;
+    m_ackDeadline = now + DurationOf(length) + ackTimeout;
+    m_trace.Line(Format("-> frame v%d #%d: ", m_options.version, m_nextSndSeqNo) + message.meaning);
+}
+
+void Link::Repeat(Time now, const char* reason) {
+    if (m_attempts < maxAttempts) {
+        m_trace.Line(Format("   frame #%d %s, sent again", m_nextSndSeqNo, reason));
+        SendFront(now);
+    } else {
+        m_trace.Line("   no acknowledgement, session given up");
+        RestartSession();
+    }
+}
+
+Time Link::GetDeadline() const {
+    Time deadline = m_ackDeadline;
+    if (!m_frame.empty()) deadline = std::min(deadline, m_lastByteTime + silenceInFrame);
+    if (m_ecr.HoldsAnswers()) deadline = std::min(deadline, m_lastByteTime + silenceAfterRecords);
+    return deadline;
+}
+
+void Link::Tick(Time now) {
+    if (!m_frame.empty() && now >= m_lastByteTime + silenceInFrame) {
+        m_trace.Line("<- frame not finished, dropped");
+        m_frame.clear();
+    }
+    if (m_ecr.HoldsAnswers() && m_frame.empty() && now >= m_lastByteTime + silenceAfterRecords)
+        Queue(m_ecr.ReleaseAnswers(), now);
+    if (now >= m_ackDeadline) Repeat(now, "not acknowledged");
+}

@@ -1,0 +1,63 @@
+#pragma once
+
+#include <cstdint>
+#include <deque>
+#include <vector>
+
+#include "Byte.h"
+#include "Options.h"
+#include "Register.h"
+#include "Trace.h"
+
+/** Microseconds of a clock that only goes forward. */
+using Time = int64_t;
+inline constexpr Time never = INT64_MAX;
+
+/**
+ * The register's end of the line: takes bytes, acknowledges frames and sends the register's answers, each
+ * until it is acknowledged. It has no clock and no device of its own, so a test can run it in time of its own
+ * making.
+ */
+class Link {
+public:
+    Link(const Options& options, Register& ecr, const Trace& trace);
+
+    void Receive(byte value, Time now);
+    /** Does what is due by now. */
+    void Tick(Time now);
+    /** When Tick has something to do next. */
+    Time GetDeadline() const;
+    /** Bytes to put on the line. */
+    std::vector<byte> TakeOutput();
+    /** The other side has closed the line. */
+    void HangUp();
+
+private:
+    void ReceiveFrame(Time now);
+    bool ParseFrame(byte& seqNo, std::vector<byte>& payload);
+    bool IsRepeated(byte seqNo, const std::vector<byte>& payload) const;
+    void AcceptFrame(byte seqNo, const std::vector<byte>& payload, Time now);
+    void ReceiveAck(Time now);
+    void RestartSession();
+    void Queue(const std::vector<Message>& messages, Time now);
+    void SendFront(Time now);
+    void Repeat(Time now, const char* reason);
+    void SendControl(byte value, const char* name);
+    Time DurationOf(size_t bytes) const;
+
+    const Options m_options;
+    Register& m_ecr;
+    const Trace& m_trace;
+    std::vector<byte> m_output;
+
+    std::vector<byte> m_frame;  // being received, from STX on; empty between frames
+    byte m_lastRcvSeqNo = 0;
+    bool m_hasReceived = false;  // since the session began
+    std::vector<byte> m_lastPayload;
+    Time m_lastByteTime = 0;
+
+    std::deque<Message> m_queue;  // the first one is on its way while m_attempts > 0
+    byte m_nextSndSeqNo = 0;
+    int m_attempts = 0;
+    Time m_ackDeadline = never;
+};

@@ -1,0 +1,29 @@
+#pragma once
+
+#include <cstdint>
+#include <map>
+#include <string>
+
+/** What the register is told to be and to do; the texts of `ecrsim --help` explain each. */
+struct Options {
+    std::string dataDirectory;  // empty: sections live as long as the program
+    int version = 3;            // of the transport-control frames
+    int protocolSet = 1;
+    std::string password;
+    int recordsInPacket = 1;
+    int waits = 0;                   // wait answers before a clear or an initialisation is done
+    int baud = 0;                    // 0: as fast as the pseudo-terminal
+    std::map<int64_t, int> rejects;  // record number -> field to blame, 0: cannot be updated
+    bool isBusy = false;
+    bool isNotActivated = false;
+    int timeoutAfter = 0;  // records, 0: never
+    bool isTraced = false;
+    bool isOnce = false;
+    bool isHelpRequested = false;
+};
+
+/** Reads the command line; CommandLineException with a message for a bad one. */
+Options ParseOptions(int argc, char* argv[]);
+
+/** All options with their meaning, and an example. */
+std::string GetHelp();

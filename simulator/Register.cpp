@@ -1,0 +1,212 @@
+#include "Register.h"
+
+#include "AppConfig.h"
+#include "DataConverter.h"
+#include "Defaults.h"
+#include "EcrComm/EcrComm.h"
+#include "EcrComm/FrameFormatter.h"
+#include "Format.h"
+#include "Formatting/BinaryDataFormatter.h"
+#include "Formatting/BinaryDataParser.h"
+#include "Formatting/TextDataFormatter.h"
+
+namespace {
+
+constexpr const char* answerNames[] = {
+    "ok",   "unknown command", "busy",          "bad frame",     "bad data",
+    "wait", "command failed",  "not activated", "password wrong"};
+
+const char* NameOf(byte action) {
+    switch (action) {
+        case Action_Read:
+            return "read";
+        case Action_Write:
+            return "write";
+        case Action_Clear:
+            return "clear";
+        case Action_Init:
+            return "initialise";
+        case Action_Delete:
+            return "delete from";
+        default:
+            return "unknown action on";
+    }
+}
+
+/** The record as a CSV line; nothing when it is none. */
+std::optional<std::string> TextOf(const Record& record) {
+    byte text[fileIoBufferSize];
+    BinaryDataParser parser(record.data(), static_cast<uint16_t>(record.size()));
+    TextDataFormatter formatter(text, sizeof text);
+    if (!DataConverter::Convert(parser, formatter)) return std::nullopt;
+    return std::string(text, text + formatter.GetLength());
+}
+
+std::string DescribeRecord(const Record& record) {
+    return record.empty() ? "end of data" : "record: " + TextOf(record).value_or("malformed");
+}
+
+/** Bad data in a field, which counts from 1 here and from 0 on the wire. */
+Record BadFieldData(int field) {
+    byte data[16] = {ResponseCode_BadData};
+    BinaryDataFormatter formatter(data + 1, sizeof data - 1);
+    formatter.AddNumber(Decimal(field - 1, 0));
+    return {data, data + 1 + formatter.GetLength()};
+}
+
+}  // namespace
+
+Register::Register(const Options& options) : m_options(options), m_sections(options.dataDirectory) {
+    // the trace writes records as the tool's CSV does by default
+    AppConfig::SetParameter("Delimiter", defaultCsvDelimiter, false);
+}
+
+Message Register::BuildMessage(const Record& data, const std::string& meaning) const {
+    byte frame[commIoBufferSize];
+    const uint16_t length =
+        FrameFormatter(m_protocol)
+            .BuildFrame(frame, sizeof frame, data.data(), static_cast<uint16_t>(data.size()));
+    return {{frame, frame + length}, meaning};
+}
+
+Message Register::Answer(byte code) const {
+    return BuildMessage({code}, std::string("answer: ") + answerNames[code]);
+}
+
+std::vector<Message> Register::Receive(Message& message) {
+    const std::vector<byte>& frame = message.frame;
+    constexpr size_t headerSize = FrameFormatter::headerSize;
+    if (frame.size() < headerSize ||
+        FrameFormatter::GetDataLength(frame.data()) + headerSize != frame.size()) {
+        message.meaning = "no application frame, ignored";
+        return {};
+    }
+    const Record data(frame.begin() + headerSize, frame.end());
+    m_protocol = static_cast<ProtocolID>(frame[0]);
+    if (m_protocol == GetProtocolIDInSet(Protocol_SessionAuth, m_options.protocolSet))
+        return ReceiveAuthorisation(message, data);
+    if (m_protocol == GetProtocolIDInSet(Protocol_Standard, m_options.protocolSet))
+        return ReceiveStandard(message, data);
+    message.meaning = Format("protocol %d is not in set %d, ignored", m_protocol, m_options.protocolSet);
+    return {};
+}
+
+std::vector<Message> Register::ReceiveAuthorisation(Message& message, const Record& data) {
+    message.meaning = "authorisation";
+    const std::string password(data.begin() + (data.empty() ? 0 : 1), data.end());
+    m_isAuthorised = !data.empty() && data[0] == AuthType_Password &&
+                     (m_options.password.empty() || password == m_options.password);
+    return {Answer(m_isAuthorised ? ResponseCode_OK : ResponseCode_AuthFailed)};
+}
+
+std::vector<Message> Register::ReceiveStandard(Message& message, const Record& data) {
+    if (m_state == State::Idle) return ReceiveRequest(message, data);
+    return ReceiveRecord(message, data);
+}
+
+std::optional<byte> Register::RefuseRequest() const {
+    if (m_options.isNotActivated) return ResponseCode_NotActivated;
+    if (m_options.isBusy) return ResponseCode_Busy;
+    if (!m_options.password.empty() && !m_isAuthorised) return ResponseCode_BadFrame;
+    return std::nullopt;
+}
+
+std::vector<Message> Register::ReceiveRequest(Message& message, const Record& data) {
+    const bool isFull = data.size() == 3 && data[2] == standardRequestVersion;
+    const bool isShort = data.size() == 2 && m_takesShortRequest;
+    if (!isFull && !isShort) {
+        message.meaning = data.empty() ? "end of data outside a transfer" : "no request";
+        if (data.empty()) return {};
+        return {Answer(ResponseCode_UnknownCommand)};
+    }
+    message.meaning = Format("request: %s section %d", NameOf(data[1]), data[0]);
+    const std::optional<byte> refusal = RefuseRequest();
+    m_takesShortRequest = refusal == ResponseCode_BadFrame;
+    if (refusal) return {Answer(*refusal)};
+    return ExecuteRequest(data[0], data[1]);
+}
+
+std::vector<Message> Register::ExecuteRequest(byte section, byte action) {
+    std::vector<Message> answers{Answer(ResponseCode_OK)};
+    switch (action) {
+        case Action_Read:
+            for (const Record& record : m_sections.GetRecords(section))
+                answers.push_back(BuildMessage(record, DescribeRecord(record)));
+            answers.push_back(BuildMessage({}, DescribeRecord({})));
+            break;
+        case Action_Clear:
+        case Action_Init:
+            m_sections.Clear(section);
+            m_sections.Save();
+            answers.insert(answers.end(), static_cast<size_t>(m_options.waits), Answer(ResponseCode_Wait));
+            answers.push_back(Answer(ResponseCode_OK));
+            break;
+        case Action_Write:
+        case Action_Delete:
+            // a transfer that was given up goes on where it was
+            if (m_section != section) m_place = 0;
+            m_state = action == Action_Write ? State::Writing : State::Deleting;
+            m_section = section;
+            m_recordsTaken = 0;
+            break;
+        default:
+            return {Answer(ResponseCode_UnknownCommand)};
+    }
+    return answers;
+}
+
+std::vector<Message> Register::ReceiveRecord(Message& message, const Record& data) {
+    message.meaning = DescribeRecord(data);
+    if (m_state == State::GivenUp) {
+        m_state = State::Idle;
+        if (data.empty()) return {};
+        return {Answer(ResponseCode_UnknownCommand)};
+    }
+    if (data.empty()) {
+        m_sections.Save();
+        m_state = State::Idle;
+        m_place = 0;
+        return ReleaseAnswers();
+    }
+    m_heldAnswers.push_back(StoreRecord(data));
+    if (++m_recordsTaken == m_options.timeoutAfter) m_state = State::GivenUp;
+    const bool isPacketFull = m_heldAnswers.size() >= static_cast<size_t>(m_options.recordsInPacket);
+    return isPacketFull || m_state == State::GivenUp ? ReleaseAnswers() : std::vector<Message>();
+}
+
+Message Register::StoreRecord(const Record& record) {
+    if (!TextOf(record)) return Answer(ResponseCode_BadData);
+    int64_t number = 0;
+    if (GetRecordNumber(record, number)) {
+        const auto reject = m_options.rejects.find(number);
+        if (reject != m_options.rejects.end() && reject->second > 0)
+            return BuildMessage(BadFieldData(reject->second),
+                                Format("answer: bad data in field %d", reject->second));
+        if (reject != m_options.rejects.end()) {
+            Message answer = Answer(ResponseCode_Busy);
+            answer.meaning = "answer: cannot be updated";
+            return answer;
+        }
+    }
+    if (m_state == State::Writing)
+        m_sections.Put(m_section, record, m_place++);
+    else
+        m_sections.Remove(m_section, record, m_place++);
+    return Answer(ResponseCode_OK);
+}
+
+bool Register::HoldsAnswers() const { return !m_heldAnswers.empty(); }
+
+std::vector<Message> Register::ReleaseAnswers() {
+    std::vector<Message> answers;
+    answers.swap(m_heldAnswers);
+    return answers;
+}
+
+void Register::EndSession() {
+    m_sections.Save();
+    m_state = State::Idle;
+    m_place = 0;
+    m_isAuthorised = m_takesShortRequest = false;
+    m_heldAnswers.clear();
+}

@@ -1,0 +1,89 @@
+#include "Sections.h"
+
+#include <cstdio>
+
+#include "Decimal.h"
+#include "Exceptions.h"
+#include "FileStream.h"
+#include "Format.h"
+#include "Formatting/BinaryDataParser.h"
+#include "Path.h"
+#include "Tools.h"
+
+bool GetRecordNumber(const Record& record, int64_t& number) {
+    BinaryDataParser parser(record.data(), static_cast<uint16_t>(record.size()));
+    Decimal value;
+    if (!parser.GetNumber(value)) return false;
+    number = value.ToInt64();
+    return true;
+}
+
+Sections::Sections(const std::string& directory) : m_directory(directory) {
+    if (m_directory.empty()) return;
+    if (!Directory::Exists(m_directory) && !Directory::Create(m_directory))
+        throw new SystemException("Unable to create folder '" + m_directory + "'");
+    for (int section = 0; section <= 255; section++) Load(static_cast<byte>(section));
+}
+
+Sections::Key Sections::KeyOf(const Record& record, int place) {
+    int64_t number = 0;
+    if (GetRecordNumber(record, number)) return {true, number};
+    return {false, place};
+}
+
+std::string Sections::PathOf(byte section) const {
+    return Path::Combine(m_directory, Format("section-%d.rec", section));
+}
+
+void Sections::Load(byte section) {
+    const std::string path = PathOf(section);
+    if (!File::Exists(path)) return;
+    const FileStream file = OpenInputFile(path);
+    byte length[2];
+    for (int place = 0; std::fread(length, 1, sizeof length, file.get()) == sizeof length; place++) {
+        Record record(static_cast<size_t>(length[0] | length[1] << 8));
+        if (std::fread(record.data(), 1, record.size(), file.get()) != record.size()) ThrowReadError(path);
+        m_sections[section][KeyOf(record, place)] = record;
+    }
+}
+
+void Sections::Put(byte section, const Record& record, int place) {
+    m_sections[section][KeyOf(record, place)] = record;
+    m_changed.insert(section);
+}
+
+void Sections::Remove(byte section, const Record& record, int place) {
+    m_sections[section].erase(KeyOf(record, place));
+    m_changed.insert(section);
+}
+
+void Sections::Clear(byte section) {
+    m_sections[section].clear();
+    m_changed.insert(section);
+}
+
+std::vector<Record> Sections::GetRecords(byte section) const {
+    std::vector<Record> records;
+    const auto entry = m_sections.find(section);
+    if (entry == m_sections.end()) return records;
+    for (const auto& [key, record] : entry->second) records.push_back(record);
+    return records;
+}
+
+void Sections::Save() {
+    if (m_directory.empty()) return;
+    for (const byte section : m_changed) {
+        const std::string path = PathOf(section);
+        const std::string temporaryPath = path + ".new";
+        FileStream file = OpenFile(temporaryPath, "wb");
+        for (const Record& record : GetRecords(section)) {
+            const byte length[] = {static_cast<byte>(record.size()), static_cast<byte>(record.size() >> 8)};
+            std::fwrite(length, 1, sizeof length, file.get());
+            std::fwrite(record.data(), 1, record.size(), file.get());
+        }
+        if (std::ferror(file.get()) != 0) ThrowWriteError(temporaryPath);
+        CloseOutputFile(std::move(file), temporaryPath);
+        if (std::rename(temporaryPath.c_str(), path.c_str()) != 0) ThrowWriteError(path);
+    }
+    m_changed.clear();
+}

@@ -1,0 +1,107 @@
+#include "Terminal.h"
+
+#include <fcntl.h>
+#include <poll.h>
+#include <stdlib.h>
+#include <termios.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <csignal>
+#include <ctime>
+
+#include "EcrComm/CommChannels/Linux/HighResolutionTimer.h"
+#include "Exceptions.h"
+
+namespace {
+
+constexpr double bitsPerByte = 11;
+constexpr Time hungUpPollTime = 5'000;  // a terminal without another side cannot be waited for
+
+}  // namespace
+
+PacedBytes::PacedBytes(int baud) : m_byteTime(baud == 0 ? 0 : bitsPerByte * 1'000'000 / baud) {}
+
+void PacedBytes::Push(const byte* data, size_t size, Time now) {
+    m_freeAt = std::max(m_freeAt, static_cast<double>(now));
+    for (size_t i = 0; i < size; i++) {
+        m_freeAt += m_byteTime;
+        m_bytes.emplace_back(m_freeAt, data[i]);
+    }
+}
+
+std::vector<byte> PacedBytes::TakeDue(Time now) {
+    std::vector<byte> due;
+    while (!m_bytes.empty() && m_bytes.front().first <= static_cast<double>(now)) {
+        due.push_back(m_bytes.front().second);
+        m_bytes.pop_front();
+    }
+    return due;
+}
+
+Time PacedBytes::GetDeadline() const {
+    return m_bytes.empty() ? never : static_cast<Time>(m_bytes.front().first) + 1;
+}
+
+void PacedBytes::Clear() { m_bytes.clear(); }
+
+Terminal::Terminal(int baud)
+    : m_master(posix_openpt(O_RDWR | O_NOCTTY | O_CLOEXEC)), m_input(baud), m_output(baud) {
+    if (m_master == -1 || grantpt(m_master) != 0 || unlockpt(m_master) != 0)
+        throw new SystemException("Unable to open a pseudo-terminal");
+    // raw from the start: nothing is echoed or translated before the tool has set the line up
+    termios settings{};
+    tcgetattr(m_master, &settings);
+    cfmakeraw(&settings);
+    tcsetattr(m_master, TCSANOW, &settings);
+}
+
+Terminal::~Terminal() { close(m_master); }
+
+std::string Terminal::GetName() const {
+    const std::string path = ptsname(m_master);
+    return path.substr(std::string("/dev/").size());
+}
+
+Time Terminal::GetTime() { return GetTimeMs() / 1000; }
+
+bool Terminal::Wait(Time deadline) {
+    const Time now = GetTime();
+    if (m_isHungUp) deadline = std::min(deadline, now + hungUpPollTime);
+    const Time wait = std::max<Time>(deadline == never ? 0 : deadline - now, 0);
+    const timespec timeout{wait / 1'000'000, wait % 1'000'000 * 1000};
+    sigset_t noSignals;
+    sigemptyset(&noSignals);
+    pollfd terminal{m_master, static_cast<short>(m_isHungUp ? 0 : POLLIN), 0};
+    if (m_isHungUp) {
+        ppoll(nullptr, 0, &timeout, &noSignals);
+        poll(&terminal, 1, 0);
+        m_isHungUp = (terminal.revents & POLLHUP) != 0;
+        return true;
+    }
+    const int result = ppoll(&terminal, 1, deadline == never ? nullptr : &timeout, &noSignals);
+    if (result <= 0) return true;
+    byte buffer[4096];
+    const ssize_t count = read(m_master, buffer, sizeof buffer);
+    if (count > 0) {
+        m_input.Push(buffer, static_cast<size_t>(count), GetTime());
+        return true;
+    }
+    m_isHungUp = true;
+    m_output.Clear();
+    return false;
+}
+
+std::vector<byte> Terminal::TakeInput(Time now) { return m_input.TakeDue(now); }
+
+void Terminal::Write(const std::vector<byte>& data, Time now) {
+    m_output.Push(data.data(), data.size(), now);
+}
+
+void Terminal::Flush(Time now) {
+    const std::vector<byte> due = m_output.TakeDue(now);
+    // what a terminal without another side does not take is lost, as on a line that nobody listens to
+    if (!due.empty() && write(m_master, due.data(), due.size()) < 0) m_output.Clear();
+}
+
+Time Terminal::GetDeadline() const { return std::min(m_input.GetDeadline(), m_output.GetDeadline()); }

@@ -1,0 +1,12 @@
+#include "Trace.h"
+
+#include "Format.h"
+#include "Tools.h"
+
+void Trace::Line(const std::string& text) const {
+    if (!m_isOn) return;
+    tagSYSTEMTIME now{};
+    GetLocalTime(&now);
+    Print(Format("%02d:%02d:%02d.%03d ", now.wHour, now.wMinute, now.wSecond, now.wMilliseconds) + text +
+          "\n");
+}

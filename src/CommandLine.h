@@ -1,0 +1,34 @@
+#pragma once
+
+#include <string>
+
+#include "Command.h"
+
+struct BaseCommandParameters {
+    Command command = Command_Read;
+    std::string filePath;  // empty for commands without one
+    int data = 0;          // PRG section or report number
+    bool isFiscalCommand = false;
+    bool parametersChanged = false;  // carried along for a server mode, not used
+};
+
+/** True without arguments and for "/?", "-?", "/h", "-h", "/help" and "-help" as the first one. */
+bool IsUsageRequested(int argc, char* argv[]);
+void ShowUsage();
+
+/** The command line as the log shows it: the program in quotes, the arguments as they are. */
+std::string GetCommandLine(int argc, char* argv[]);
+
+/** Parses the whole command line and loads the configuration; CommandLineException for anything malformed. */
+BaseCommandParameters CollectParameters(int argc, char* argv[]);
+
+Command ParseCommand(const std::string& data);
+/** Only digits, or nothing. */
+bool IsNumber(const std::string& str);
+/** A number without sign; nothing is 0, too large a number the largest one. */
+int ParseData(const std::string& data);
+/** Splits "/Name=Value"; "-" and ":" serve as well. */
+void ParseConfigParam(const std::string& param, std::string& name, std::string& value);
+
+/** The line that every run begins its log with. */
+std::string GetStartMessage(int argc, char* argv[]);

@@ -1,0 +1,23 @@
+#pragma once
+
+#include <string>
+
+#include "Command.h"
+#include "Exceptions.h"
+
+/**
+ * The commands over an open link. They print their progress, count problems of single records in FileErrors
+ * and return the exit status that these stand for; failures that end a command are exceptions.
+ */
+
+/** Read, Send, Delete, Clear, ReadAndClear, ClearAndSend and Init of section or report dataType. */
+ReturnCode Execute_Standard(Command command, int dataType, const std::string& filename);
+
+/** ExecuteFiscal, ReadFiscalStatus and ReadEftStatus. */
+ReturnCode Execute_Fiscal(Command command, const std::string& filename);
+
+/** Server commands by number; 1 disconnects from the server. */
+ReturnCode Execute_Server(int data);
+
+/** Server mode, which this platform does not have; its settings are accepted and nothing listens. */
+ReturnCode RunServer();

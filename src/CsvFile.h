@@ -1,0 +1,41 @@
+#pragma once
+
+#include <string>
+
+#include "RawFile.h"
+#include "RecordFile.h"
+#include "TextFileLineIndex.h"
+
+/** A text file whose records can be named by their line. */
+class CsvFileReader : public FileReader {
+public:
+    /** 1-based line that the record came from; -1 past the end. */
+    virtual int GetLineNumber(int recordNumber) = 0;
+};
+
+/**
+ * Records in ascending order of their numbers, each number once (the last line of the file that has it),
+ * unless "SortInputFileLines" is 0 or a line after the first has no number. Bad lines are counted in
+ * FileErrors.
+ */
+class CsvFileReaderImpl : public CsvFileReader {
+public:
+    FileType GetType() override;
+    void Open(const std::string& filename) override;
+    int Read(int recordNumber, char* buffer, int bufferSize) override;
+    void Close() override;
+    int GetLineNumber(int recordNumber) override;
+
+private:
+    bool HasRecord(int recordNumber) const;
+    bool IsSortable() const;
+
+    TextFileLineIndex lineIndex;
+};
+
+/** One record a line, ended by CR LF. */
+class CsvFileWriter : public RawFileWriter {
+public:
+    FileType GetType() override;
+    void Write(const char* data, int length) override;
+};

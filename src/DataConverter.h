@@ -1,0 +1,28 @@
+#pragma once
+
+#include <cstdint>
+
+#include "Byte.h"
+#include "Formatting/DataFormatter.h"
+#include "Formatting/DataParser.h"
+#include "RecordFile.h"
+
+/**
+ * Records between their form in a file and the ECR's binary form. A CSV line is converted field by field, a
+ * raw or bitmap record is one binary field. Lengths are in bytes; 0 means that the record cannot be
+ * converted.
+ */
+class DataConverter {
+public:
+    /** Sets the kind of file that the following conversions are for. */
+    static void Initialize(FileType pcFileType);
+
+    static bool Convert(DataParser& inData, DataFormatter& outData);
+    static uint16_t PcToEcr(const byte* pcData, uint16_t pcDataLen, byte* ecrBuffer, uint16_t ecrBufferLen);
+    /** The remaining fields of a record that the caller has begun to parse. */
+    static uint16_t PcToEcr(DataParser& pcData, byte* ecrBuffer, uint16_t ecrBufferLen);
+    static uint16_t EcrToPc(const byte* ecrData, uint16_t ecrDataLen, byte* pcBuffer, uint16_t pcBufferLen);
+
+private:
+    static FileType m_pcFileType;
+};

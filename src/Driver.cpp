@@ -1,0 +1,60 @@
+#include "Driver.h"
+
+#include <memory>
+
+#include "AppConfig.h"
+#include "Commands.h"
+#include "EcrComm/EcrComm.h"
+#include "Format.h"
+#include "Logging.h"
+
+namespace {
+
+ReturnCode ExecuteOnOpenLink(const BaseCommandParameters& params) {
+    if (params.isFiscalCommand) return Execute_Fiscal(params.command, params.filePath);
+    if (params.command == Command_ExecuteServer) return Execute_Server(params.data);
+    return Execute_Standard(params.command, params.data, params.filePath);
+}
+
+ReturnCode Attempt(const BaseCommandParameters& params, ProtocolID protocol) {
+    try {
+        ConnectToEcr(protocol);
+        const ReturnCode result = ExecuteOnOpenLink(params);
+        DisconnectFromEcr();
+        return result;
+    } catch (Exception* e) {
+        std::unique_ptr<Exception> failure(e);
+        DisconnectFromEcr(e);
+        return HandleException(failure.release());
+    }
+}
+
+}  // namespace
+
+void LogIfPossible(const std::string& message) {
+    try {
+        LogMsg(LogType_Both, message, true);
+    } catch (Exception* e) {
+        // only with "StandardLog" = -1, where every message is an internal error; the run ends by its exit
+        // status
+        delete e;
+    }
+}
+
+ReturnCode HandleException(Exception* e) {
+    const std::unique_ptr<Exception> failure(e);
+    LogIfPossible(failure->GetLogMessage());
+    Print(failure->GetDisplayMessage() + "\n");
+    return failure->GetReturnCode();
+}
+
+ReturnCode ExecuteCommand(const BaseCommandParameters& params) {
+    const ProtocolID protocol =
+        GetProtocolIDBySet(params.isFiscalCommand ? Protocol_Fiscal : Protocol_Standard);
+    const int retryCount = AppConfig::GetParameter("RetryCount", 1);
+    int errorCount = 0;
+    ReturnCode result;
+    do result = Attempt(params, protocol);
+    while (result == ReturnCode_CommunicationError && ++errorCount < retryCount);
+    return result;
+}

@@ -1,0 +1,259 @@
+#include "EcrComm/CommChannels/Linux/ComPort.h"
+
+#include <fcntl.h>
+#include <poll.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <cerrno>
+#include <climits>
+#include <cstdio>
+#include <cstring>
+
+#include "AppConfig.h"
+#include "EcrComm/CommChannels/DataLogger.h"
+#include "EcrComm/CommChannels/Linux/HighResolutionTimer.h"
+#include "Exceptions.h"
+#include "IniFile.h"
+#include "Logging.h"
+
+namespace {
+
+constexpr unsigned int timeoutUnitMs = 100;  // of VTIME
+constexpr int minByteTimeoutMs = 100;
+
+struct LineSettings {
+    long baud = 38400;
+    int data = 8;
+    int stop = 1;
+    char parity = 'o';
+};
+
+[[noreturn]] void ThrowBadSetup() { throw new SystemException("Bad serial port setup parameters"); }
+
+/** Reads the value behind the first occurrence of key, wherever it stands; without one the value stays. */
+template <class Value>
+void ScanKey(const std::string& settings, const char* key, const char* conversion, Value& value) {
+    const size_t position = settings.find(key);
+    if (position != std::string::npos)
+        std::sscanf(settings.c_str() + position + std::strlen(key), conversion, &value);
+}
+
+LineSettings ParseSettings(const std::string& settings) {
+    LineSettings line;
+    ScanKey(settings, "baud=", "%ld", line.baud);
+    ScanKey(settings, "data=", "%d", line.data);
+    ScanKey(settings, "stop=", "%d", line.stop);
+    ScanKey(settings, "parity=", "%c", line.parity);
+    return line;
+}
+
+speed_t SpeedOf(long baud) {
+    static constexpr struct {
+        long baud;
+        speed_t speed;
+    } speeds[] = {{4800, B4800},   {9600, B9600},   {19200, B19200},
+                  {38400, B38400}, {57600, B57600}, {115200, B115200}};
+    for (const auto& entry : speeds)
+        if (entry.baud == baud) return entry.speed;
+    ThrowBadSetup();
+}
+
+tcflag_t CharacterSize(int data) {
+    if (data == 7) return CS7;
+    if (data == 8) return CS8;
+    ThrowBadSetup();
+}
+
+tcflag_t StopBits(int stop) {
+    if (stop == 1) return 0;
+    if (stop == 2) return CSTOPB;
+    ThrowBadSetup();
+}
+
+/** Control flags of a parity; input is checked for any but none. */
+tcflag_t Parity(char parity) {
+    switch (parity) {
+        case 'e':
+        case 'E':
+            return PARENB;
+        case 'o':
+        case 'O':
+            return PARENB | PARODD;
+        case 'n':
+        case 'N':
+            return 0;
+        default:
+            ThrowBadSetup();
+    }
+}
+
+/** Time that a character may take, stretched by "ComByteTimeMult", in ms. */
+int ByteTimeout(const LineSettings& line, bool hasParity) {
+    const int bits = 1 + line.data + line.stop + (hasParity ? 1 : 0);
+    const long double t =
+        static_cast<long double>(AppConfig::GetParameter("ComByteTimeMult", defaultComByteTimeMult)) * bits *
+        1000 / static_cast<long double>(line.baud);
+    return static_cast<int>(std::clamp<long double>(t, minByteTimeoutMs, INT_MAX));
+}
+
+/**
+ * Applies the settings. The C library fails when nothing could be changed, which is no failure where a killed
+ * run has left the device set up just so, but for the parity that the device (a pseudo-terminal) cannot do.
+ */
+bool ApplySettings(int handle, const termios& settings) {
+    if (tcsetattr(handle, TCSAFLUSH, &settings) == 0) return true;
+    termios now{};
+    return errno == EINVAL && tcgetattr(handle, &now) == 0 && now.c_iflag == settings.c_iflag &&
+           now.c_oflag == settings.c_oflag && now.c_lflag == settings.c_lflag &&
+           ((now.c_cflag ^ settings.c_cflag) & ~tcflag_t{PARENB}) == 0;
+}
+
+}  // namespace
+
+ComPort::~ComPort() { Close(); }
+
+ChannelOwner ComPort::Create() {
+    return {new ComPort, [](ICommChannel* channel) {
+                auto* port = static_cast<ComPort*>(channel);
+                port->handle = -1;
+                delete port;
+            }};
+}
+
+void ComPort::Open() {
+    const std::string tty = AppConfig::GetParameter("TTY", "");
+    if (tty.empty()) throw new ConfigurationException("Bad or missing tty name");
+    const std::string path = "/dev/" + tty;
+    LogMsg(LogType_Debug, "Opening serial port " + path, true);
+    handle = open(path.c_str(), O_RDWR | O_NOCTTY | O_NONBLOCK);
+    if (handle == -1) throw new SystemException("Unable to open serial port");
+    fcntl(handle, F_SETFL, 0);
+    if (tcgetattr(handle, &initialSettings) != 0)
+        throw new SystemException(
+            "Cannot read serial port settings. Please ensure that correct TTY specified");
+
+    ComPort_Setup(defaultComSettings);
+    // read past AppConfig: only a key above the first heading of the INI file is found
+    ComPort_Setup(IniFile::GetString("ComSettings", ""));
+    if (!ApplySettings(handle, currentSettings)) throw new SystemException("Cannot set serial port settings");
+    m_inputBegin = m_inputEnd = 0;
+}
+
+void ComPort::Close() {
+    if (handle == -1) return;
+    LogMsg(LogType_Debug, "Closing serial port", true);
+    fsync(handle);
+    tcsetattr(handle, TCSANOW, &initialSettings);
+    close(handle);
+    handle = -1;
+}
+
+void ComPort::ComPort_Setup(const std::string& settings) {
+    if (settings.empty()) return;
+    const LineSettings line = ParseSettings(settings);
+    currentSettings = {};
+    const speed_t speed = SpeedOf(line.baud);
+    cfsetispeed(&currentSettings, speed);
+    cfsetospeed(&currentSettings, speed);
+    currentSettings.c_cflag |= CharacterSize(line.data);
+    currentSettings.c_cflag |= StopBits(line.stop);
+    const tcflag_t parity = Parity(line.parity);
+    currentSettings.c_cflag |= parity;
+    if (parity != 0) currentSettings.c_iflag |= INPCK;
+    // hardware flow control is always on; "rts=", "dtr=" and "octs=" are not interpreted
+    currentSettings.c_cflag |= CRTSCTS | CLOCAL | HUPCL | CREAD;
+    byteTimeoutMs = ByteTimeout(line, parity != 0);
+}
+
+void ComPort::ComPort_SetSerialPortTimeoutSettings(byte minBytes, unsigned int timeoutMs) {
+    // VMIN and VTIME keep their meaning, but WaitForInput gives it to them: applying them to the device would
+    // cost a USB adapter a bus transaction or two for every read.
+    currentSettings.c_cc[VMIN] = minBytes;
+    currentSettings.c_cc[VTIME] = static_cast<cc_t>(timeoutMs / timeoutUnitMs);
+}
+
+void ComPort::ComPort_SetInterByteReadTimeout(unsigned int timeoutMs, byte minBytes) {
+    ComPort_SetSerialPortTimeoutSettings(minBytes, timeoutMs);
+}
+
+void ComPort::SetReadTimeout(unsigned int ms) { ComPort_SetSerialPortTimeoutSettings(0, ms); }
+
+void ComPort::GetReadTimeout(unsigned int& ms) { ms = currentSettings.c_cc[VTIME] * timeoutUnitMs; }
+
+bool ComPort::WaitForInput() const {
+    const bool hasLimit = currentSettings.c_cc[VMIN] == 0;
+    const long long deadline = GetTimeMs() + 1'000'000LL * timeoutUnitMs * currentSettings.c_cc[VTIME];
+    pollfd port{handle, POLLIN, 0};
+    for (;;) {
+        const long long remaining = hasLimit ? deadline - GetTimeMs() : 0;
+        // rounded up: a wait ends after its time, not before
+        const int remainingMs = remaining <= 0 ? 0 : static_cast<int>((remaining + 999'999) / 1'000'000);
+        const int result = poll(&port, 1, hasLimit ? remainingMs : -1);
+        if (result >= 0) return result > 0;
+        if (errno != EINTR) throw new SystemException("Serial port read error");
+    }
+}
+
+bool ComPort::NextByte(byte& value) {
+    if (m_inputBegin == m_inputEnd) {
+        if (!WaitForInput()) return false;
+        ssize_t count;
+        do count = read(handle, m_input, sizeof m_input);
+        while (count < 0 && errno == EINTR);
+        if (count < 0) throw new SystemException("Serial port read error");
+        m_inputBegin = 0;
+        m_inputEnd = static_cast<size_t>(count);
+        if (count == 0) return false;  // hung up
+    }
+    value = m_input[m_inputBegin++];
+    return true;
+}
+
+unsigned int ComPort::ReadUnknownSize(byte* data, unsigned int size, unsigned int firstByteTimeoutMs,
+                                      unsigned int nextByteTimeoutMs, bool useEndByte, byte endByte) {
+    if (size == 0 || data == nullptr) throw new InternalException(__FILE__, __LINE__);
+    unsigned int savedTimeoutMs = 0;
+    GetReadTimeout(savedTimeoutMs);
+    SetReadTimeout(firstByteTimeoutMs);
+    const long long startTime = highResolutionTimer.GetValue();
+
+    unsigned int count = 0;
+    while (count < size && NextByte(data[count])) {
+        if (++count == 1) ComPort_SetSerialPortTimeoutSettings(1, nextByteTimeoutMs);
+        if (useEndByte && data[count - 1] == endByte) break;
+    }
+
+    const long long endTime = highResolutionTimer.GetValue();
+    SetReadTimeout(savedTimeoutMs);
+    DataLogger::LogBlock(data, count, startTime, endTime, Direction_EcrToPc, "");
+    return count;
+}
+
+bool ComPort::Read(byte* data, unsigned int size) {
+    unsigned int readTimeoutMs = 0;
+    GetReadTimeout(readTimeoutMs);
+    return ReadUnknownSize(data, size, readTimeoutMs, static_cast<unsigned int>(byteTimeoutMs), false, 0) ==
+           size;
+}
+
+unsigned int ComPort::ReadUnknownSize(byte* data, unsigned int size, byte endByte) {
+    unsigned int readTimeoutMs = 0;
+    GetReadTimeout(readTimeoutMs);
+    return ReadUnknownSize(data, size, readTimeoutMs, static_cast<unsigned int>(byteTimeoutMs), true,
+                           endByte);
+}
+
+bool ComPort::Write(const byte* data, unsigned int size) {
+    if (size == 0 || data == nullptr) throw new InternalException(__FILE__, __LINE__);
+    const long long startTime = highResolutionTimer.GetValue();
+    ssize_t written;
+    do written = write(handle, data, size);
+    while (written < 0 && errno == EINTR);
+    if (written < 0) throw new SystemException("Serial port write error");
+    const long long endTime = highResolutionTimer.GetValue();
+    DataLogger::LogBlock(data, static_cast<unsigned int>(written), startTime, endTime, Direction_PcToEcr, "");
+    return static_cast<unsigned int>(written) == size;
+}
+
+bool ComPort::WriteDirect(const byte* data, unsigned int size) { return Write(data, size); }

@@ -1,0 +1,21 @@
+#pragma once
+
+/** The raw monotonic clock in nanoseconds (despite the name); 0 when it cannot be read. */
+long long GetTimeMs();
+
+/** Measures how long a block took on the line. */
+class HighResolutionTimer {
+public:
+    HighResolutionTimer();
+    bool Supported() const;
+    /** A time stamp, 0 without a clock. */
+    long long GetValue() const;
+    /** Milliseconds between two time stamps, 0.0 without a clock. */
+    double GetIntervalMs(long long start, long long end) const;
+
+private:
+    bool m_isSupported;
+};
+
+/** The one instance that the channels share. */
+extern const HighResolutionTimer highResolutionTimer;

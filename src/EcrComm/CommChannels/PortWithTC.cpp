@@ -1,0 +1,197 @@
+#include "EcrComm/CommChannels/PortWithTC.h"
+
+#include <algorithm>
+#include <cstring>
+#include <utility>
+
+#include "AppConfig.h"
+#include "EcrComm/CommChannels/Compatibility/TcFrameSeqNo.h"
+#include "EcrComm/CommChannels/Compatibility/TcFrame_v1.h"
+#include "EcrComm/CommChannels/Compatibility/TcFrame_v2.h"
+#include "EcrComm/CommChannels/DataLogger.h"
+#include "EcrComm/CommChannels/Linux/ComPort.h"
+#include "EcrComm/CommChannels/Linux/TCP.h"
+#include "EcrComm/CommChannels/TcFrame.h"
+#include "Exceptions.h"
+#include "Format.h"
+
+namespace {
+
+constexpr byte firstReceivedSeqNo = 32;
+constexpr int maxEntryLevel = 3;  // one Write tries every version once
+
+ChannelOwner CreateRawChannel(CommChannelType type) {
+    if (type == CommChannel_SerialPortWithTC) return ComPort::Create();
+    if (type == CommChannel_EthernetWithTC) return TCP::Create();
+    throw new InternalException(__FILE__, __LINE__);
+}
+
+/** Counts a level of nesting for as long as it lives. */
+class EntryGuard {
+public:
+    explicit EntryGuard(int& level) : m_level(level) { m_level++; }
+    EntryGuard(const EntryGuard&) = delete;
+    EntryGuard& operator=(const EntryGuard&) = delete;
+    ~EntryGuard() { m_level--; }
+
+private:
+    int& m_level;
+};
+
+}  // namespace
+
+PortWithTC::PortWithTC(CommChannelType type) : PortWithTC(CreateRawChannel(type)) {}
+
+PortWithTC::PortWithTC(ChannelOwner rawChannel) : m_pCommunicationChannel(std::move(rawChannel)) {}
+
+ChannelOwner PortWithTC::Create(CommChannelType type) {
+    return {new PortWithTC(type), [](ICommChannel* channel) { delete static_cast<PortWithTC*>(channel); }};
+}
+
+void PortWithTC::Open() {
+    m_pCommunicationChannel->Open();
+    m_protocolVersion = AppConfig::GetParameter("SerialProtocolVersion", m_MaxProtocolVersion);
+    m_retryCount = AppConfig::GetParameter("SerialProtocolRetryCount", defaultRetryCount);
+    m_responseTimeoutMs = AppConfig::GetParameter("SerialProtocolResponseMaxTime", defaultResponseTimeoutMs);
+    RestartSequence();
+    m_lastRcvFrameBytesTotal = m_lastRcvFrameBytesRead = 0;
+}
+
+void PortWithTC::Close() { m_pCommunicationChannel->Close(); }
+
+void PortWithTC::SetReadTimeout(unsigned int ms) { m_pCommunicationChannel->SetReadTimeout(ms); }
+
+void PortWithTC::GetReadTimeout(unsigned int& ms) { m_pCommunicationChannel->GetReadTimeout(ms); }
+
+bool PortWithTC::WriteDirect(const byte* data, unsigned int size) {
+    return m_pCommunicationChannel->WriteDirect(data, size);
+}
+
+unsigned int PortWithTC::ReadUnknownSize(byte* data, unsigned int size, byte endByte) {
+    return m_pCommunicationChannel->ReadUnknownSize(data, size, endByte);
+}
+
+void PortWithTC::RestartSequence() {
+    m_nextSndFrameSeqNo = 0;
+    m_nextRcvFrameSeqNo = firstReceivedSeqNo;
+}
+
+uint16_t PortWithTC::BuildTcFrame(const byte* data, uint16_t size, byte seqNo, byte* frame,
+                                  uint16_t frameBufSize) const {
+    switch (m_protocolVersion) {
+        case 1:
+            return TcFrame_v1::Build(data, size, frame, frameBufSize);
+        case 2:
+            return TcFrame_v2::Build(data, size, seqNo, frame, frameBufSize);
+        default:
+            return TcFrame::Build(data, size, seqNo, frame, frameBufSize);
+    }
+}
+
+uint16_t PortWithTC::ParseTcFrame(const byte* frame, uint16_t size, byte& seqNo, byte* data,
+                                  uint16_t dataBufSize) const {
+    switch (m_protocolVersion) {
+        case 1:
+            seqNo = m_nextRcvFrameSeqNo;  // frames without a number are never taken for repeated ones
+            return TcFrame_v1::Parse(frame, size, data, dataBufSize);
+        case 2:
+            return TcFrame_v2::Parse(frame, size, seqNo, data, dataBufSize);
+        default:
+            return TcFrame::Parse(frame, size, seqNo, data, dataBufSize);
+    }
+}
+
+bool PortWithTC::ReadResponse(byte& response) {
+    unsigned int savedTimeoutMs = 0;
+    GetReadTimeout(savedTimeoutMs);
+    SetReadTimeout(static_cast<unsigned int>(m_responseTimeoutMs));
+    const bool result = m_pCommunicationChannel->Read(&response, 1);
+    SetReadTimeout(savedTimeoutMs);
+    return result;
+}
+
+uint16_t PortWithTC::RemoveGarbage(uint16_t bytesInBuffer) {
+    byte* end = m_rcvFrameBuf + bytesInBuffer;
+    byte* frame = std::find(m_rcvFrameBuf, end, STX);
+    const auto garbage = static_cast<uint16_t>(frame - m_rcvFrameBuf);
+    if (garbage == 0) return bytesInBuffer;
+    DataLogger::LogBlock(m_rcvFrameBuf, garbage, 0, 0, Direction_EcrToPc, " (ignored by STCP)");
+    const auto remaining = static_cast<uint16_t>(bytesInBuffer - garbage);
+    std::memmove(m_rcvFrameBuf, frame, remaining);
+    return remaining;
+}
+
+bool PortWithTC::ReadFrame(uint16_t bytesInBuffer) {
+    const unsigned int received = m_pCommunicationChannel->ReadUnknownSize(
+        m_rcvFrameBuf + bytesInBuffer, static_cast<unsigned int>(sizeof m_rcvFrameBuf - bytesInBuffer), ETX);
+    const uint16_t size = RemoveGarbage(static_cast<uint16_t>(bytesInBuffer + received));
+    if (size == 0) return false;
+
+    byte seqNo = 0;
+    const uint16_t length = ParseTcFrame(m_rcvFrameBuf, size, seqNo, m_rcvFrameBuf, sizeof m_rcvFrameBuf);
+    const byte answer = length > 0 ? ACK : NAK;
+    if (!m_pCommunicationChannel->Write(&answer, 1) || answer == NAK) return false;
+    // a frame already taken comes again when its acknowledgement was lost: acknowledged once more and dropped
+    if (seqNo != m_nextRcvFrameSeqNo) return false;
+    m_lastRcvFrameBytesTotal = length;
+    m_nextRcvFrameSeqNo = TcFrameSeqNo::Next(seqNo);
+    return true;
+}
+
+bool PortWithTC::DeliverPayload(byte* data, unsigned int size) {
+    const unsigned int remaining =
+        static_cast<unsigned int>(m_lastRcvFrameBytesTotal - m_lastRcvFrameBytesRead);
+    const unsigned int count = std::min(remaining, size);
+    std::memcpy(data, m_rcvFrameBuf + m_lastRcvFrameBytesRead, count);
+    m_lastRcvFrameBytesRead = static_cast<uint16_t>(m_lastRcvFrameBytesRead + count);
+    return count == size;
+}
+
+bool PortWithTC::Read(byte* data, unsigned int size) {
+    if (size == 0 || data == nullptr) throw new InternalException(__FILE__, __LINE__);
+    if (m_lastRcvFrameBytesRead != m_lastRcvFrameBytesTotal) return DeliverPayload(data, size);
+    m_lastRcvFrameBytesTotal = m_lastRcvFrameBytesRead = 0;
+    for (int attempt = 0; attempt < m_retryCount; attempt++)
+        if (ReadFrame(0)) return DeliverPayload(data, size);
+    return false;
+}
+
+PortWithTC::Attempt PortWithTC::SendOnce(const byte* frame, uint16_t frameSize) {
+    byte response = 0;
+    if (!m_pCommunicationChannel->Write(frame, frameSize) || !ReadResponse(response)) return Attempt::Lost;
+    if (response == ACK) return Attempt::Delivered;
+    if (response == NAK) return Attempt::Rejected;
+    // An answer frame instead of the acknowledgement, which was lost: it proves that the block arrived.
+    m_rcvFrameBuf[0] = response;
+    return ReadFrame(1) ? Attempt::Delivered : Attempt::Lost;
+}
+
+bool PortWithTC::Write(const byte* data, unsigned int size) {
+    const EntryGuard guard(m_entryLevel);
+    if (m_entryLevel > maxEntryLevel) return false;
+    if (size == 0 || data == nullptr) throw new InternalException(__FILE__, __LINE__);
+    m_lastRcvFrameBytesTotal = m_lastRcvFrameBytesRead = 0;
+
+    byte frame[commIoBufferSize];
+    const uint16_t frameSize = size > sizeof frame ? uint16_t{0}
+                                                   : BuildTcFrame(data, static_cast<uint16_t>(size),
+                                                                  m_nextSndFrameSeqNo, frame, sizeof frame);
+    if (frameSize == 0) throw new InternalException(__FILE__, __LINE__);
+    m_nextSndFrameSeqNo = TcFrameSeqNo::Next(m_nextSndFrameSeqNo);
+
+    int rejections = 0;
+    for (int attempt = 0; attempt < m_retryCount; attempt++) {
+        const Attempt result = SendOnce(frame, frameSize);
+        if (result == Attempt::Delivered) return true;
+        if (result == Attempt::Rejected) rejections++;
+    }
+    return rejections >= m_retryCount && WriteInNextVersion(data, size);
+}
+
+bool PortWithTC::WriteInNextVersion(const byte* data, unsigned int size) {
+    RestartSequence();
+    m_protocolVersion = m_protocolVersion >= m_MaxProtocolVersion ? 1 : m_protocolVersion + 1;
+    if (!Write(data, size)) return false;
+    AppConfig::SetParameter("SerialProtocolVersion", Format("%d", m_protocolVersion), true);
+    return true;
+}

@@ -1,0 +1,64 @@
+#pragma once
+
+#include <cstdint>
+
+#include "Defaults.h"
+#include "EcrComm/CommChannels/CommChannelType.h"
+#include "EcrComm/CommChannels/ICommChannel.h"
+
+/**
+ * Transport control over a raw channel: a block written is one frame that must be acknowledged, a block read
+ * arrives as one frame that is checked and acknowledged. Frames are retried, repeated ones dropped, noise
+ * ahead of a frame is discarded; when the ECR rejects every attempt, the next protocol version is tried and
+ * the one that works is kept in the setting "SerialProtocolVersion". docs/protocol.md, "Exchange of frames".
+ */
+class PortWithTC final : public ICommChannel {
+public:
+    /** Over the serial port or the network channel; InternalException for a type without transport control.
+     */
+    explicit PortWithTC(CommChannelType type);
+    /** Over a raw channel of the caller's. */
+    explicit PortWithTC(ChannelOwner rawChannel);
+
+    static ChannelOwner Create(CommChannelType type);
+
+    /** Opens the raw channel, reads the settings and restarts the sequence numbers. */
+    void Open() override;
+    void Close() override;
+    void SetReadTimeout(unsigned int ms) override;
+    void GetReadTimeout(unsigned int& ms) override;
+    /** Delivers from the current frame, and reads the next one only when it is used up. */
+    bool Read(byte* data, unsigned int size) override;
+    /** Any payload received and not yet read is discarded. */
+    bool Write(const byte* data, unsigned int size) override;
+    bool WriteDirect(const byte* data, unsigned int size) override;
+    unsigned int ReadUnknownSize(byte* data, unsigned int size, byte endByte) override;
+
+private:
+    enum class Attempt { Delivered, Rejected, Lost };
+
+    static constexpr int m_MaxProtocolVersion = 3;
+
+    bool ReadResponse(byte& response);
+    uint16_t BuildTcFrame(const byte* data, uint16_t size, byte seqNo, byte* frame,
+                          uint16_t frameBufSize) const;
+    uint16_t ParseTcFrame(const byte* frame, uint16_t size, byte& seqNo, byte* data,
+                          uint16_t dataBufSize) const;
+    uint16_t RemoveGarbage(uint16_t bytesInBuffer);
+    bool ReadFrame(uint16_t bytesInBuffer);
+    bool DeliverPayload(byte* data, unsigned int size);
+    Attempt SendOnce(const byte* frame, uint16_t frameSize);
+    bool WriteInNextVersion(const byte* data, unsigned int size);
+    void RestartSequence();
+
+    int m_protocolVersion = m_MaxProtocolVersion;
+    int m_retryCount = 0;
+    int m_responseTimeoutMs = 0;
+    byte m_nextSndFrameSeqNo = 0;
+    byte m_nextRcvFrameSeqNo = 0;
+    byte m_rcvFrameBuf[commIoBufferSize] = {};
+    uint16_t m_lastRcvFrameBytesTotal = 0;
+    uint16_t m_lastRcvFrameBytesRead = 0;
+    int m_entryLevel = 0;  // of nested Write calls
+    ChannelOwner m_pCommunicationChannel;
+};

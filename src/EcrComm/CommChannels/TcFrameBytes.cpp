@@ -1,0 +1,77 @@
+#include "EcrComm/CommChannels/TcFrameBytes.h"
+
+#include <algorithm>
+#include <cstring>
+
+namespace {
+
+constexpr byte escapeOffset = 0x60;
+
+}  // namespace
+
+bool TcFrameBytes::IsControlByte(byte value) {
+    return value == STX || value == ETX || value == ACK || value == DLE || value == NAK;
+}
+
+uint16_t TcFrameBytes::EscapeByte(byte* dest, byte value) {
+    if (!IsControlByte(value)) {
+        *dest = value;
+        return 1;
+    }
+    *dest = static_cast<byte>(value - escapeOffset);
+    *(dest - 1) = DLE;
+    return 2;
+}
+
+uint16_t TcFrameBytes::UnescapeByte(const byte* src, byte& value) {
+    if (*src != DLE) {
+        value = *src;
+        return 1;
+    }
+    value = static_cast<byte>(src[1] + escapeOffset);
+    return 2;
+}
+
+CRC TcFrameBytes::Sum(const byte* data, uint16_t dataSize, byte start) {
+    CRC crc(start, start);
+    for (uint16_t i = 0; i < dataSize; i++) {
+        crc.Part1 = static_cast<byte>(crc.Part1 ^ data[i]);
+        crc.Part2 = static_cast<byte>(crc.Part2 + data[i]);
+    }
+    return crc;
+}
+
+uint16_t TcFrameBytes::BuildBody(const byte* header, uint16_t headerSize, const byte* data, uint16_t dataSize,
+                                 const CRC& crc, byte* frame, uint16_t frameBufSize) {
+    const auto escapes = std::count_if(data, data + dataSize, IsControlByte) +
+                         (IsControlByte(crc.Part1) ? 1 : 0) + (IsControlByte(crc.Part2) ? 1 : 0);
+    const size_t length = headerSize + dataSize + size_t{3} + static_cast<size_t>(escapes);
+    if (length > frameBufSize) return 0;
+
+    byte* position = frame + length;  // one past the bytes still to be written
+    *--position = ETX;
+    position -= EscapeByte(position - 1, crc.Part2);
+    position -= EscapeByte(position - 1, crc.Part1);
+    for (uint16_t i = dataSize; i > 0; i--) position -= EscapeByte(position - 1, data[i - 1]);
+    std::memcpy(frame, header, headerSize);
+    return static_cast<uint16_t>(length);
+}
+
+int TcFrameBytes::PayloadLength(const byte* frame, uint16_t frameSize, uint16_t headerSize,
+                                uint16_t dataBufSize) {
+    if (frameSize < headerSize + 3 || frame[0] != STX || frame[frameSize - 1] != ETX) return -1;
+    const auto escapes = std::count(frame, frame + frameSize, DLE);
+    // With more escapes than bytes this wraps to a length that no buffer has. Otherwise reading that many
+    // payload bytes and two check bytes ends before the frame does, however the DLEs are placed.
+    const auto length = static_cast<uint16_t>(frameSize - headerSize - 3 - escapes);
+    return length > dataBufSize ? -1 : length;
+}
+
+CRC TcFrameBytes::ParseBody(const byte* frame, uint16_t headerSize, byte* data, uint16_t dataSize) {
+    const byte* position = frame + headerSize;
+    for (uint16_t i = 0; i < dataSize; i++) position += UnescapeByte(position, data[i]);
+    CRC crc(0, 0);
+    position += UnescapeByte(position, crc.Part1);
+    UnescapeByte(position, crc.Part2);
+    return crc;
+}

@@ -1,0 +1,81 @@
+#pragma once
+
+#include <cstdint>
+
+#include "Byte.h"
+#include "EcrComm/Protocols.h"
+#include "Exceptions.h"
+
+/**
+ * The session with the ECR; docs/protocol.md, "Session" and "Fiscal requests". Failures of the link are
+ * CommunicationExceptions, refusals of the ECR ApplicationExceptions with the status that they stand for.
+ */
+
+/** First byte of an answer of the ECR. */
+enum ResponseCode : byte {
+    ResponseCode_OK = 0,
+    ResponseCode_UnknownCommand = 1,
+    ResponseCode_Busy = 2,
+    ResponseCode_BadFrame = 3,
+    ResponseCode_BadData = 4,
+    ResponseCode_Wait = 5,
+    ResponseCode_CommandFailed = 6,
+    ResponseCode_NotActivated = 7,
+    ResponseCode_AuthFailed = 8
+};
+
+/** Operation of a standard request. */
+enum Action : byte {
+    Action_Read = 1,
+    Action_Write = 2,
+    Action_Clear = 3,
+    Action_Init = 4,
+    Action_Delete = 5
+};
+
+/** First byte of an authorisation request. */
+enum AuthType : byte { AuthType_Password = 0 };
+
+/** What the ECR made of one record sent. */
+enum SendResult { SendResult_OK = 0, SendResult_BadData = 1, SendResult_CanNotUpdate = 2 };
+
+/** Version that a full standard request carries as its third byte. */
+inline constexpr byte standardRequestVersion = 2;
+
+/** Opens the link if it is not open and switches to the protocol. */
+void ConnectToEcr(ProtocolID protocol);
+bool IsEcrConnected();
+/** Whether a link may stay open between commands: all but the plain network channel. */
+bool DefaultKeepConnection();
+/** Closes the link, logs the statistics and pauses; also without a link. */
+void DisconnectFromEcr();
+/** The same after a failure; after a communication error the ECR is given its time to recover first. */
+void DisconnectFromEcr(const Exception* ex);
+
+/** Sends the setting "Password"; does nothing without one. */
+void AuthorizeSession();
+/** Requests an action on a section or report, data being its number. */
+void SendRequest(byte data, byte action);
+
+/** Sends one record without waiting for the ECR's verdict. */
+void BeginSendData(const byte* data, uint16_t dataLen);
+/** Takes the verdict on the oldest record without one; badFieldNumber is 1-based, 0 when the ECR names no
+ * field. */
+SendResult EndSendData(uint16_t& badFieldNumber);
+SendResult SendData(const byte* data, uint16_t dataLen, uint16_t& badFieldNumber);
+void SendEndOfData();
+/** Reads one record and returns its length; 0 is the end of the data. */
+uint16_t ReadData(byte* dataBuf, uint16_t dataBufLen);
+
+/** True when the ECR has finished clearing or initialising, false while it asks to wait. */
+bool ReadClearStatus();
+
+/** Tells a server to let go; ApplicationException on a serial channel. Returns whether the notice was
+ * written. */
+bool Server_DisconnectFromServer();
+
+/** Executes one fiscal command; waits as long as the ECR asks for. */
+void Fiscal_SendCommand(byte command, const byte* data, uint16_t dataLen);
+/** Read a status record into a buffer of at least 1023 bytes and return its length. */
+uint16_t Fiscal_ReadStatus(byte* status, uint16_t statusLen);
+uint16_t Fiscal_ReadEftStatus(byte* status, uint16_t statusLen);

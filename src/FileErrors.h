@@ -1,0 +1,26 @@
+#pragma once
+
+/** Problems with single records of the current file: counted, and reported by line, without ending the run.
+ */
+class FileErrors {
+public:
+    static void AddDuplicateRecord(int lineNumber);
+    static void AddEmptyRecord(int lineNumber);
+    static void AddBadFormatRecord(int lineNumber);
+    /** fieldNumber counts from 1; 0 when the ECR did not name a field. */
+    static void AddBadDataRecord(int lineNumber, int fieldNumber);
+    static void AddCanNotUpdateRecord(int lineNumber);
+
+    static int GetDuplicateRecordCount();
+    static int GetEmptyRecordCount();
+    static int GetBadFormatRecordCount();
+    /** Records refused as bad data and records that could not be stored. */
+    static int GetRejectedByEcrRecordCount();
+
+    static void Reset();
+    /** Logs one line for each kind of problem that occurred. */
+    static void Log();
+};
+
+/** Prints "Line ... - ..."; nothing for a line number of 0 or less (files without lines). */
+void ShowMessage(const char* msg, int lineNumber);

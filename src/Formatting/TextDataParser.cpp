@@ -1,0 +1,97 @@
+#include "Formatting/TextDataParser.h"
+
+#include <cstdlib>
+#include <cstring>
+#include <string>
+
+#include "AppConfig.h"
+#include "Defaults.h"
+#include "OLVE_Compatibility.h"
+
+namespace {
+
+/** A field has at most 128 characters as they stand in the line. */
+constexpr uint16_t fieldBufferSize = 129;
+
+bool IsDigit(char c) { return c >= '0' && c <= '9'; }
+
+}  // namespace
+
+TextDataParser::TextDataParser(const byte* data, uint16_t dataLen)
+    : DataParser(data, dataLen),
+      m_fieldDelimiter(AppConfig::GetParameter("Delimiter", defaultCsvDelimiter)[0]) {}
+
+GetFieldResult TextDataParser::GetField(char* buf, uint16_t bufLen, bool peek) {
+    buf[0] = '\0';
+    if (m_position >= m_dataLen) return GetFieldResult_EndOfData;
+
+    bool inQuotes = false;
+    uint16_t length = 0;
+    uint16_t position = m_position;
+    for (; position < m_dataLen; position++) {
+        const char c = static_cast<char>(m_dataBuf[position]);
+        if (c == m_fieldDelimiter && !inQuotes) break;
+        if (c == '"') {
+            const bool isDoubled = inQuotes && position + 1 < m_dataLen && m_dataBuf[position + 1] == '"';
+            if (isDoubled)
+                position++;
+            else
+                inQuotes = !inQuotes;
+        }
+        buf[length++] = c;
+        // a NUL would end the copy early and drop the rest of the field
+        if (length == bufLen || c == '\0') {
+            buf[0] = '\0';
+            return GetFieldResult_Error;
+        }
+    }
+    buf[length] = '\0';
+    StrTrim(buf, " \t");
+    if (!peek) m_position = position < m_dataLen ? static_cast<uint16_t>(position + 1) : m_dataLen;
+    return GetFieldResult_OK;
+}
+
+FieldType TextDataParser::GetFieldType() {
+    char field[fieldBufferSize];
+    if (GetField(field, sizeof field, true) == GetFieldResult_EndOfData) return FieldType_None;
+    if (field[0] == '"') return FieldType_String;
+    if (field[0] == '0' && field[1] == 'x') return FieldType_Binary;
+    if (IsDigit(field[0]) || field[0] == '-') return FieldType_Number;
+    return FieldType_Unknown;
+}
+
+bool TextDataParser::GetString(char* buf, uint16_t bufLen) {
+    if (GetFieldType() != FieldType_String) return false;
+    char field[fieldBufferSize];
+    GetField(field, sizeof field, false);
+    // The last character is taken for the closing quote, whatever it is: "ab"c reads as ab".
+    const size_t fieldLength = std::strlen(field);
+    if (fieldLength < 2 || bufLen <= fieldLength - 2) return false;
+    std::memcpy(buf, field + 1, fieldLength - 2);
+    buf[fieldLength - 2] = '\0';
+    return IsValidString(buf);
+}
+
+bool TextDataParser::GetNumber(Decimal& num) {
+    if (GetFieldType() != FieldType_Number) return false;
+    char field[fieldBufferSize];
+    GetField(field, sizeof field, false);
+    return StringToDecimal(field, 0, num);
+}
+
+bool TextDataParser::GetBinary(byte* buf, uint16_t bufLen, uint16_t& dataLen) {
+    dataLen = 0;
+    if (GetFieldType() != FieldType_Binary) return false;
+    char field[fieldBufferSize];
+    GetField(field, sizeof field, false);
+    const size_t fieldLength = std::strlen(field);
+    if (fieldLength % 2 != 0) return false;
+    dataLen = static_cast<uint16_t>((fieldLength - 2) / 2);
+    if (bufLen < dataLen) return false;
+    for (uint16_t i = 0; i < dataLen; i++) {
+        // digits are not validated: a pair without one gives 00
+        const char pair[] = {field[2 + 2 * i], field[3 + 2 * i], '\0'};
+        buf[i] = static_cast<byte>(std::strtoul(pair, nullptr, 16));
+    }
+    return true;
+}

@@ -1,0 +1,134 @@
+#include "IniFile.h"
+
+#include <algorithm>
+#include <cstdint>
+#include <cstdio>
+#include <functional>
+#include <optional>
+
+#include "Exceptions.h"
+#include "Format.h"
+#include "Tools.h"
+#include "Wrapper/LinuxFunctionWrapper.h"
+
+namespace {
+
+std::string iniFile;
+std::string section;
+
+constexpr size_t maxValueLength = 255;
+constexpr const char* whiteSpace = " \t\n\v\f\r";
+
+bool SameName(const std::string& a, const std::string& b) { return ToUpper(a) == ToUpper(b); }
+
+/** The whole text up to a Ctrl-Z; nothing when it cannot be read, holds a NUL byte or is too large. */
+std::optional<std::string> ReadText(const std::string& path) {
+    FILE* file = nullptr;
+    fopen_s(&file, path.c_str(), "rb");
+    if (file == nullptr) return std::nullopt;
+
+    std::string text;
+    bool readable = true;
+    int c;
+    while (readable && (c = getc_unlocked(file)) != EOF && c != 26) {
+        text += static_cast<char>(c);
+        if (text.size() >= UINT32_MAX) Print("INI file is too large");
+        readable = c != '\0' && text.size() < UINT32_MAX;
+    }
+    readable = readable && std::ferror(file) == 0;
+    std::fclose(file);
+    return readable ? std::optional(text) : std::nullopt;
+}
+
+/** What a line carries: a section heading, or a key with its value. */
+struct Line {
+    std::optional<std::string> heading;
+    std::optional<std::string> key;
+    std::string value;
+};
+
+Line ParseLine(const std::string& line) {
+    const size_t start = line.find_first_not_of(whiteSpace);
+    if (start == std::string::npos) return {};
+    const size_t end = line.find(']', start);
+    if (line[start] == '[' && end != std::string::npos)
+        return {Trim(line.substr(start + 1, end - start - 1), whiteSpace), std::nullopt, ""};
+    const size_t separator = line.find('=');
+    if (separator == std::string::npos) return {};
+    // the raw text is cut first and trimmed afterwards
+    return {std::nullopt, Trim(line.substr(0, separator), whiteSpace),
+            Trim(line.substr(separator + 1, maxValueLength), whiteSpace)};
+}
+
+/** Calls visit for every line of the current file with the heading above it ("" before the first one). */
+void VisitLines(const std::function<void(const std::string& heading, const Line& line)>& visit) {
+    const std::optional<std::string> text = ReadText(iniFile);
+    if (!text) return;
+    std::string heading;
+    for (size_t start = 0; start < text->size();) {
+        const size_t end = std::min(text->find_first_of("\n\r\f", start), text->size());
+        const Line line = ParseLine(text->substr(start, end - start));
+        if (line.heading) heading = *line.heading;
+        visit(heading, line);
+        start = end + 1;
+    }
+}
+
+/** The key's value; of several lines with one key the last one counts, also over repeated headings. */
+std::optional<std::string> Lookup(const std::string& sectionName, const std::string& key) {
+    std::optional<std::string> value;
+    VisitLines([&](const std::string& heading, const Line& line) {
+        if (line.key && SameName(*line.key, key) && SameName(heading, sectionName)) value = line.value;
+    });
+    return value;
+}
+
+bool HasSection(const std::string& name) {
+    bool found = false;
+    VisitLines([&](const std::string&, const Line& line) {
+        found = found || (line.heading && SameName(*line.heading, name));
+    });
+    return found;
+}
+
+}  // namespace
+
+void IniFile::SetFile(const std::string& iniFilePath, bool checkIfExists) {
+    if (checkIfExists && !File::Exists(iniFilePath))
+        throw new ConfigurationException("INI-file '" + iniFilePath + "' not found");
+    iniFile = iniFilePath;
+}
+
+void IniFile::SetSection(const std::string& sectionName, bool checkIfExists) {
+    if (checkIfExists && !HasSection(sectionName))
+        throw new ConfigurationException("INI-file section [" + sectionName + "] not found");
+    section = sectionName;
+}
+
+std::string IniFile::GetFile() { return iniFile; }
+
+std::string IniFile::GetSection() { return section; }
+
+std::string IniFile::GetString(const std::string& sectionName, const std::string& key,
+                               const std::string& defValue) {
+    return Lookup(sectionName, key).value_or(defValue);
+}
+
+std::string IniFile::GetString(const std::string& key, const std::string& defValue) {
+    return GetString(section, key, defValue);
+}
+
+int IniFile::GetNumber(const std::string& sectionName, const std::string& key, int defValue) {
+    const std::optional<std::string> value = Lookup(sectionName, key);
+    return value ? ToInt(*value) : defValue;
+}
+
+int IniFile::GetNumber(const std::string& key, int defValue) { return GetNumber(section, key, defValue); }
+
+bool IniFile::ContainsKey(const std::string& sectionName, const std::string& key) {
+    return !GetString(sectionName, key, "").empty();
+}
+
+bool IniFile::ContainsKey(const std::string& key) { return ContainsKey(section, key); }
+
+void IniFile::SetString(const std::string&, const std::string&, const std::string&) {}

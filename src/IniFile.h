@@ -1,0 +1,30 @@
+#pragma once
+
+#include <string>
+
+/**
+ * Reader of one INI file, which it opens anew for every question; docs: README, "The INI file".
+ * Names of sections and keys are compared without regard to letter case. A value has at most 255 characters.
+ */
+class IniFile {
+public:
+    /** Makes the path current; ConfigurationException when it is to be checked and does not exist. */
+    static void SetFile(const std::string& iniFilePath, bool checkIfExists);
+    /** Makes the section current; ConfigurationException when it is to be checked and is missing. */
+    static void SetSection(const std::string& section, bool checkIfExists);
+    static std::string GetFile();
+    static std::string GetSection();
+
+    /** The key's value, which may be empty; defValue when file, section or key is missing. */
+    static std::string GetString(const std::string& section, const std::string& key,
+                                 const std::string& defValue);
+    static std::string GetString(const std::string& key, const std::string& defValue);
+    static int GetNumber(const std::string& section, const std::string& key, int defValue);
+    static int GetNumber(const std::string& key, int defValue);
+    /** True for a key with a value; a key present with an empty value counts as absent. */
+    static bool ContainsKey(const std::string& section, const std::string& key);
+    static bool ContainsKey(const std::string& key);
+
+    /** Does nothing: the INI file is never written, also not for a parameter that is marked persistent. */
+    static void SetString(const std::string& section, const std::string& key, const std::string& value);
+};

@@ -1,0 +1,30 @@
+#pragma once
+
+#include <cstdio>
+#include <string>
+
+/** A log that a run appends lines to and can cut back to the size that it had before; docs: README, "The
+ * log". */
+class LogFile {
+public:
+    LogFile() = default;
+    LogFile(const LogFile&) = delete;
+    LogFile& operator=(const LogFile&) = delete;
+    ~LogFile();
+
+    /** Opens the file for appending and creates its directory (one level) if it is missing. */
+    void Open(const std::string& path);
+    bool IsOpened() const;
+    /** Appends "day.month.year hour:minute:second.ms " if addTime, the message and a line feed, in one write.
+     */
+    void AddMessage(const std::string& message, bool addTime);
+    /** Closes the file; unless save, what this run appended is cut off. An empty file is deleted. */
+    void Close(bool save);
+
+private:
+    static std::string GetCurrentTime();
+
+    FILE* m_file = nullptr;
+    std::string m_filePath;
+    long m_originalFileSize = 0;
+};

@@ -1,0 +1,51 @@
+#pragma once
+
+#include <sys/types.h>
+
+#include <string>
+#include <vector>
+
+/** What a finished run of a program left behind. */
+struct RunResult {
+    std::string output;  // of standard output and standard error
+    int status = -1;     // exit status, or minus the signal that ended it
+};
+
+/** A program that runs beside the test. */
+class Process {
+public:
+    explicit Process(const std::vector<std::string>& arguments);
+    Process(const Process&) = delete;
+    Process& operator=(const Process&) = delete;
+    /** Kills a program that still runs. */
+    ~Process();
+
+    /** The next line of its output, without the line feed. */
+    std::string ReadLine();
+    /** Reads the output up to its end and waits for the program. */
+    RunResult Finish();
+    void Signal(int signal) const;
+    pid_t GetId() const { return m_id; }
+
+private:
+    pid_t m_id = -1;
+    int m_output = -1;
+    std::string m_read;
+};
+
+RunResult RunProgram(const std::vector<std::string>& arguments);
+
+/** A simulated register with these options. */
+class Simulator {
+public:
+    explicit Simulator(std::vector<std::string> options = {});
+    /** "pts/3" */
+    const std::string& Tty() const { return m_tty; }
+    /** Ends it; what it printed since it started. */
+    std::string Stop();
+    Process& GetProcess() { return m_process; }
+
+private:
+    Process m_process;
+    std::string m_tty;
+};

@@ -1,0 +1,71 @@
+#pragma once
+
+#include <deque>
+#include <functional>
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "Byte.h"
+#include "EcrComm/CommChannels/ICommChannel.h"
+#include "Exceptions.h"
+
+using Bytes = std::vector<byte>;
+
+/** "02 20 41" as bytes, and back. */
+Bytes FromHex(const std::string& text);
+std::string ToHex(const byte* data, size_t size);
+std::string ToHex(const Bytes& data);
+
+std::string ReadText(const std::string& path);
+void WriteText(const std::string& path, const std::string& text);
+
+/** A new folder that goes with the object. */
+class TempFolder {
+public:
+    TempFolder();
+    TempFolder(const TempFolder&) = delete;
+    TempFolder& operator=(const TempFolder&) = delete;
+    ~TempFolder();
+    /** Path of a file in the folder. */
+    std::string operator/(const std::string& name) const { return m_path + "/" + name; }
+    const std::string& Path() const { return m_path; }
+
+private:
+    std::string m_path;
+};
+
+/** What action throws, taken over; null when it throws nothing. */
+std::unique_ptr<Exception> Catch(const std::function<void()>& action);
+/** The log message, the user's message and the exit status of what action throws; "" and 0 for nothing. */
+std::string MessageOf(const std::function<void()>& action);
+std::string DisplayOf(const std::function<void()>& action);
+int StatusOf(const std::function<void()>& action);
+
+/** What the code prints to standard output while action runs. */
+std::string OutputOf(const std::function<void()>& action);
+
+/** A raw channel in memory: what was written is kept, what is to be read was put there or comes from onWrite.
+ */
+class MemoryChannel final : public ICommChannel {
+public:
+    void Open() override {}
+    void Close() override {}
+    void SetReadTimeout(unsigned int ms) override { timeoutMs = ms; }
+    void GetReadTimeout(unsigned int& ms) override { ms = timeoutMs; }
+    bool Read(byte* data, unsigned int size) override;
+    bool Write(const byte* data, unsigned int size) override;
+    bool WriteDirect(const byte* data, unsigned int size) override { return Write(data, size); }
+    unsigned int ReadUnknownSize(byte* data, unsigned int size, byte endByte) override;
+
+    void Reply(const std::string& hex);
+    /** The blocks written, in hexadecimal, one after another with " / " between them; forgets them. */
+    std::string TakeWritten();
+    /** An owner that leaves the object to the test. */
+    ChannelOwner Lend();
+
+    std::deque<byte> input;
+    std::vector<Bytes> written;
+    std::function<void(const Bytes& block)> onWrite;
+    unsigned int timeoutMs = 0;
+};
