@@ -3,9 +3,12 @@
 #include <algorithm>
 #include <cstring>
 
+#include "EcrComm/CommChannels/Compatibility/TcFrameSeqNo.h"
+
 namespace {
 
 constexpr byte escapeOffset = 0x60;
+constexpr uint16_t numberedHeaderSize = 2;  // STX and the sequence number, which is never escaped
 
 }  // namespace
 
@@ -74,4 +77,26 @@ CRC TcFrameBytes::ParseBody(const byte* frame, uint16_t headerSize, byte* data, 
     position += UnescapeByte(position, crc.Part1);
     UnescapeByte(position, crc.Part2);
     return crc;
+}
+
+uint16_t TcFrameBytes::BuildNumbered(const byte* data, uint16_t dataSize, byte seqNo, bool isLengthSummed,
+                                     byte* frame, uint16_t frameBufSize) {
+    if (!TcFrameSeqNo::IsValid(seqNo)) return 0;
+    CRC crc = Sum(data, dataSize, seqNo);
+    if (isLengthSummed) crc.Part2 = static_cast<byte>(crc.Part2 + dataSize);
+    const byte header[numberedHeaderSize] = {STX, seqNo};
+    return BuildBody(header, numberedHeaderSize, data, dataSize, crc, frame, frameBufSize);
+}
+
+uint16_t TcFrameBytes::ParseNumbered(const byte* frame, uint16_t frameSize, byte& seqNo, bool isLengthSummed,
+                                     byte* data, uint16_t dataBufSize) {
+    const int length = PayloadLength(frame, frameSize, numberedHeaderSize, dataBufSize);
+    if (length < 0) return 0;
+    seqNo = frame[1];
+    if (!TcFrameSeqNo::IsValid(seqNo)) return 0;
+    const auto dataSize = static_cast<uint16_t>(length);
+    const CRC received = ParseBody(frame, numberedHeaderSize, data, dataSize);
+    CRC computed = Sum(data, dataSize, seqNo);
+    if (isLengthSummed) computed.Part2 = static_cast<byte>(computed.Part2 + dataSize);
+    return received.Part1 == computed.Part1 && received.Part2 == computed.Part2 ? dataSize : uint16_t{0};
 }

@@ -41,7 +41,13 @@ protected:
     /** Payload length of a frame with this header size, or -1 when its ends or its length are wrong. */
     static int PayloadLength(const byte* frame, uint16_t frameSize, uint16_t headerSize,
                              uint16_t dataBufSize);
-    /** Unescapes the payload into data, which may be the frame itself, and returns the check bytes behind it.
-     */
+    /** Unescapes the payload into data, which may be the frame itself; returns the check bytes behind it. */
     static CRC ParseBody(const byte* frame, uint16_t headerSize, byte* data, uint16_t dataSize);
+
+    /** Build and Parse of the versions with a sequence number; version 3 sums the length, version 2 does not.
+     */
+    static uint16_t BuildNumbered(const byte* data, uint16_t dataSize, byte seqNo, bool isLengthSummed,
+                                  byte* frame, uint16_t frameBufSize);
+    static uint16_t ParseNumbered(const byte* frame, uint16_t frameSize, byte& seqNo, bool isLengthSummed,
+                                  byte* data, uint16_t dataBufSize);
 };
