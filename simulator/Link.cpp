@@ -63,15 +63,9 @@ bool Link::ParseFrame(byte& seqNo, std::vector<byte>& payload) {
     payload.resize(size);
     uint16_t length = 0;
     switch (m_options.version) {
-        case 1:
-            length = TcFrame_v1::Parse(m_frame.data(), size, payload.data(), size);
-            break;
-        case 2:
-            length = TcFrame_v2::Parse(m_frame.data(), size, seqNo, payload.data(), size);
-            break;
-        default:
-            length = TcFrame::Parse(m_frame.data(), size, seqNo, payload.data(), size);
-            break;
+        case 1: length = TcFrame_v1::Parse(m_frame.data(), size, payload.data(), size); break;
+        case 2: length = TcFrame_v2::Parse(m_frame.data(), size, seqNo, payload.data(), size); break;
+        default: length = TcFrame::Parse(m_frame.data(), size, seqNo, payload.data(), size); break;
     }
     payload.resize(length);
     return length > 0;
@@ -150,9 +144,7 @@ void Link::SendFront(Time now) {
     const auto size = static_cast<uint16_t>(message.frame.size());
     uint16_t length = 0;
     switch (m_options.version) {
-        case 1:
-            length = TcFrame_v1::Build(message.frame.data(), size, frame, sizeof frame);
-            break;
+        case 1: length = TcFrame_v1::Build(message.frame.data(), size, frame, sizeof frame); break;
         case 2:
             length = TcFrame_v2::Build(message.frame.data(), size, m_nextSndSeqNo, frame, sizeof frame);
             break;

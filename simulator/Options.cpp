@@ -23,6 +23,14 @@ void AddReject(Options& options, const std::string& value) {
     options.rejects[key] = colon == std::string::npos ? 0 : ParseNumber(value.substr(colon + 1), 1, 255);
 }
 
+void AddRefusal(Options& options, const std::string& value) {
+    const size_t separator = value.find('=');
+    if (separator == std::string::npos) throw new CommandLineException("'" + value + "' is not CODE=ANSWER");
+    const int command = ParseNumber(value.substr(0, separator), 0, 255);
+    options.refusals[static_cast<byte>(command)] =
+        static_cast<byte>(ParseNumber(value.substr(separator + 1), 1, 255));
+}
+
 void SetVersion(Options& options, const std::string& value) { options.version = ParseNumber(value, 1, 3); }
 
 constexpr struct {
@@ -51,6 +59,12 @@ constexpr struct {
      [](Options& o, const std::string&) { o.isNotActivated = true; }},
     {"--timeout-after", "N", "give the session up after N records received (never)",
      [](Options& o, const std::string& v) { o.timeoutAfter = ParseNumber(v, 1, INT_MAX); }},
+    {"--refuse", "CODE=ANSWER",
+     "answer fiscal command CODE with this code (1 unknown, 2 key lock, 4 bad data, ...)", AddRefusal},
+    {"--fiscal-wait", "N", "give N wait answers before a fiscal command is done (0)",
+     [](Options& o, const std::string& v) { o.fiscalWaits = ParseNumber(v, 0, 1000000); }},
+    {"--show-logo", nullptr, "show a picture that was written as block characters",
+     [](Options& o, const std::string&) { o.isLogoShown = true; }},
     {"--once", nullptr, "end when the other side hangs up",
      [](Options& o, const std::string&) { o.isOnce = true; }},
     {"--trace", nullptr, "print a line for each thing on the wire",

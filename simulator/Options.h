@@ -4,6 +4,8 @@
 #include <map>
 #include <string>
 
+#include "Byte.h"
+
 /** What the register is told to be and to do; the texts of `ecrsim --help` explain each. */
 struct Options {
     std::string dataDirectory;  // empty: sections live as long as the program
@@ -14,6 +16,9 @@ struct Options {
     int waits = 0;                   // wait answers before a clear or an initialisation is done
     int baud = 0;                    // 0: as fast as the pseudo-terminal
     std::map<int64_t, int> rejects;  // record number -> field to blame, 0: cannot be updated
+    std::map<byte, byte> refusals;   // fiscal command -> answer
+    int fiscalWaits = 0;             // wait answers before each fiscal command is done
+    bool isLogoShown = false;
     bool isBusy = false;
     bool isNotActivated = false;
     int timeoutAfter = 0;  // records, 0: never

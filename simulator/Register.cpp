@@ -1,14 +1,14 @@
 #include "Register.h"
 
+#include <iterator>
+
 #include "AppConfig.h"
-#include "DataConverter.h"
 #include "Defaults.h"
 #include "EcrComm/EcrComm.h"
 #include "EcrComm/FrameFormatter.h"
 #include "Format.h"
 #include "Formatting/BinaryDataFormatter.h"
-#include "Formatting/BinaryDataParser.h"
-#include "Formatting/TextDataFormatter.h"
+#include "RecordText.h"
 
 namespace {
 
@@ -18,32 +18,17 @@ constexpr const char* answerNames[] = {
 
 const char* NameOf(byte action) {
     switch (action) {
-        case Action_Read:
-            return "read";
-        case Action_Write:
-            return "write";
-        case Action_Clear:
-            return "clear";
-        case Action_Init:
-            return "initialise";
-        case Action_Delete:
-            return "delete from";
-        default:
-            return "unknown action on";
+        case Action_Read: return "read";
+        case Action_Write: return "write";
+        case Action_Clear: return "clear";
+        case Action_Init: return "initialise";
+        case Action_Delete: return "delete from";
+        default: return "unknown action on";
     }
 }
 
-/** The record as a CSV line; nothing when it is none. */
-std::optional<std::string> TextOf(const Record& record) {
-    byte text[fileIoBufferSize];
-    BinaryDataParser parser(record.data(), static_cast<uint16_t>(record.size()));
-    TextDataFormatter formatter(text, sizeof text);
-    if (!DataConverter::Convert(parser, formatter)) return std::nullopt;
-    return std::string(text, text + formatter.GetLength());
-}
-
 std::string DescribeRecord(const Record& record) {
-    return record.empty() ? "end of data" : "record: " + TextOf(record).value_or("malformed");
+    return record.empty() ? "end of data" : "record: " + DescribeFields(record);
 }
 
 /** Bad data in a field, which counts from 1 here and from 0 on the wire. */
@@ -70,7 +55,8 @@ Message Register::BuildMessage(const Record& data, const std::string& meaning) c
 }
 
 Message Register::Answer(byte code) const {
-    return BuildMessage({code}, std::string("answer: ") + answerNames[code]);
+    return BuildMessage({code},
+                        std::string("answer: ") + (code < std::size(answerNames) ? answerNames[code] : "?"));
 }
 
 std::vector<Message> Register::Receive(Message& message) {
@@ -87,6 +73,8 @@ std::vector<Message> Register::Receive(Message& message) {
         return ReceiveAuthorisation(message, data);
     if (m_protocol == GetProtocolIDInSet(Protocol_Standard, m_options.protocolSet))
         return ReceiveStandard(message, data);
+    if (m_protocol == GetProtocolIDInSet(Protocol_Fiscal, m_options.protocolSet))
+        return ReceiveFiscal(message, data);
     message.meaning = Format("protocol %d is not in set %d, ignored", m_protocol, m_options.protocolSet);
     return {};
 }
@@ -149,10 +137,49 @@ std::vector<Message> Register::ExecuteRequest(byte section, byte action) {
             m_section = section;
             m_recordsTaken = 0;
             break;
-        default:
-            return {Answer(ResponseCode_UnknownCommand)};
+        default: return {Answer(ResponseCode_UnknownCommand)};
     }
     return answers;
+}
+
+std::optional<byte> Register::RefuseCommand(byte command) const {
+    if (m_options.isNotActivated) return ResponseCode_NotActivated;
+    if (m_options.isBusy) return ResponseCode_Busy;
+    if (!m_options.password.empty() && !m_isAuthorised) return ResponseCode_AuthFailed;
+    const auto refusal = m_options.refusals.find(command);
+    return refusal == m_options.refusals.end() ? std::nullopt : std::optional(refusal->second);
+}
+
+std::vector<Message> Register::ReceiveFiscal(Message& message, const Record& data) {
+    if (data.empty()) {
+        message.meaning = "empty fiscal command, ignored";
+        return {};
+    }
+    const byte command = data[0];
+    const Record fields(data.begin() + 1, data.end());
+    const std::optional<byte> refusal = RefuseCommand(command);
+    const bool isStatus = fields.empty() && (command == fiscalReadStatus || command == fiscalReadEftStatus);
+    if (isStatus) {
+        message.meaning =
+            command == fiscalReadStatus ? "request: read ECR status" : "request: read EFT status";
+        if (refusal) return {Answer(*refusal)};
+        Record status = command == fiscalReadStatus ? m_printer.GetStatus() : m_printer.GetEftStatus();
+        const std::string text = DescribeFields(status);
+        status.insert(status.begin(), ResponseCode_OK);
+        return {BuildMessage(status, "status: " + text)};
+    }
+    std::vector<std::string> paper;
+    const byte code = refusal ? *refusal : m_printer.Execute(command, fields, paper);
+    message.meaning = Format("command %d: ", command) + DescribeFields(fields);
+    for (const std::string& line : paper) message.meaning += "\n    | " + line;
+    std::vector<Message> answers(static_cast<size_t>(m_options.fiscalWaits), Answer(ResponseCode_Wait));
+    answers.push_back(Answer(code));
+    return answers;
+}
+
+void Register::ShowLogo() const {
+    const std::optional<std::string> picture = DrawPicture(m_sections.GetRecords(m_section));
+    if (m_options.isLogoShown && m_state == State::Writing && picture) Print(*picture);
 }
 
 std::vector<Message> Register::ReceiveRecord(Message& message, const Record& data) {
@@ -164,6 +191,7 @@ std::vector<Message> Register::ReceiveRecord(Message& message, const Record& dat
     }
     if (data.empty()) {
         m_sections.Save();
+        ShowLogo();
         m_state = State::Idle;
         m_place = 0;
         return ReleaseAnswers();

@@ -6,6 +6,7 @@
 
 #include "Byte.h"
 #include "EcrComm/Protocols.h"
+#include "FiscalPrinter.h"
 #include "Options.h"
 #include "Sections.h"
 
@@ -35,15 +36,19 @@ private:
     std::vector<Message> ReceiveStandard(Message& message, const Record& data);
     std::vector<Message> ReceiveRequest(Message& message, const Record& data);
     std::vector<Message> ReceiveRecord(Message& message, const Record& data);
+    std::vector<Message> ReceiveFiscal(Message& message, const Record& data);
     std::vector<Message> ReceiveAuthorisation(Message& message, const Record& data);
     std::vector<Message> ExecuteRequest(byte section, byte action);
     std::optional<byte> RefuseRequest() const;
+    std::optional<byte> RefuseCommand(byte command) const;
+    void ShowLogo() const;
     Message StoreRecord(const Record& record);
     Message Answer(byte code) const;
     Message BuildMessage(const Record& data, const std::string& meaning) const;
 
     const Options m_options;
     Sections m_sections;
+    FiscalPrinter m_printer;
     ProtocolID m_protocol = Protocol_None;  // of the frame being answered
     State m_state = State::Idle;
     byte m_section = 0;

@@ -48,7 +48,11 @@ void Sections::Load(byte section) {
 }
 
 void Sections::Put(byte section, const Record& record, int place) {
-    m_sections[section][KeyOf(record, place)] = record;
+    std::map<Key, Record>& records = m_sections[section];
+    const Key key = KeyOf(record, place);
+    const auto firstNumbered = records.lower_bound({true, INT64_MIN});
+    if (key == Key(false, 0)) records.erase(records.begin(), firstNumbered);
+    records[key] = record;
     m_changed.insert(section);
 }
 

@@ -24,7 +24,10 @@ public:
     /** Loads what the folder holds; FileIoException for a file that cannot be read or is cut short. */
     explicit Sections(const std::string& directory);
 
-    /** Stores a record, in place of one with the same number or, without a number, the same place. */
+    /**
+     * Stores a record in place of the one with the same number. Records without a number replace all former
+     * ones of their kind: the first of them (place 0) removes these.
+     */
     void Put(byte section, const Record& record, int place);
     void Remove(byte section, const Record& record, int place);
     void Clear(byte section);

@@ -111,9 +111,7 @@ unsigned CollectAnswers(FileReader& reader, const std::vector<int>& sent) {
     for (const int recordNumber : sent) {
         uint16_t fieldNumber = 0;
         switch (EndSendData(fieldNumber)) {
-            case SendResult_OK:
-                accepted++;
-                break;
+            case SendResult_OK: accepted++; break;
             case SendResult_BadData:
                 FileErrors::AddBadDataRecord(LineOf(reader, recordNumber), fieldNumber);
                 break;
@@ -241,18 +239,10 @@ void ReadStatus(const std::string& filename, StatusType statusType) {
 
 ReturnCode Execute_Standard(Command command, int dataType, const std::string& filename) {
     switch (command) {
-        case Command_Read:
-            Read(dataType, filename);
-            break;
-        case Command_Send:
-            Send(dataType, filename, UpdateType_Add);
-            break;
-        case Command_Delete:
-            Send(dataType, filename, UpdateType_Delete);
-            break;
-        case Command_Clear:
-            Clear(dataType);
-            break;
+        case Command_Read: Read(dataType, filename); break;
+        case Command_Send: Send(dataType, filename, UpdateType_Add); break;
+        case Command_Delete: Send(dataType, filename, UpdateType_Delete); break;
+        case Command_Clear: Clear(dataType); break;
         case Command_ReadAndClear:
             if (Read(dataType, filename) > 0) Clear(dataType);
             break;
@@ -260,28 +250,18 @@ ReturnCode Execute_Standard(Command command, int dataType, const std::string& fi
             Clear(dataType);
             Send(dataType, filename, UpdateType_Add);
             break;
-        case Command_Init:
-            ExecuteAndWait(dataType, Action_Init, "Initializing ...");
-            break;
-        default:
-            throw new InternalException(__FILE__, __LINE__);
+        case Command_Init: ExecuteAndWait(dataType, Action_Init, "Initializing ..."); break;
+        default: throw new InternalException(__FILE__, __LINE__);
     }
     return StatusOfFileErrors();
 }
 
 ReturnCode Execute_Fiscal(Command command, const std::string& filename) {
     switch (command) {
-        case Command_ExecuteFiscal:
-            ExecuteCommandFile(filename);
-            break;
-        case Command_ReadFiscalStatus:
-            ReadStatus(filename, StatusType_ECR);
-            break;
-        case Command_ReadEftStatus:
-            ReadStatus(filename, StatusType_EFT);
-            break;
-        default:
-            throw new InternalException(__FILE__, __LINE__);
+        case Command_ExecuteFiscal: ExecuteCommandFile(filename); break;
+        case Command_ReadFiscalStatus: ReadStatus(filename, StatusType_ECR); break;
+        case Command_ReadEftStatus: ReadStatus(filename, StatusType_EFT); break;
+        default: throw new InternalException(__FILE__, __LINE__);
     }
     return ReturnCode_OK;
 }

@@ -17,14 +17,11 @@ bool ConvertField(FieldType type, DataParser& inData, DataFormatter& outData) {
     uint16_t size = 0;
     Decimal number;
     switch (type) {
-        case FieldType_String:
-            return inData.GetString(text, sizeof text) && outData.AddString(text);
-        case FieldType_Number:
-            return inData.GetNumber(number) && outData.AddNumber(number);
+        case FieldType_String: return inData.GetString(text, sizeof text) && outData.AddString(text);
+        case FieldType_Number: return inData.GetNumber(number) && outData.AddNumber(number);
         case FieldType_Binary:
             return inData.GetBinary(bytes, sizeof bytes, size) && outData.AddBinary(bytes, size);
-        default:
-            return false;
+        default: return false;
     }
 }
 

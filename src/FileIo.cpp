@@ -24,24 +24,18 @@ FileType DetectFileType(const std::string& filename, int dataType) {
 
 std::unique_ptr<FileReader> CreateFileReader(FileType fileType) {
     switch (fileType) {
-        case FileType_CSV:
-            return std::make_unique<CsvFileReaderImpl>();
-        case FileType_BMP:
-            return std::make_unique<BmpFileReader>();
-        case FileType_RAW:
-            return std::make_unique<RawFileReader>();
+        case FileType_CSV: return std::make_unique<CsvFileReaderImpl>();
+        case FileType_BMP: return std::make_unique<BmpFileReader>();
+        case FileType_RAW: return std::make_unique<RawFileReader>();
     }
     throw new InternalException(__FILE__, __LINE__);
 }
 
 std::unique_ptr<FileWriter> CreateFileWriter(FileType fileType) {
     switch (fileType) {
-        case FileType_CSV:
-            return std::make_unique<CsvFileWriter>();
-        case FileType_BMP:
-            return std::make_unique<BmpFileWriter>();
-        case FileType_RAW:
-            return std::make_unique<RawFileWriter>();
+        case FileType_CSV: return std::make_unique<CsvFileWriter>();
+        case FileType_BMP: return std::make_unique<BmpFileWriter>();
+        case FileType_RAW: return std::make_unique<RawFileWriter>();
     }
     throw new InternalException(__FILE__, __LINE__);
 }

@@ -19,14 +19,10 @@ bool isLoggingStarted = false;
 
 bool KeepsDebugLog(bool completedWithErrors) {
     switch (dbgLogLevel) {
-        case 0:
-            return false;
-        case 1:
-            return completedWithErrors;
-        case 2:
-            return completedWithErrors || IoStatistics::GetIoErrorCount() > 0;
-        default:
-            return true;
+        case 0: return false;
+        case 1: return completedWithErrors;
+        case 2: return completedWithErrors || IoStatistics::GetIoErrorCount() > 0;
+        default: return true;
     }
 }
 

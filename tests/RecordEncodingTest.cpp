@@ -19,10 +19,8 @@ std::string Describe(DataParser& parser) {
         uint16_t size = 0;
         Decimal number;
         switch (parser.GetFieldType()) {
-            case FieldType_None:
-                return text;
-            case FieldType_Unknown:
-                return text + "?";
+            case FieldType_None: return text;
+            case FieldType_Unknown: return text + "?";
             case FieldType_String:
                 if (!parser.GetString(string, sizeof string)) return text + "!";
                 text += std::string("S(") + string + ")";

@@ -125,6 +125,46 @@ TEST_F(SessionTest, PollsAClear) {
     EXPECT_EQ(FailureOf([] { ReadClearStatus(); }), "5 ECR is not responding");
 }
 
+TEST_F(SessionTest, ExecutesAFiscalCommandAndMapsEveryAnswer) {
+    SetProtocol(Protocol_Fiscal_Set1);
+    const char* failures[] = {"",
+                              "15 Unknown command",
+                              "3 Incorrect keylock position",
+                              "5 Unexpected data received",
+                              "14 Command has bad data",
+                              nullptr,
+                              "4 Command failed or can not be executed in current context",
+                              "12 ECR fiscal protocol is not activated",
+                              "11 Bad or missing password",
+                              "5 Unexpected data received"};
+    const Bytes data = FromHex("0C 01 05");
+    for (int code = 0; code < 10; code++) {
+        if (failures[code] == nullptr) continue;
+        line.Reply("0D 01 00 05  0D 01 00 05  0D 01 00 " + Hex2(code));
+        EXPECT_EQ(FailureOf([&] { Fiscal_SendCommand(0x2A, data.data(), 3); }), failures[code]);
+        EXPECT_EQ(line.TakeWritten(), "0D 04 00 2A 0C 01 05");
+    }
+    line.Reply("0D 01 00 05  0D 02 00 00 00");  // after a wait only a bare code is an answer
+    EXPECT_EQ(FailureOf([&] { Fiscal_SendCommand(0x2A, data.data(), 0); }), "5 Garbage received");
+    line.input.clear();
+    line.Reply("0D 01 00 05");
+    EXPECT_EQ(FailureOf([&] { Fiscal_SendCommand(0x2A, data.data(), 0); }), "5 ECR is not responding");
+}
+
+TEST_F(SessionTest, ReadsTheStatusRecords) {
+    SetProtocol(Protocol_Fiscal_Set1);
+    byte status[1024];
+    line.Reply("0D 04 00 00 0C 01 05");
+    EXPECT_EQ(Fiscal_ReadStatus(status, sizeof status), 3);
+    EXPECT_EQ(ToHex(status, 3), "0C 01 05");
+    line.Reply("0D 01 00 00");
+    EXPECT_EQ(Fiscal_ReadEftStatus(status, sizeof status), 0);
+    EXPECT_EQ(line.TakeWritten(), "0D 01 00 64 / 0D 01 00 20");
+    line.Reply("0D 01 00 05  0D 01 00 08");
+    EXPECT_EQ(FailureOf([&] { Fiscal_ReadStatus(status, sizeof status); }), "5 Unexpected data received");
+    EXPECT_EQ(FailureOf([&] { Fiscal_ReadStatus(status, sizeof status); }), "11 Bad or missing password");
+}
+
 TEST_F(SessionTest, CountsLostFramesAndGarbage) {
     byte data[1024];
     const auto read = [&](const std::string& frame, uint16_t expected) {

@@ -17,13 +17,10 @@ ChannelOwner pCommChannel = NoChannel();
 
 ChannelOwner CreateChannel(CommChannelType type) {
     switch (type) {
-        case CommChannel_SerialPort:
-            return ComPort::Create();
-        case CommChannel_Ethernet:
-            return TCP::Create();
+        case CommChannel_SerialPort: return ComPort::Create();
+        case CommChannel_Ethernet: return TCP::Create();
         case CommChannel_SerialPortWithTC:
-        case CommChannel_EthernetWithTC:
-            return PortWithTC::Create(type);
+        case CommChannel_EthernetWithTC: return PortWithTC::Create(type);
     }
     throw new InternalException(__FILE__, __LINE__);
 }

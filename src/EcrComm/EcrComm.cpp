@@ -18,8 +18,6 @@
 
 namespace {
 
-constexpr byte fiscalReadStatus = 100;
-constexpr byte fiscalReadEftStatus = 32;
 constexpr byte endOfTransmission = 4;
 constexpr byte serverDisconnect = 1;
 
@@ -70,14 +68,10 @@ void CheckResponse(byte code, const Refusal (&refusals)[count]) {
 
 void ProcessCommResult(CommResult result) {
     switch (result) {
-        case CommResult_OK:
-            return;
-        case CommResult_ResponseLost:
-            throw new CommunicationException("ECR is not responding");
-        case CommResult_Garbage:
-            throw new CommunicationException("Garbage received");
-        case CommResult_Error:
-            throw new CommunicationException("Comm layer error");
+        case CommResult_OK: return;
+        case CommResult_ResponseLost: throw new CommunicationException("ECR is not responding");
+        case CommResult_Garbage: throw new CommunicationException("Garbage received");
+        case CommResult_Error: throw new CommunicationException("Comm layer error");
     }
 }
 
@@ -198,12 +192,10 @@ SendResult EndSendData(uint16_t& badFieldNumber) {
     ReadResponse(response, sizeof response, responseLen);
     badFieldNumber = 0;
     switch (response[0]) {
-        case ResponseCode_OK:
-            return SendResult_OK;
+        case ResponseCode_OK: return SendResult_OK;
         case ResponseCode_UnknownCommand:
             throw new UnknownCommandException("ECR does not waiting transmitted command");
-        case ResponseCode_Busy:
-            return SendResult_CanNotUpdate;
+        case ResponseCode_Busy: return SendResult_CanNotUpdate;
         case ResponseCode_BadData: {
             BinaryDataParser parser(response + 1, sizeof response - 1);
             Decimal fieldIndex;
@@ -211,8 +203,7 @@ SendResult EndSendData(uint16_t& badFieldNumber) {
                 badFieldNumber = static_cast<uint16_t>(static_cast<uint64_t>(fieldIndex.ToInt64()) + 1);
             return SendResult_BadData;
         }
-        default:
-            ThrowUnexpectedData();
+        default: ThrowUnexpectedData();
     }
 }
 

@@ -42,6 +42,10 @@ enum SendResult { SendResult_OK = 0, SendResult_BadData = 1, SendResult_CanNotUp
 /** Version that a full standard request carries as its third byte. */
 inline constexpr byte standardRequestVersion = 2;
 
+/** Fiscal commands that read the ECR's and the payment terminal's status. */
+inline constexpr byte fiscalReadStatus = 100;
+inline constexpr byte fiscalReadEftStatus = 32;
+
 /** Opens the link if it is not open and switches to the protocol. */
 void ConnectToEcr(ProtocolID protocol);
 bool IsEcrConnected();

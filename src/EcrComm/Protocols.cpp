@@ -7,14 +7,10 @@ ProtocolID GetProtocolIDInSet(ProtocolID id, int protocolSet) {
     if (protocolSet == 0) return id;
     if (protocolSet != 1) throw new ConfigurationException("Invalid ProtocolSet parameter");
     switch (id) {
-        case Protocol_Standard:
-            return Protocol_Standard_Set1;
-        case Protocol_Fiscal:
-            return Protocol_Fiscal_Set1;
-        case Protocol_SessionAuth:
-            return Protocol_SessionAuth_Set1;
-        default:
-            return id;
+        case Protocol_Standard: return Protocol_Standard_Set1;
+        case Protocol_Fiscal: return Protocol_Fiscal_Set1;
+        case Protocol_SessionAuth: return Protocol_SessionAuth_Set1;
+        default: return id;
     }
 }
 

@@ -12,15 +12,11 @@ BinaryDataParser::BinaryDataParser(const byte* data, uint16_t dataLen) : DataPar
 
 FieldType BinaryDataParser::ToFieldType(BinaryFieldType type) {
     switch (type) {
-        case BinaryFieldType_Text:
-            return FieldType_String;
+        case BinaryFieldType_Text: return FieldType_String;
         case BinaryFieldType_Integer:
-        case BinaryFieldType_Decimal:
-            return FieldType_Number;
-        case BinaryFieldType_Binary:
-            return FieldType_Binary;
-        default:
-            return FieldType_Unknown;
+        case BinaryFieldType_Decimal: return FieldType_Number;
+        case BinaryFieldType_Binary: return FieldType_Binary;
+        default: return FieldType_Unknown;
     }
 }
 

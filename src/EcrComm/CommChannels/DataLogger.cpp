@@ -9,14 +9,10 @@ namespace {
 
 const char* Label(Direction direction) {
     switch (direction) {
-        case Direction_PcToEcr:
-            return "PC->ECR";
-        case Direction_EcrToPc:
-            return "PC<-ECR";
-        case Direction_ClientToServer:
-            return "SRV<-CL";
-        case Direction_ServerToClient:
-            return "SRV->CL";
+        case Direction_PcToEcr: return "PC->ECR";
+        case Direction_EcrToPc: return "PC<-ECR";
+        case Direction_ClientToServer: return "SRV<-CL";
+        case Direction_ServerToClient: return "SRV->CL";
     }
     return "";
 }

@@ -79,12 +79,9 @@ void PortWithTC::RestartSequence() {
 uint16_t PortWithTC::BuildTcFrame(const byte* data, uint16_t size, byte seqNo, byte* frame,
                                   uint16_t frameBufSize) const {
     switch (m_protocolVersion) {
-        case 1:
-            return TcFrame_v1::Build(data, size, frame, frameBufSize);
-        case 2:
-            return TcFrame_v2::Build(data, size, seqNo, frame, frameBufSize);
-        default:
-            return TcFrame::Build(data, size, seqNo, frame, frameBufSize);
+        case 1: return TcFrame_v1::Build(data, size, frame, frameBufSize);
+        case 2: return TcFrame_v2::Build(data, size, seqNo, frame, frameBufSize);
+        default: return TcFrame::Build(data, size, seqNo, frame, frameBufSize);
     }
 }
 
@@ -94,10 +91,8 @@ uint16_t PortWithTC::ParseTcFrame(const byte* frame, uint16_t size, byte& seqNo,
         case 1:
             seqNo = m_nextRcvFrameSeqNo;  // frames without a number are never taken for repeated ones
             return TcFrame_v1::Parse(frame, size, data, dataBufSize);
-        case 2:
-            return TcFrame_v2::Parse(frame, size, seqNo, data, dataBufSize);
-        default:
-            return TcFrame::Parse(frame, size, seqNo, data, dataBufSize);
+        case 2: return TcFrame_v2::Parse(frame, size, seqNo, data, dataBufSize);
+        default: return TcFrame::Parse(frame, size, seqNo, data, dataBufSize);
     }
 }
 

@@ -75,16 +75,12 @@ tcflag_t StopBits(int stop) {
 tcflag_t Parity(char parity) {
     switch (parity) {
         case 'e':
-        case 'E':
-            return PARENB;
+        case 'E': return PARENB;
         case 'o':
-        case 'O':
-            return PARENB | PARODD;
+        case 'O': return PARENB | PARODD;
         case 'n':
-        case 'N':
-            return 0;
-        default:
-            ThrowBadSetup();
+        case 'N': return 0;
+        default: ThrowBadSetup();
     }
 }
 

@@ -1,0 +1,17 @@
+#pragma once
+
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "Sections.h"
+
+/** The record as a CSV line; nothing when it is none. */
+std::optional<std::string> TextOf(const Record& record);
+
+/** The same for a person, "malformed" for no record. */
+std::string DescribeFields(const Record& record);
+
+/** Rows of pixels as a picture of block characters (UTF-8), four pixels in each; nothing when they are no
+ * picture. */
+std::optional<std::string> DrawPicture(const std::vector<Record>& rows);
