@@ -1,11 +1,13 @@
 #include "Driver.h"
 
 #include <memory>
+#include <new>
 
 #include "AppConfig.h"
 #include "Commands.h"
 #include "EcrComm/EcrComm.h"
 #include "Format.h"
+#include "Interrupt.h"
 #include "Logging.h"
 
 namespace {
@@ -16,6 +18,12 @@ ReturnCode ExecuteOnOpenLink(const BaseCommandParameters& params) {
     return Execute_Standard(params.command, params.data, params.filePath);
 }
 
+ReturnCode EndAttempt(Exception* e) {
+    std::unique_ptr<Exception> failure(e);
+    DisconnectFromEcr(e);
+    return HandleException(failure.release());
+}
+
 ReturnCode Attempt(const BaseCommandParameters& params, ProtocolID protocol) {
     try {
         ConnectToEcr(protocol);
@@ -23,9 +31,9 @@ ReturnCode Attempt(const BaseCommandParameters& params, ProtocolID protocol) {
         DisconnectFromEcr();
         return result;
     } catch (Exception* e) {
-        std::unique_ptr<Exception> failure(e);
-        DisconnectFromEcr(e);
-        return HandleException(failure.release());
+        return EndAttempt(e);
+    } catch (const std::bad_alloc&) {
+        return EndAttempt(new SystemException("Not enough memory"));
     }
 }
 
@@ -54,7 +62,9 @@ ReturnCode ExecuteCommand(const BaseCommandParameters& params) {
     const int retryCount = AppConfig::GetParameter("RetryCount", 1);
     int errorCount = 0;
     ReturnCode result;
-    do result = Attempt(params, protocol);
-    while (result == ReturnCode_CommunicationError && ++errorCount < retryCount);
+    do {
+        CheckInterrupt();  // a signal in the pause after a failed attempt is no reason for the next one
+        result = Attempt(params, protocol);
+    } while (result == ReturnCode_CommunicationError && ++errorCount < retryCount);
     return result;
 }

@@ -1,12 +1,36 @@
 #include "LogFile.h"
 
+#include <fcntl.h>
+#include <sys/file.h>
+#include <sys/stat.h>
 #include <unistd.h>
 
 #include "Exceptions.h"
 #include "Format.h"
 #include "Path.h"
 #include "Tools.h"
-#include "Wrapper/LinuxFunctionWrapper.h"
+
+namespace {
+
+/** Keeps the other runs' hands off the log for as long as it lives. */
+class LogLock {
+public:
+    explicit LogLock(int file) : m_file(file) { flock(m_file, LOCK_EX); }
+    LogLock(const LogLock&) = delete;
+    LogLock& operator=(const LogLock&) = delete;
+    ~LogLock() { flock(m_file, LOCK_UN); }
+
+private:
+    int m_file;
+};
+
+struct stat StatusOf(int file) {
+    struct stat status {};
+    fstat(file, &status);
+    return status;
+}
+
+}  // namespace
 
 LogFile::~LogFile() { Close(true); }
 
@@ -15,32 +39,49 @@ void LogFile::Open(const std::string& path) {
     const std::string directory = Path::GetDirectoryName(path);
     if (!directory.empty() && !Directory::Exists(directory) && !Directory::Create(directory))
         throw new SystemException("Log file directory create failed");
-    fopen_s(&m_file, path.c_str(), "a");
-    if (m_file == nullptr) throw new FileIoException("Can't open file '" + path + "'");
-    // unbuffered: a line reaches the file whole, in one write, as soon as it is written
-    std::setvbuf(m_file, nullptr, _IONBF, 0);
+    OpenForAppending(path);
+    if (!IsOpened()) throw new FileIoException("Can't open file '" + path + "'");
     m_filePath = path;
-    std::fseek(m_file, 0, SEEK_END);
-    m_originalFileSize = std::ftell(m_file);
 }
 
-bool LogFile::IsOpened() const { return m_file != nullptr; }
+void LogFile::OpenForAppending(const std::string& path) {
+    m_file = open(path.c_str(), O_WRONLY | O_APPEND | O_CREAT | O_CLOEXEC, 0666);
+    if (!IsOpened()) return;
+    m_originalFileSize = StatusOf(m_file).st_size;
+    m_appendedSize = 0;
+}
+
+bool LogFile::IsOpened() const { return m_file != -1; }
 
 void LogFile::AddMessage(const std::string& message, bool addTime) {
     if (!IsOpened()) throw new InternalException(__FILE__, __LINE__);
     const std::string line = (addTime ? GetCurrentTime() + " " : "") + message + "\n";
-    std::fwrite(line.data(), 1, line.size(), m_file);
+    while (IsOpened() && !Append(line)) {
+        close(m_file);
+        OpenForAppending(m_filePath);
+    }
+}
+
+bool LogFile::Append(const std::string& line) {
+    const LogLock lock(m_file);
+    if (StatusOf(m_file).st_nlink == 0) return false;
+    const ssize_t written = write(m_file, line.data(), line.size());
+    if (written > 0) m_appendedSize += written;
+    return true;
 }
 
 void LogFile::Close(bool save) {
     if (!IsOpened()) return;
-    // a log that cannot be cut keeps this run's lines
-    if (!save && ftruncate(fileno(m_file), m_originalFileSize) == 0)
-        std::fseek(m_file, m_originalFileSize, SEEK_SET);
-    const long position = std::ftell(m_file);
-    std::fclose(m_file);
-    m_file = nullptr;
-    if (position == 0) File::Delete(m_filePath);
+    {
+        const LogLock lock(m_file);
+        // grown past what this run wrote: cutting would take another run's lines, too
+        const bool isAlone = StatusOf(m_file).st_size == m_originalFileSize + m_appendedSize;
+        [[maybe_unused]] const int result = !save && isAlone ? ftruncate(m_file, m_originalFileSize) : 0;
+        const struct stat status = StatusOf(m_file);
+        if (status.st_size == 0 && status.st_nlink > 0) File::Delete(m_filePath);
+    }
+    close(m_file);
+    m_file = -1;
 }
 
 std::string LogFile::GetCurrentTime() {

@@ -1,6 +1,7 @@
 #pragma once
 
-#include <cstdio>
+#include <sys/types.h>
+
 #include <string>
 
 /** A log that a run appends lines to and can cut back to the size that it had before; docs: README, "The
@@ -18,13 +19,19 @@ public:
     /** Appends "day.month.year hour:minute:second.ms " if addTime, the message and a line feed, in one write.
      */
     void AddMessage(const std::string& message, bool addTime);
-    /** Closes the file; unless save, what this run appended is cut off. An empty file is deleted. */
+    /** Closes the file; unless save, what this run appended is cut off if nothing follows it. An empty file
+     * is deleted. */
     void Close(bool save);
 
 private:
     static std::string GetCurrentTime();
 
-    FILE* m_file = nullptr;
+    /** False when another run has left the file empty and deleted it since. */
+    bool Append(const std::string& line);
+    void OpenForAppending(const std::string& path);
+
+    int m_file = -1;
     std::string m_filePath;
-    long m_originalFileSize = 0;
+    off_t m_originalFileSize = 0;
+    off_t m_appendedSize = 0;  // by this run
 };

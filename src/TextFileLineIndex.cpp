@@ -13,6 +13,7 @@
 #include "Exceptions.h"
 #include "Format.h"
 #include "Formatting/TextDataParser.h"
+#include "Interrupt.h"
 #include "Logging.h"
 
 namespace {
@@ -75,6 +76,7 @@ int TextFileLineIndex::Build(const std::string& filename, LineCallback onEmptyLi
         size_t length = LineLength(block.data() + begin, block.size() - begin, maxLineLength);
         const bool isWhole = length == maxLineLength || (length > 0 && block[begin + length - 1] == '\n');
         if (!isWhole && !isLastBlock) {
+            CheckInterrupt();
             block.erase(block.begin(), block.begin() + static_cast<std::ptrdiff_t>(begin));
             blockOffset += static_cast<off_t>(begin);
             begin = 0;

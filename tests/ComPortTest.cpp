@@ -159,6 +159,7 @@ TEST_F(ComPortTest, FailsWhenTheLineIsGone) {
 }
 
 TEST_F(ComPortTest, LeavesTheDeviceOpenWhenFreedThroughTheInterface) {
+    AppConfig::SetParameter("SkipInstanceChecking", "1", false);
     ChannelOwner owner = ComPort::Create();
     owner->Open();
     owner.reset();
@@ -174,6 +175,7 @@ TEST_F(ComPortTest, LeavesTheDeviceOpenWhenFreedThroughTheInterface) {
 }
 
 TEST_F(ComPortTest, OpensADeviceThatAKilledRunLeftSetUp) {
+    AppConfig::SetParameter("SkipInstanceChecking", "1", false);
     ComPort::Create()->Open();  // freed without being closed, as by SIGKILL
     EXPECT_EQ(MessageOf([&] { port.Open(); }), "");
 }

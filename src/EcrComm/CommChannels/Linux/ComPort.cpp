@@ -2,6 +2,10 @@
 
 #include <fcntl.h>
 #include <poll.h>
+#include <sys/file.h>
+#include <sys/ioctl.h>
+#include <sys/stat.h>
+#include <sys/sysmacros.h>
 #include <unistd.h>
 
 #include <algorithm>
@@ -9,18 +13,23 @@
 #include <climits>
 #include <cstdio>
 #include <cstring>
+#include <ctime>
 
 #include "AppConfig.h"
 #include "EcrComm/CommChannels/DataLogger.h"
 #include "EcrComm/CommChannels/Linux/HighResolutionTimer.h"
 #include "Exceptions.h"
 #include "IniFile.h"
+#include "Interrupt.h"
 #include "Logging.h"
 
 namespace {
 
 constexpr unsigned int timeoutUnitMs = 100;  // of VTIME
 constexpr int minByteTimeoutMs = 100;
+constexpr long long maxDrainTimeMs = 1'000;
+constexpr const char* readError = "Serial port read error";
+constexpr const char* writeError = "Serial port write error";
 
 struct LineSettings {
     long baud = 38400;
@@ -28,6 +37,10 @@ struct LineSettings {
     int stop = 1;
     char parity = 'o';
 };
+
+[[noreturn]] void ThrowPortLocked() {
+    throw new ApplicationException("Another application is working now with ECR", ReturnCode_EcrPortLocked);
+}
 
 [[noreturn]] void ThrowBadSetup() { throw new SystemException("Bad serial port setup parameters"); }
 
@@ -93,6 +106,14 @@ int ByteTimeout(const LineSettings& line, bool hasParity) {
     return static_cast<int>(std::clamp<long double>(t, minByteTimeoutMs, INT_MAX));
 }
 
+bool IsPseudoTerminal(int handle) {
+    struct stat status {};
+    constexpr unsigned firstMajor = 136;
+    constexpr unsigned lastMajor = 143;
+    return fstat(handle, &status) == 0 && major(status.st_rdev) >= firstMajor &&
+           major(status.st_rdev) <= lastMajor;
+}
+
 /**
  * Applies the settings. The C library fails when nothing could be changed, which is no failure where a killed
  * run has left the device set up just so, but for the parity that the device (a pseudo-terminal) cannot do.
@@ -122,9 +143,11 @@ void ComPort::Open() {
     if (tty.empty()) throw new ConfigurationException("Bad or missing tty name");
     const std::string path = "/dev/" + tty;
     LogMsg(LogType_Debug, "Opening serial port " + path, true);
-    handle = open(path.c_str(), O_RDWR | O_NOCTTY | O_NONBLOCK);
+    // It stays non-blocking: every wait is one that a signal or a time limit can end.
+    handle = open(path.c_str(), O_RDWR | O_NOCTTY | O_NONBLOCK | O_CLOEXEC);
+    if (handle == -1 && errno == EBUSY) ThrowPortLocked();
     if (handle == -1) throw new SystemException("Unable to open serial port");
-    fcntl(handle, F_SETFL, 0);
+    Lock();
     if (tcgetattr(handle, &initialSettings) != 0)
         throw new SystemException(
             "Cannot read serial port settings. Please ensure that correct TTY specified");
@@ -134,15 +157,46 @@ void ComPort::Open() {
     ComPort_Setup(IniFile::GetString("ComSettings", ""));
     if (!ApplySettings(handle, currentSettings)) throw new SystemException("Cannot set serial port settings");
     m_inputBegin = m_inputEnd = 0;
+    const int stallMaxTimeMs = AppConfig::GetParameter("ComStallMaxTime", 0);
+    m_stallMaxTimeMs = stallMaxTimeMs > 0 ? stallMaxTimeMs : -1;
+}
+
+void ComPort::Lock() {
+    if (AppConfig::GetParameter("SkipInstanceChecking", 0) != 0) return;
+    if (flock(handle, LOCK_EX | LOCK_NB) != 0 && errno == EWOULDBLOCK) {
+        // not through Close, which would restore settings that are not known yet on a port that another run
+        // uses
+        close(handle);
+        handle = -1;
+        ThrowPortLocked();
+    }
+    // The kernel forgets this when the last holder is gone, killed or not; but not on a pseudo-terminal,
+    // which its other side keeps alive. There the lock above is enough.
+    if (!IsPseudoTerminal(handle)) ioctl(handle, TIOCEXCL);
 }
 
 void ComPort::Close() {
     if (handle == -1) return;
     LogMsg(LogType_Debug, "Closing serial port", true);
-    fsync(handle);
-    tcsetattr(handle, TCSANOW, &initialSettings);
+    if (!HasDrained())
+        tcflush(handle, TCOFLUSH);  // or close would wait for the other side, for half a minute
+    // With the queue empty this waits for the last bytes in the UART: at another speed they would be garbage.
+    // The queue is not flushed then, as that takes back what the other side of a pseudo-terminal has not read
+    // yet.
+    tcsetattr(handle, TCSADRAIN, &initialSettings);
     close(handle);
     handle = -1;
+}
+
+bool ComPort::HasDrained() const {
+    const long long deadline = GetTimeMs() + maxDrainTimeMs * 1'000'000;
+    const timespec pause{0, 2'000'000};
+    int queued = 0;
+    while (ioctl(handle, TIOCOUTQ, &queued) == 0 && queued > 0) {
+        if (GetTimeMs() >= deadline) return false;
+        nanosleep(&pause, nullptr);
+    }
+    return true;
 }
 
 void ComPort::ComPort_Setup(const std::string& settings) {
@@ -178,29 +232,19 @@ void ComPort::SetReadTimeout(unsigned int ms) { ComPort_SetSerialPortTimeoutSett
 void ComPort::GetReadTimeout(unsigned int& ms) { ms = currentSettings.c_cc[VTIME] * timeoutUnitMs; }
 
 bool ComPort::WaitForInput() const {
-    const bool hasLimit = currentSettings.c_cc[VMIN] == 0;
-    const long long deadline = GetTimeMs() + 1'000'000LL * timeoutUnitMs * currentSettings.c_cc[VTIME];
-    pollfd port{handle, POLLIN, 0};
-    for (;;) {
-        const long long remaining = hasLimit ? deadline - GetTimeMs() : 0;
-        // rounded up: a wait ends after its time, not before
-        const int remainingMs = remaining <= 0 ? 0 : static_cast<int>((remaining + 999'999) / 1'000'000);
-        const int result = poll(&port, 1, hasLimit ? remainingMs : -1);
-        if (result >= 0) return result > 0;
-        if (errno != EINTR) throw new SystemException("Serial port read error");
-    }
+    const bool isFirstByte = currentSettings.c_cc[VMIN] == 0;
+    const int firstByteTimeoutMs = static_cast<int>(currentSettings.c_cc[VTIME] * timeoutUnitMs);
+    return WaitForEvent(handle, POLLIN, isFirstByte ? firstByteTimeoutMs : m_stallMaxTimeMs, readError);
 }
 
 bool ComPort::NextByte(byte& value) {
-    if (m_inputBegin == m_inputEnd) {
+    while (m_inputBegin == m_inputEnd) {
         if (!WaitForInput()) return false;
-        ssize_t count;
-        do count = read(handle, m_input, sizeof m_input);
-        while (count < 0 && errno == EINTR);
-        if (count < 0) throw new SystemException("Serial port read error");
-        m_inputBegin = 0;
-        m_inputEnd = static_cast<size_t>(count);
+        const ssize_t count = read(handle, m_input, sizeof m_input);
+        if (count < 0 && errno != EINTR && errno != EAGAIN) throw new SystemException(readError);
         if (count == 0) return false;  // hung up
+        m_inputBegin = 0;
+        m_inputEnd = count < 0 ? 0 : static_cast<size_t>(count);
     }
     value = m_input[m_inputBegin++];
     return true;
@@ -242,14 +286,19 @@ unsigned int ComPort::ReadUnknownSize(byte* data, unsigned int size, byte endByt
 
 bool ComPort::Write(const byte* data, unsigned int size) {
     if (size == 0 || data == nullptr) throw new InternalException(__FILE__, __LINE__);
+    CheckInterrupt();
     const long long startTime = highResolutionTimer.GetValue();
-    ssize_t written;
-    do written = write(handle, data, size);
-    while (written < 0 && errno == EINTR);
-    if (written < 0) throw new SystemException("Serial port write error");
+    unsigned int written = 0;
+    while (written < size) {
+        const ssize_t count = write(handle, data + written, size - written);
+        if (count < 0 && errno != EINTR && errno != EAGAIN) throw new SystemException(writeError);
+        if (count > 0) written += static_cast<unsigned int>(count);
+        // full: the other side holds the line back
+        if (written < size && !WaitForEvent(handle, POLLOUT, m_stallMaxTimeMs, writeError)) break;
+    }
     const long long endTime = highResolutionTimer.GetValue();
-    DataLogger::LogBlock(data, static_cast<unsigned int>(written), startTime, endTime, Direction_PcToEcr, "");
-    return static_cast<unsigned int>(written) == size;
+    DataLogger::LogBlock(data, written, startTime, endTime, Direction_PcToEcr, "");
+    return written == size;
 }
 
 bool ComPort::WriteDirect(const byte* data, unsigned int size) { return Write(data, size); }

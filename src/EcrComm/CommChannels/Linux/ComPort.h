@@ -10,7 +10,9 @@
 /**
  * The serial port named by the setting "TTY". Device errors are SystemExceptions with fixed texts; a time-out
  * is none, reads return what arrived. Time-outs count in whole 100 ms up to 25500 ms, where they wrap; less
- * than 100 ms does not wait. After the first byte of a read the wait for the next one has no limit.
+ * than 100 ms does not wait. After the first byte of a read the wait for the next one has no limit, nor has a
+ * write that the other side holds back, unless "ComStallMaxTime" sets one. While a port is open no other run
+ * can open it.
  */
 class ComPort final : public ICommChannel {
 public:
@@ -22,12 +24,15 @@ public:
     /** A port that is freed without being closed: see ChannelOwner. */
     static ChannelOwner Create();
 
+    /** ApplicationException with status 16 when another run or program has the port. */
     void Open() override;
+    /** Gives the last bytes a second to leave, discards what is left then, and restores the device's
+     * settings. */
     void Close() override;
     void SetReadTimeout(unsigned int ms) override;
     void GetReadTimeout(unsigned int& ms) override;
     bool Read(byte* data, unsigned int size) override;
-    /** One write call; a block that the device takes only in part is not continued. */
+    /** False when the port took only a part of the block in time. */
     bool Write(const byte* data, unsigned int size) override;
     bool WriteDirect(const byte* data, unsigned int size) override;
     unsigned int ReadUnknownSize(byte* data, unsigned int size, byte endByte) override;
@@ -42,6 +47,8 @@ public:
 private:
     unsigned int ReadUnknownSize(byte* data, unsigned int size, unsigned int firstByteTimeoutMs,
                                  unsigned int byteTimeoutMs, bool useEndByte, byte endByte);
+    void Lock();
+    bool HasDrained() const;
     bool NextByte(byte& value);
     bool WaitForInput() const;
 
@@ -49,6 +56,7 @@ private:
     termios initialSettings{};  // as found at Open, restored by Close
     termios currentSettings{};
     int byteTimeoutMs = 0;
+    int m_stallMaxTimeMs = -1;               // for a line that falls silent inside a block, -1: none
     byte m_input[defaultComInBufSize] = {};  // received and not yet asked for
     size_t m_inputBegin = 0;
     size_t m_inputEnd = 0;

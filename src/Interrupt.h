@@ -1,0 +1,29 @@
+#pragma once
+
+#include <poll.h>
+
+/**
+ * SIGINT, SIGTERM and SIGHUP, taken so that a run ends in order: the first one makes every wait below throw,
+ * the cleanup of each layer runs, and the process then ends by that signal. A second one ends it at once.
+ */
+
+/** Takes the signals, but those that the caller has set to be ignored; a closed standard output stops
+ * nothing. */
+void CatchInterrupts();
+
+/** The signal that arrived, 0 for none. */
+int GetInterrupt();
+
+/** Throws an ApplicationException when a signal has arrived. */
+void CheckInterrupt();
+
+/**
+ * Waits for the events of one descriptor, for at most timeoutMs, or without limit when that is negative.
+ * True when one of them, an error or a hang-up is there. Throws as CheckInterrupt does, also for a signal
+ * that arrives just before the wait; SystemException with the given text when the descriptor cannot be waited
+ * for.
+ */
+bool WaitForEvent(int handle, short events, int timeoutMs, const char* failure);
+
+/** Ends the process by the signal, as its default action would have. */
+[[noreturn]] void EndByInterrupt(int signal);
