@@ -170,8 +170,10 @@ void Link::Repeat(Time now, const char* reason) {
 
 Time Link::GetDeadline() const {
     Time deadline = m_ackDeadline;
-    if (!m_frame.empty()) deadline = std::min(deadline, m_lastByteTime + silenceInFrame);
-    if (m_ecr.HoldsAnswers()) deadline = std::min(deadline, m_lastByteTime + silenceAfterRecords);
+    if (!m_frame.empty())
+        deadline = std::min(deadline, m_lastByteTime + silenceInFrame);
+    else if (m_ecr.HoldsAnswers())
+        deadline = std::min(deadline, m_lastByteTime + silenceAfterRecords);
     return deadline;
 }
 

@@ -65,6 +65,12 @@ constexpr struct {
      [](Options& o, const std::string& v) { o.fiscalWaits = ParseNumber(v, 0, 1000000); }},
     {"--show-logo", nullptr, "show a picture that was written as block characters",
      [](Options& o, const std::string&) { o.isLogoShown = true; }},
+    {"--fault", "NAME=RATE,...",
+     "spoil bytes both ways: drop, flip, duplicate, truncate, delay, noise, stx, etx, ack, nak; RATE from 0 "
+     "to 1",
+     [](Options& o, const std::string& v) { ParseFaultRates(v, o.faultRates); }},
+    {"--seed", "N", "begin the random faults with this number (1)",
+     [](Options& o, const std::string& v) { o.seed = static_cast<unsigned>(ParseNumber(v, 0, INT_MAX)); }},
     {"--once", nullptr, "end when the other side hangs up",
      [](Options& o, const std::string&) { o.isOnce = true; }},
     {"--trace", nullptr, "print a line for each thing on the wire",

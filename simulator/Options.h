@@ -5,6 +5,7 @@
 #include <string>
 
 #include "Byte.h"
+#include "Faults.h"
 
 /** What the register is told to be and to do; the texts of `ecrsim --help` explain each. */
 struct Options {
@@ -22,6 +23,8 @@ struct Options {
     bool isBusy = false;
     bool isNotActivated = false;
     int timeoutAfter = 0;  // records, 0: never
+    FaultRates faultRates{};
+    unsigned seed = 1;
     bool isTraced = false;
     bool isOnce = false;
     bool isHelpRequested = false;

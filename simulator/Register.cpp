@@ -170,6 +170,7 @@ std::vector<Message> Register::ReceiveFiscal(Message& message, const Record& dat
     }
     std::vector<std::string> paper;
     const byte code = refusal ? *refusal : m_printer.Execute(command, fields, paper);
+    if (code == ResponseCode_OK) Note(data);
     message.meaning = Format("command %d: ", command) + DescribeFields(fields);
     for (const std::string& line : paper) message.meaning += "\n    | " + line;
     std::vector<Message> answers(static_cast<size_t>(m_options.fiscalWaits), Answer(ResponseCode_Wait));
@@ -202,6 +203,10 @@ std::vector<Message> Register::ReceiveRecord(Message& message, const Record& dat
     return isPacketFull || m_state == State::GivenUp ? ReleaseAnswers() : std::vector<Message>();
 }
 
+void Register::Note(const Record& done) const {
+    if (m_journal != nullptr) m_journal->push_back(done);
+}
+
 Message Register::StoreRecord(const Record& record) {
     if (!TextOf(record)) return Answer(ResponseCode_BadData);
     int64_t number = 0;
@@ -216,6 +221,7 @@ Message Register::StoreRecord(const Record& record) {
             return answer;
         }
     }
+    Note(record);
     if (m_state == State::Writing)
         m_sections.Put(m_section, record, m_place++);
     else

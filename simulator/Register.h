@@ -30,6 +30,11 @@ public:
     /** The other side is gone or has started anew. */
     void EndSession();
 
+    Sections& GetSections() { return m_sections; }
+    /** Keeps every record stored and every fiscal command executed in a list of the caller's, in their order.
+     */
+    void SetJournal(std::vector<Record>* journal) { m_journal = journal; }
+
 private:
     enum class State { Idle, Writing, Deleting, GivenUp };
 
@@ -42,6 +47,7 @@ private:
     std::optional<byte> RefuseRequest() const;
     std::optional<byte> RefuseCommand(byte command) const;
     void ShowLogo() const;
+    void Note(const Record& done) const;
     Message StoreRecord(const Record& record);
     Message Answer(byte code) const;
     Message BuildMessage(const Record& data, const std::string& meaning) const;
@@ -57,4 +63,5 @@ private:
     bool m_isAuthorised = false;
     bool m_takesShortRequest = false;  // after a request was refused for want of a password
     std::vector<Message> m_heldAnswers;
+    std::vector<Record>* m_journal = nullptr;
 };

@@ -16,17 +16,18 @@
 namespace {
 
 constexpr double bitsPerByte = 11;
+constexpr double lateness = 3'000'000;  // of a delayed byte, longer than any time-out of a session
 constexpr Time hungUpPollTime = 5'000;  // a terminal without another side cannot be waited for
 
 }  // namespace
 
 PacedBytes::PacedBytes(int baud) : m_byteTime(baud == 0 ? 0 : bitsPerByte * 1'000'000 / baud) {}
 
-void PacedBytes::Push(const byte* data, size_t size, Time now) {
+void PacedBytes::Push(const std::vector<CarriedByte>& bytes, Time now) {
     m_freeAt = std::max(m_freeAt, static_cast<double>(now));
-    for (size_t i = 0; i < size; i++) {
-        m_freeAt += m_byteTime;
-        m_bytes.emplace_back(m_freeAt, data[i]);
+    for (const CarriedByte& carried : bytes) {
+        m_freeAt += m_byteTime + (carried.isLate ? lateness : 0);
+        m_bytes.emplace_back(m_freeAt, carried.value);
     }
 }
 
@@ -45,8 +46,8 @@ Time PacedBytes::GetDeadline() const {
 
 void PacedBytes::Clear() { m_bytes.clear(); }
 
-Terminal::Terminal(int baud)
-    : m_master(posix_openpt(O_RDWR | O_NOCTTY | O_CLOEXEC)), m_input(baud), m_output(baud) {
+Terminal::Terminal(int baud, const FaultyLine& faults)
+    : m_master(posix_openpt(O_RDWR | O_NOCTTY | O_CLOEXEC)), m_faults(faults), m_input(baud), m_output(baud) {
     if (m_master == -1 || grantpt(m_master) != 0 || unlockpt(m_master) != 0)
         throw new SystemException("Unable to open a pseudo-terminal");
     // raw from the start: nothing is echoed or translated before the tool has set the line up
@@ -84,7 +85,7 @@ bool Terminal::Wait(Time deadline) {
     byte buffer[4096];
     const ssize_t count = read(m_master, buffer, sizeof buffer);
     if (count > 0) {
-        m_input.Push(buffer, static_cast<size_t>(count), GetTime());
+        m_input.Push(m_faults.Carry({buffer, buffer + count}), GetTime());
         return true;
     }
     m_isHungUp = true;
@@ -94,9 +95,7 @@ bool Terminal::Wait(Time deadline) {
 
 std::vector<byte> Terminal::TakeInput(Time now) { return m_input.TakeDue(now); }
 
-void Terminal::Write(const std::vector<byte>& data, Time now) {
-    m_output.Push(data.data(), data.size(), now);
-}
+void Terminal::Write(const std::vector<byte>& data, Time now) { m_output.Push(m_faults.Carry(data), now); }
 
 void Terminal::Flush(Time now) {
     const std::vector<byte> due = m_output.TakeDue(now);

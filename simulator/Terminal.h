@@ -6,6 +6,7 @@
 #include <vector>
 
 #include "Byte.h"
+#include "Faults.h"
 #include "Link.h"
 
 /** Bytes on a line of limited speed: each comes out when the line has carried it. */
@@ -13,7 +14,7 @@ class PacedBytes {
 public:
     /** baud 0 has no limit. */
     explicit PacedBytes(int baud);
-    void Push(const byte* data, size_t size, Time now);
+    void Push(const std::vector<CarriedByte>& bytes, Time now);
     /** Takes what has been carried by now. */
     std::vector<byte> TakeDue(Time now);
     Time GetDeadline() const;
@@ -29,7 +30,7 @@ private:
 class Terminal {
 public:
     /** SystemException when there is none to be had. */
-    explicit Terminal(int baud);
+    Terminal(int baud, const FaultyLine& faults);
     Terminal(const Terminal&) = delete;
     Terminal& operator=(const Terminal&) = delete;
     ~Terminal();
@@ -52,6 +53,7 @@ public:
 private:
     int m_master;
     bool m_isHungUp = false;
+    FaultyLine m_faults;
     PacedBytes m_input;
     PacedBytes m_output;
 };

@@ -29,7 +29,7 @@ void CatchSignals() {
 }
 
 void Serve(const Options& options) {
-    Terminal terminal(options.baud);
+    Terminal terminal(options.baud, FaultyLine(options.faultRates, options.seed));
     const Trace trace(options.isTraced);
     Register ecr(options);
     Link link(options, ecr, trace);

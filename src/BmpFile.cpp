@@ -76,7 +76,7 @@ void BmpFileReader::Open(const std::string& filename) {
     const size_t headerLength = std::fread(header, 1, sizeof header, ioFile.get());
     if (std::ferror(ioFile.get()) != 0) ThrowReadError(filename);
     if (!IsSupported(header)) throw new FileIoException("Wrong bitmap file format");
-    if (headerLength < sizeof header) ThrowReadError(filename);
+    if (headerLength < palette) ThrowReadError(filename);
 
     bitmapHeight = static_cast<int>(GetField(header, biHeight, 4));
     bitmapWidth = static_cast<int>(GetField(header, biWidth, 4));
@@ -131,6 +131,8 @@ BmpFileWriter::~BmpFileWriter() {
         BmpFileWriter::Close();
     } catch (Exception* e) {
         delete e;
+    } catch (const std::bad_alloc&) {
+        // nothing of it can be written then
     }
 }
 

@@ -5,6 +5,9 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <cerrno>
+#include <ctime>
+
 #include "Exceptions.h"
 #include "Format.h"
 #include "Path.h"
@@ -12,10 +15,16 @@
 
 namespace {
 
-/** Keeps the other runs' hands off the log for as long as it lives. */
+/** Keeps other runs from cutting or deleting the log for as long as it lives; gives up on one that is stuck.
+ */
 class LogLock {
 public:
-    explicit LogLock(int file) : m_file(file) { flock(m_file, LOCK_EX); }
+    explicit LogLock(int file) : m_file(file) {
+        constexpr int maxTries = 200;
+        const timespec pause{0, 1'000'000};
+        for (int i = 0; i < maxTries && flock(m_file, LOCK_EX | LOCK_NB) != 0 && errno == EWOULDBLOCK; i++)
+            nanosleep(&pause, nullptr);
+    }
     LogLock(const LogLock&) = delete;
     LogLock& operator=(const LogLock&) = delete;
     ~LogLock() { flock(m_file, LOCK_UN); }
@@ -56,18 +65,25 @@ bool LogFile::IsOpened() const { return m_file != -1; }
 void LogFile::AddMessage(const std::string& message, bool addTime) {
     if (!IsOpened()) throw new InternalException(__FILE__, __LINE__);
     const std::string line = (addTime ? GetCurrentTime() + " " : "") + message + "\n";
-    while (IsOpened() && !Append(line)) {
-        close(m_file);
-        OpenForAppending(m_filePath);
-    }
-}
-
-bool LogFile::Append(const std::string& line) {
+    if (IsDeleted()) ReopenIfPossible();
     const LogLock lock(m_file);
-    if (StatusOf(m_file).st_nlink == 0) return false;
     const ssize_t written = write(m_file, line.data(), line.size());
     if (written > 0) m_appendedSize += written;
-    return true;
+}
+
+bool LogFile::IsDeleted() const {
+    const LogLock lock(m_file);
+    return StatusOf(m_file).st_nlink == 0;
+}
+
+void LogFile::ReopenIfPossible() {
+    const int deleted = m_file;
+    OpenForAppending(m_filePath);
+    // without a file of that name to be had the lines go on into the deleted one; a log is no reason to fail
+    if (IsOpened())
+        close(deleted);
+    else
+        m_file = deleted;
 }
 
 void LogFile::Close(bool save) {

@@ -26,8 +26,9 @@ public:
 private:
     static std::string GetCurrentTime();
 
-    /** False when another run has left the file empty and deleted it since. */
-    bool Append(const std::string& line);
+    /** Whether another run has left the file empty and deleted it since. */
+    bool IsDeleted() const;
+    void ReopenIfPossible();
     void OpenForAppending(const std::string& path);
 
     int m_file = -1;

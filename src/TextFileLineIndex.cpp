@@ -72,7 +72,7 @@ int TextFileLineIndex::Build(const std::string& filename, LineCallback onEmptyLi
     size_t begin = 0;  // of the next line in the block
     off_t blockOffset = 0;
     bool isLastBlock = false;
-    for (int lineNumber = 1;; lineNumber++) {
+    for (int64_t lineNumber = 1;; lineNumber++) {
         size_t length = LineLength(block.data() + begin, block.size() - begin, maxLineLength);
         const bool isWhole = length == maxLineLength || (length > 0 && block[begin + length - 1] == '\n');
         if (!isWhole && !isLastBlock) {
@@ -89,7 +89,7 @@ int TextFileLineIndex::Build(const std::string& filename, LineCallback onEmptyLi
         }
         if (length == 0) break;
         AddLine(block.data() + begin, length, static_cast<int32_t>(blockOffset + static_cast<off_t>(begin)),
-                lineNumber, onEmptyLine, onBadLine);
+                static_cast<int32_t>(lineNumber), onEmptyLine, onBadLine);
         begin += length;
     }
 

@@ -103,7 +103,7 @@ std::string File::Modified(const std::string& path) {
     struct stat status {};
     stat(path.c_str(), &status);
     char text[26];
-    return ctime_r(&status.st_mtime, text);
+    return ctime_r(&status.st_mtime, text) != nullptr ? text : "";
 }
 
 bool Directory::Exists(const std::string& path) {

@@ -50,7 +50,8 @@ public:
     /** True for anything that stat finds, directories too. */
     static bool Exists(const std::string& path);
     static bool Delete(const std::string& path);
-    /** Time of the last change as ctime writes it, newline included; the start of 1970 for a missing file. */
+    /** Time of the last change as ctime writes it, newline included; the start of 1970 for a missing file.
+     * Empty for a year of five digits. */
     static std::string Modified(const std::string& path);
 };
 

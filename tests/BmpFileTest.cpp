@@ -19,7 +19,8 @@ const Bytes picture = FromHex(
 /** The picture with a header field of another value. */
 Bytes With(size_t offset, int64_t value, int size) {
     Bytes bytes = picture;
-    for (int i = 0; i < size; i++) bytes.at(offset + static_cast<size_t>(i)) = static_cast<byte>(value >> 8 * i);
+    for (int i = 0; i < size; i++)
+        bytes.at(offset + static_cast<size_t>(i)) = static_cast<byte>(value >> 8 * i);
     return bytes;
 }
 

@@ -183,7 +183,8 @@ void ComPort::Close() {
     // With the queue empty this waits for the last bytes in the UART: at another speed they would be garbage.
     // The queue is not flushed then, as that takes back what the other side of a pseudo-terminal has not read
     // yet.
-    tcsetattr(handle, TCSADRAIN, &initialSettings);
+    if (tcsetattr(handle, TCSADRAIN, &initialSettings) != 0) tcsetattr(handle, TCSANOW, &initialSettings);
+    ioctl(handle, TIOCNXCL);
     close(handle);
     handle = -1;
 }
