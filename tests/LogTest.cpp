@@ -19,6 +19,7 @@ protected:
         AppConfig::SetParameter("LogFilePath", folder / "log", false);
         AppConfig::SetParameter("StandardLog", "1", false);
         AppConfig::SetParameter("DbgErrorLog", "0", false);
+        Directory::Create(folder / "log");
     }
     void TearDown() override { StopLogging(false); }
 
@@ -56,6 +57,33 @@ TEST_F(LogTest, TakesItsLinesBackAtLevelZero) {
     EXPECT_NE(ReadText(standard), "before\n");
     StopLogging(true);
     EXPECT_EQ(ReadText(standard), "before\n");
+}
+
+TEST_F(LogTest, NeverCutsOrLosesTheLinesOfAnotherRun) {
+    LogFile own;
+    own.Open(standard);
+    own.AddMessage("own", false);
+    LogFile other;
+    other.Open(standard);
+    other.AddMessage("other", false);
+    own.Close(false);
+    EXPECT_EQ(ReadText(standard), "own\nother\n");  // the other's line follows: nothing is cut
+    other.Close(true);
+
+    std::remove(standard.c_str());
+    own.Open(standard);
+    other.Open(standard);
+    own.AddMessage("own", false);
+    own.Close(false);
+    EXPECT_FALSE(File::Exists(standard));
+    other.AddMessage("other", false);
+    EXPECT_EQ(ReadText(standard), "other\n");
+
+    std::remove(standard.c_str());
+    Directory::Create(standard);  // the name is taken: the line is lost, the run goes on
+    other.AddMessage("late", false);
+    other.AddMessage("later", false);
+    other.Close(true);
 }
 
 TEST_F(LogTest, FailsOnTheFirstMessageWithoutAStandardLog) {
