@@ -66,9 +66,7 @@ public:
         WriteText(fiscalFile, "12,\"a\"\n99,0\n12,\"a\"\n50\n");
     }
 
-    using MakeCarry = std::function<VirtualLine::Carry(VirtualLine*& line)>;
-
-    Outcome Run(Operation operation, int version, const MakeCarry& makeCarry) {
+    Outcome Run(Operation operation, int version, const VirtualLine::Carry& carry) {
         Prepare(operation, version);
         Options options;
         options.version = version;
@@ -82,9 +80,7 @@ public:
 
         const Trace silent(false);
         Link link(options, ecr, silent);
-        VirtualLine* current = nullptr;
-        VirtualLine line(link, makeCarry(current));
-        current = &line;
+        VirtualLine line(link, carry);
         PortWithTC port(line.Lend());
         SelectCommChannel(ChannelOwner(&port, [](ICommChannel*) {}));
         Outcome outcome = Execute(operation, port);
@@ -186,6 +182,16 @@ struct PlacedFault {
     size_t position = 0;
 };
 
+std::vector<std::pair<PlacedFault, std::string>> FaultsOfTheMatrix() {
+    std::vector<std::pair<PlacedFault, std::string>> faults{
+        {{PlacedFault::NakTwice, Fault::Nak, 0}, "NAK twice"},
+        {{PlacedFault::WrongNumber, Fault::Flip, 0}, "wrong number"},
+        {{PlacedFault::HangUp, Fault::Drop, 0}, "hang-up"}};
+    for (size_t fault = 0; fault < faultCount; fault++)
+        faults.push_back({{PlacedFault::OnByte, static_cast<Fault>(fault), 0}, faultNames[fault]});
+    return faults;
+}
+
 /** The payload of a frame of any version, behind an acknowledgement or not; empty for a bad one. */
 Bytes PayloadOf(const Bytes& block, int version) {
     const auto start = static_cast<size_t>(!block.empty() && block.front() == ACK ? 1 : 0);
@@ -227,34 +233,29 @@ std::vector<byte> Renumbered(const std::vector<byte>& block, int version) {
 }
 
 /** The line of one session of the matrix; `carried` counts the bytes that were sent. */
-Sessions::MakeCarry OneFault(const PlacedFault& placed, int version, size_t& carried) {
+VirtualLine::Carry OneFault(const PlacedFault& placed, int version, size_t& carried) {
     carried = 0;
-    return [placed, version, &carried](VirtualLine*& line) -> VirtualLine::Carry {
-        auto naks = std::make_shared<int>(0);
-        return [placed, version, &carried, &line, naks](const std::vector<byte>& sent) {
-            const bool isHere = placed.position >= carried && placed.position < carried + sent.size();
-            const std::vector<byte> block = isHere && placed.kind == PlacedFault::WrongNumber && version > 1
-                                                ? Renumbered(sent, version)
-                                                : sent;
-            std::vector<CarriedByte> arriving;
-            for (size_t i = 0; i < block.size(); i++) {
-                const size_t index = carried + i;
-                if (placed.kind == PlacedFault::HangUp && index >= placed.position) line->HangUp();
-                const bool isNak = placed.kind == PlacedFault::NakTwice && index >= placed.position &&
-                                   block[i] == ACK && i == 0 && *naks < 2;
-                if (isNak) {
-                    ++*naks;
-                    arriving.push_back({NAK, false});
-                } else if (placed.kind == PlacedFault::OnByte && index == placed.position) {
-                    for (const CarriedByte& b : ApplyFault(placed.fault, block[i])) arriving.push_back(b);
-                    if (placed.fault == Fault::Truncate) break;
-                } else {
-                    arriving.push_back({block[i], false});
-                }
+    auto naks = std::make_shared<int>(0);
+    return [placed, version, &carried, naks](VirtualLine& line, const std::vector<byte>& sent) {
+        const bool isHere = placed.position >= carried && placed.position < carried + sent.size();
+        const bool isRenumbered = isHere && placed.kind == PlacedFault::WrongNumber && version > 1;
+        const std::vector<byte> block = isRenumbered ? Renumbered(sent, version) : sent;
+        std::vector<CarriedByte> arriving;
+        for (size_t i = 0; i < block.size(); i++) {
+            const size_t index = carried + i;
+            if (placed.kind == PlacedFault::HangUp && index >= placed.position) line.HangUp();
+            if (placed.kind == PlacedFault::NakTwice && index >= placed.position && i == 0 &&
+                block[i] == ACK && ++*naks <= 2) {
+                arriving.push_back({NAK, false});
+            } else if (placed.kind == PlacedFault::OnByte && index == placed.position) {
+                for (const CarriedByte& b : ApplyFault(placed.fault, block[i])) arriving.push_back(b);
+                if (placed.fault == Fault::Truncate) break;
+            } else {
+                arriving.push_back({block[i], false});
             }
-            carried += sent.size();
-            return arriving;
-        };
+        }
+        carried += sent.size();
+        return arriving;
     };
 }
 
@@ -273,12 +274,7 @@ TEST(FaultTest, TellsTheTruthAfterAnySingleFaultAtAnyByte) {
                 EXPECT_EQ(clean.status, 0);
                 EXPECT_TRUE(clean.isTrue);
                 const size_t length = bytes;
-                std::vector<std::pair<PlacedFault, std::string>> faults;
-                for (size_t f = 0; f < faultCount; f++)
-                    faults.push_back({{PlacedFault::OnByte, static_cast<Fault>(f), 0}, faultNames[f]});
-                faults.push_back({{PlacedFault::NakTwice, Fault::Nak, 0}, "NAK twice"});
-                faults.push_back({{PlacedFault::WrongNumber, Fault::Flip, 0}, "wrong number"});
-                faults.push_back({{PlacedFault::HangUp, Fault::Drop, 0}, "hang-up"});
+                std::vector<std::pair<PlacedFault, std::string>> faults = FaultsOfTheMatrix();
                 for (auto& [fault, name] : faults)
                     for (fault.position = 0; fault.position < length; fault.position++)
                         untruths.Count(sessions.Run(operation, version, OneFault(fault, version, bytes)),
@@ -312,13 +308,12 @@ TEST(FaultTest, TellsTheTruthOnALineWithManyFaults) {
                 rate = random() % 3 == 0 ? 0.01 * static_cast<double>(random() % 100) / 100 : 0;
             FaultyLine faulty(rates, seed);
             bool isBlind = false;
-            Outcome outcome = sessions.Run(operation, version, [&](VirtualLine*&) {
-                return [&](const std::vector<byte>& block) {
+            Outcome outcome =
+                sessions.Run(operation, version, [&](VirtualLine&, const std::vector<byte>& block) {
                     std::vector<CarriedByte> arriving = faulty.Carry(block);
                     isBlind = isBlind || IsBlind(block, arriving, version);
                     return arriving;
-                };
-            });
+                });
             outcome.isBlind = isBlind;
             untruths.Count(outcome, version,
                            Format("seed %u, version %d, %s", seed, version,

@@ -82,6 +82,7 @@ TEST_F(RobustnessTest, LetsOneOfSeveralRivalsWorkAndTurnsTheOthersAway) {
         const std::string link =
             "/TTY=.." + folder / "port";  // a device named through a link is the same device
         std::vector<std::unique_ptr<Process>> rivals;
+        rivals.reserve(static_cast<size_t>(count));
         for (int i = 0; i < count; i++)
             rivals.push_back(Start({"clear", "3", i % 2 == 0 ? link : "/TTY=" + ecr.Tty()}));
         int working = 0;
@@ -175,6 +176,8 @@ TEST_F(RobustnessTest, ServesManyRegistersWithOneLog) {
     const std::string file = File("a.csv", records);
     std::vector<std::unique_ptr<Simulator>> registers;
     std::vector<std::unique_ptr<Process>> runs;
+    registers.reserve(count);
+    runs.reserve(count);
     for (int i = 0; i < count; i++) registers.push_back(std::make_unique<Simulator>());
     // every other run takes its own lines back at its end
     for (int i = 0; i < count; i++)

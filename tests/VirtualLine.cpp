@@ -23,7 +23,7 @@ ChannelOwner VirtualLine::Lend() {
 
 void VirtualLine::Send(Wire& wire, const std::vector<byte>& block) {
     Time due = wire.empty() ? m_now : std::max(m_now, wire.back().first);
-    const std::vector<CarriedByte> carried = m_carry(block);
+    const std::vector<CarriedByte> carried = m_carry(*this, block);
     if (m_isHungUp) return;
     for (const CarriedByte& arriving : carried) {
         due += byteTime + (arriving.isLate ? lateness : 0);

@@ -15,7 +15,7 @@
  */
 class VirtualLine final : public ICommChannel {
 public:
-    using Carry = std::function<std::vector<CarriedByte>(const std::vector<byte>& block)>;
+    using Carry = std::function<std::vector<CarriedByte>(VirtualLine& line, const std::vector<byte>& block)>;
 
     VirtualLine(Link& link, Carry carry) : m_link(link), m_carry(std::move(carry)) {}
 
