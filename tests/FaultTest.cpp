@@ -145,7 +145,7 @@ private:
         }
     }
 
-    TempFolder folder;
+    TempFolder folder{"/dev/shm"};  // thousands of files are flushed to their device
     const std::string sendFile = folder / "send.csv";
     const std::string fiscalFile = folder / "fiscal.csv";
     const std::string readFile = folder / "read.csv";

@@ -38,9 +38,8 @@ void WriteText(const std::string& path, const std::string& text) {
     file << text;
 }
 
-TempFolder::TempFolder() {
-    char path[] = "/tmp/tavo-test-XXXXXX";
-    m_path = mkdtemp(path);
+TempFolder::TempFolder(const std::string& parent) : m_path(parent + "/tavo-test-XXXXXX") {
+    mkdtemp(m_path.data());
 }
 
 TempFolder::~TempFolder() { std::filesystem::remove_all(m_path); }

@@ -23,7 +23,7 @@ void WriteText(const std::string& path, const std::string& text);
 /** A new folder that goes with the object. */
 class TempFolder {
 public:
-    TempFolder();
+    explicit TempFolder(const std::string& parent = "/tmp");
     TempFolder(const TempFolder&) = delete;
     TempFolder& operator=(const TempFolder&) = delete;
     ~TempFolder();
