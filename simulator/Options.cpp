@@ -53,7 +53,7 @@ constexpr struct {
     {"--baud", "N", "carry no more than a line of N baud would, at 11 bits a byte (no limit)",
      [](Options& o, const std::string& v) { o.baud = ParseNumber(v, 1, 10000000); }},
     {"--reject", "KEY[:FIELD]",
-     "refuse record KEY: bad data in field FIELD, or not to be updated; may be repeated", AddReject},
+     "refuse record KEY: bad data in field FIELD (from 1), or not to be updated; may be repeated", AddReject},
     {"--busy", nullptr, "answer requests with busy", [](Options& o, const std::string&) { o.isBusy = true; }},
     {"--not-activated", nullptr, "answer requests with not activated",
      [](Options& o, const std::string&) { o.isNotActivated = true; }},
