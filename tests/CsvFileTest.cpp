@@ -172,7 +172,7 @@ TEST_F(CsvFileTest, SortsTheWorstOrderWithLittleStack) {
     OutputOf([&] { index.Build(path, nullptr, nullptr); });
     pthread_attr_t attributes;
     pthread_attr_init(&attributes);
-    pthread_attr_setstacksize(&attributes, 256 * 1024);
+    pthread_attr_setstacksize(&attributes, size_t{256} * 1024);
     const auto sort = [](void* sorted) -> void* {
         static_cast<TextFileLineIndex*>(sorted)->SortRange(0, count - 1);
         return nullptr;
