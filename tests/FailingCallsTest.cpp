@@ -111,7 +111,7 @@ protected:
     RunResult RunFailing(const std::vector<std::string>& command, const Failure& failure, int k) {
         std::remove((folder / "failed").c_str());
         std::vector<std::string> words{"/usr/bin/env",
-                                       "LD_PRELOAD=" FAILING_CALLS,
+                                       std::string("LD_PRELOAD=") + FAILING_CALLS,
                                        std::string("FAIL_AMONG=") + failure.among,
                                        std::string("FAIL_MODE=") + failure.mode,
                                        "FAIL_AT=" + std::to_string(k),
