@@ -147,11 +147,13 @@ void ComPort::Open() {
     handle = open(path.c_str(), O_RDWR | O_NOCTTY | O_NONBLOCK | O_CLOEXEC);
     if (handle == -1 && errno == EBUSY) ThrowPortLocked();
     if (handle == -1) throw new SystemException("Unable to open serial port");
+    m_hasInitialSettings = false;
     Lock();
     if (tcgetattr(handle, &initialSettings) != 0)
         throw new SystemException(
             "Cannot read serial port settings. Please ensure that correct TTY specified");
 
+    m_hasInitialSettings = true;
     ComPort_Setup(defaultComSettings);
     // read past AppConfig: only a key above the first heading of the INI file is found
     ComPort_Setup(IniFile::GetString("ComSettings", ""));
@@ -183,7 +185,8 @@ void ComPort::Close() {
     // With the queue empty this waits for the last bytes in the UART: at another speed they would be garbage.
     // The queue is not flushed then, as that takes back what the other side of a pseudo-terminal has not read
     // yet.
-    if (tcsetattr(handle, TCSADRAIN, &initialSettings) != 0) tcsetattr(handle, TCSANOW, &initialSettings);
+    if (m_hasInitialSettings && tcsetattr(handle, TCSADRAIN, &initialSettings) != 0)
+        tcsetattr(handle, TCSANOW, &initialSettings);
     ioctl(handle, TIOCNXCL);
     close(handle);
     handle = -1;

@@ -53,6 +53,7 @@ private:
     bool WaitForInput() const;
 
     int handle = -1;
+    bool m_hasInitialSettings = false;
     termios initialSettings{};  // as found at Open, restored by Close
     termios currentSettings{};
     int byteTimeoutMs = 0;
