@@ -1,6 +1,7 @@
 #include "IniFile.h"
 
 #include <algorithm>
+#include <cerrno>
 #include <cstdint>
 #include <cstdio>
 #include <functional>
@@ -25,6 +26,9 @@ bool SameName(const std::string& a, const std::string& b) { return ToUpper(a) ==
 std::optional<std::string> ReadText(const std::string& path) {
     FILE* file = nullptr;
     fopen_s(&file, path.c_str(), "rb");
+    // a lack of descriptors or memory says nothing of the file: taking the defaults then would go unnoticed
+    if (file == nullptr && (errno == EMFILE || errno == ENFILE || errno == ENOMEM))
+        throw new SystemException("Unable to open INI-file '" + path + "'");
     if (file == nullptr) return std::nullopt;
 
     std::string text;

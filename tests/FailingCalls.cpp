@@ -10,6 +10,7 @@
 #include <dlfcn.h>
 #include <fcntl.h>
 #include <poll.h>
+#include <stdio_ext.h>
 #include <sys/file.h>
 #include <sys/stat.h>
 #include <termios.h>
@@ -21,8 +22,12 @@
 #include <cstdlib>
 #include <cstring>
 
-extern "C" void* __libc_malloc(
-    size_t size);  // the allocator behind malloc; needs no look-up, which may allocate
+// The C library's names: its malloc by another name, as a look-up of it might allocate, and what calls main.
+// NOLINTBEGIN(bugprone-reserved-identifier)
+extern "C" void* __libc_malloc(size_t size);
+extern "C" int __libc_start_main(int (*main)(int, char**, char**), int argc, char** argv, void (*init)(),
+                                 void (*fini)(), void (*linkerFini)(), void* stackEnd);
+// NOLINTEND(bugprone-reserved-identifier)
 
 namespace {
 
@@ -145,7 +150,13 @@ ssize_t write(int file, const void* data, size_t size) {
                                                        : Next<decltype(write)>("write")(file, data, size);
 }
 
-int fsync(int file) { return Fails("fsync", ENOSPC) ? -1 : Next<decltype(fsync)>("fsync")(file); }
+// what was not written is lost
+int fsync(int file) {
+    if (!Fails("fsync", ENOSPC)) return Next<decltype(fsync)>("fsync")(file);
+    if (Next<decltype(ftruncate)>("ftruncate")(file, 0) != 0) std::abort();
+    errno = ENOSPC;
+    return -1;
+}
 
 int ftruncate(int file, off_t size) noexcept {
     return Fails("ftruncate", EIO) ? -1 : Next<decltype(ftruncate)>("ftruncate")(file, size);
@@ -175,11 +186,16 @@ size_t fwrite(const void* data, size_t size, size_t count, FILE* file) {
     return Fails("fwrite", ENOSPC) ? 0 : Next<decltype(fwrite)>("fwrite")(data, size, count, file);
 }
 
-int fflush(FILE* file) { return Fails("fflush", ENOSPC) ? EOF : Next<decltype(fflush)>("fflush")(file); }
+int fflush(FILE* file) {
+    if (!Fails("fflush", ENOSPC)) return Next<decltype(fflush)>("fflush")(file);
+    __fpurge(file);
+    return EOF;
+}
 
 // the stream is gone also when closing it fails
 int fclose(FILE* file) {
     const bool fails = Fails("fclose", ENOSPC);
+    if (fails) __fpurge(file);
     const int result = Next<decltype(fclose)>("fclose")(file);
     if (fails) errno = ENOSPC;
     return fails ? EOF : result;
