@@ -73,8 +73,8 @@ bool Link::ParseFrame(byte& seqNo, std::vector<byte>& payload) {
 
 bool Link::IsRepeated(byte seqNo, const std::vector<byte>& payload) const {
     if (m_options.version == 1 || !m_hasReceived || seqNo != m_lastRcvSeqNo) return false;
-    // Number 0 also begins a session; it is the same frame again only while its answer is on its way.
-    return seqNo != 0 || (payload == m_lastPayload && m_attempts > 0);
+    // Number 0 also begins a session; it is the same frame again only while its first answer is on its way.
+    return seqNo != 0 || (payload == m_lastPayload && m_attempts > 0 && m_nextSndSeqNo == firstSentSeqNo);
 }
 
 void Link::ReceiveFrame(Time now) {

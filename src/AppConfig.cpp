@@ -7,7 +7,6 @@
 #include "IniFile.h"
 #include "Path.h"
 #include "Tools.h"
-#include "Wrapper/LinuxFunctionWrapper.h"
 
 namespace {
 
@@ -73,18 +72,16 @@ std::string AppConfig::GetDefaultEcrName() {
     const std::string name = IniFile::GetString(commonSection, "DefaultECR", "");
     if (!name.empty()) return ecrSectionPrefix + name;
 
-    FILE* file = nullptr;
-    fopen_s(&file, IniFile::GetFile().c_str(), "r");
-    if (file == nullptr) return "";
+    const FileStream file = IniFile::OpenForReading();
+    if (!file) return "";
     std::string lastName;
     int count = 0;
     char buffer[256];
-    while (std::fgets(buffer, sizeof buffer, file) != nullptr) {
+    while (std::fgets(buffer, sizeof buffer, file.get()) != nullptr) {
         const std::optional<std::string> ecrName = EcrNameOfHeading(Trim(buffer, " \t\r\n"));
         if (!ecrName) continue;
         lastName = *ecrName;
         count++;
     }
-    std::fclose(file);
     return count == 1 ? ecrSectionPrefix + lastName : "";
 }

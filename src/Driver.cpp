@@ -18,12 +18,6 @@ ReturnCode ExecuteOnOpenLink(const BaseCommandParameters& params) {
     return Execute_Standard(params.command, params.data, params.filePath);
 }
 
-ReturnCode EndAttempt(Exception* e) {
-    std::unique_ptr<Exception> failure(e);
-    DisconnectFromEcr(e);
-    return HandleException(failure.release());
-}
-
 ReturnCode Attempt(const BaseCommandParameters& params, ProtocolID protocol) {
     try {
         ConnectToEcr(protocol);
@@ -31,9 +25,12 @@ ReturnCode Attempt(const BaseCommandParameters& params, ProtocolID protocol) {
         DisconnectFromEcr();
         return result;
     } catch (Exception* e) {
-        return EndAttempt(e);
+        std::unique_ptr<Exception> failure(e);
+        DisconnectFromEcr(e);
+        return HandleException(failure.release());
     } catch (const std::bad_alloc&) {
-        return EndAttempt(new SystemException("Not enough memory"));
+        DisconnectFromEcr();
+        return HandleException(new SystemException("Not enough memory"));
     }
 }
 

@@ -23,24 +23,19 @@ constexpr const char* whiteSpace = " \t\n\v\f\r";
 bool SameName(const std::string& a, const std::string& b) { return ToUpper(a) == ToUpper(b); }
 
 /** The whole text up to a Ctrl-Z; nothing when it cannot be read, holds a NUL byte or is too large. */
-std::optional<std::string> ReadText(const std::string& path) {
-    FILE* file = nullptr;
-    fopen_s(&file, path.c_str(), "rb");
-    // a lack of descriptors or memory says nothing of the file: taking the defaults then would go unnoticed
-    if (file == nullptr && (errno == EMFILE || errno == ENFILE || errno == ENOMEM))
-        throw new SystemException("Unable to open INI-file '" + path + "'");
-    if (file == nullptr) return std::nullopt;
+std::optional<std::string> ReadText() {
+    const FileStream file = IniFile::OpenForReading();
+    if (!file) return std::nullopt;
 
     std::string text;
     bool readable = true;
     int c;
-    while (readable && (c = getc_unlocked(file)) != EOF && c != 26) {
+    while (readable && (c = getc_unlocked(file.get())) != EOF && c != 26) {
         text += static_cast<char>(c);
         if (text.size() >= UINT32_MAX) Print("INI file is too large");
         readable = c != '\0' && text.size() < UINT32_MAX;
     }
-    readable = readable && std::ferror(file) == 0;
-    std::fclose(file);
+    readable = readable && std::ferror(file.get()) == 0;
     return readable ? std::optional(text) : std::nullopt;
 }
 
@@ -66,7 +61,7 @@ Line ParseLine(const std::string& line) {
 
 /** Calls visit for every line of the current file with the heading above it ("" before the first one). */
 void VisitLines(const std::function<void(const std::string& heading, const Line& line)>& visit) {
-    const std::optional<std::string> text = ReadText(iniFile);
+    const std::optional<std::string> text = ReadText();
     if (!text) return;
     std::string heading;
     for (size_t start = 0; start < text->size();) {
@@ -110,6 +105,14 @@ void IniFile::SetSection(const std::string& sectionName, bool checkIfExists) {
 }
 
 std::string IniFile::GetFile() { return iniFile; }
+
+FileStream IniFile::OpenForReading() {
+    FILE* file = nullptr;
+    fopen_s(&file, iniFile.c_str(), "rb");
+    if (file == nullptr && (errno == EMFILE || errno == ENFILE || errno == ENOMEM))
+        throw new SystemException("Unable to open INI-file '" + iniFile + "'");
+    return FileStream(file);
+}
 
 std::string IniFile::GetSection() { return section; }
 

@@ -2,6 +2,8 @@
 
 #include <string>
 
+#include "FileStream.h"
+
 /**
  * Reader of one INI file, which it opens anew for every question; docs: README, "The INI file".
  * Names of sections and keys are compared without regard to letter case. A value has at most 255 characters.
@@ -13,6 +15,9 @@ public:
     /** Makes the section current; ConfigurationException when it is to be checked and is missing. */
     static void SetSection(const std::string& section, bool checkIfExists);
     static std::string GetFile();
+    /** The current file, opened to be read; null when it cannot be read, SystemException when that says
+     * nothing of the file: taking the defaults for want of descriptors or memory would go unnoticed. */
+    static FileStream OpenForReading();
     static std::string GetSection();
 
     /** The key's value, which may be empty; defValue when file, section or key is missing. */

@@ -16,13 +16,16 @@ namespace {
 constexpr int interrupts[] = {SIGINT, SIGTERM, SIGHUP};
 
 volatile std::sig_atomic_t receivedSignal = 0;
-int wakeUpPipe[2] = {-1,
-                     -1};  // written to by the handler, so that a poll that is about to begin ends at once
+int wakeUpPipe[2] = {-1, -1};  // written to by the handler: a poll that is about to begin ends at once
 
 void HandleInterrupt(int signal) {
+    if (receivedSignal != 0) {  // the second one: its default action follows when the handler returns
+        std::signal(signal, SIG_DFL);
+        std::raise(signal);
+        return;
+    }
     const int savedErrno = errno;
     receivedSignal = signal;
-    for (const int interrupt : interrupts) std::signal(interrupt, SIG_DFL);
     [[maybe_unused]] const ssize_t written = write(wakeUpPipe[1], "", 1);
     errno = savedErrno;
 }

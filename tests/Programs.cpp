@@ -26,6 +26,8 @@ Process::Process(const std::vector<std::string>& arguments) {
     if (pipe2(ends, O_CLOEXEC) != 0) std::abort();
     m_id = fork();
     if (m_id == 0) {
+        // what the caller of the tests ignores (nohup does) is not ignored by the program
+        for (const int signal : {SIGINT, SIGTERM, SIGHUP, SIGPIPE}) std::signal(signal, SIG_DFL);
         dup2(ends[1], STDOUT_FILENO);
         dup2(ends[1], STDERR_FILENO);
         execv(argv[0], argv.data());

@@ -24,6 +24,9 @@ constexpr byte serverDisconnect = 1;
 bool ecrConnected = false;
 CommChannelType ecrCommChannel = CommChannel_SerialPort;
 int ecrCommMaxTime = 0;  // ms
+// Read before the link is opened: a setting that cannot be read must not keep the link from being closed.
+int ecrDisconnectTime = defaultEcrDisconnectTime;  // 10 ms units, as the next one
+int ecrRecoveryTime = defaultEcrRecoveryTime;
 
 /** An answer that ends the command: its message and exit status. */
 struct Refusal {
@@ -125,6 +128,8 @@ uint16_t ReadFiscalStatusRecord(byte command, byte* status) {
 
 void ConnectToEcr(ProtocolID protocol) {
     if (!ecrConnected) {
+        ecrDisconnectTime = AppConfig::GetParameter(defaultEcrDisconnectTimeName, defaultEcrDisconnectTime);
+        ecrRecoveryTime = AppConfig::GetParameter(defaultEcrRecoveryTimeName, defaultEcrRecoveryTime);
         ecrCommChannel = GetChannelType();
         ecrCommMaxTime = AppConfig::GetParameter("EcrCommMaxTime", IsSerial(ecrCommChannel)
                                                                        ? defaultLocalEcrCommMaxTime
@@ -146,15 +151,14 @@ bool DefaultKeepConnection() { return ecrCommChannel != CommChannel_Ethernet; }
 
 void DisconnectFromEcr() {
     CommChannel_Close();
+    ecrConnected = false;
     LogIoStatistics();
     // the setting goes to Sleep as it is: only 1..99 pause, by 10 ms each; the default does not
-    Sleep(AppConfig::GetParameter(defaultEcrDisconnectTimeName, defaultEcrDisconnectTime));
-    ecrConnected = false;
+    Sleep(ecrDisconnectTime);
 }
 
 void DisconnectFromEcr(const Exception* ex) {
-    if (ex->GetReturnCode() == ReturnCode_CommunicationError)
-        Sleep(AppConfig::GetParameter(defaultEcrRecoveryTimeName, defaultEcrRecoveryTime));
+    if (ex->GetReturnCode() == ReturnCode_CommunicationError) Sleep(ecrRecoveryTime);
     DisconnectFromEcr();
 }
 

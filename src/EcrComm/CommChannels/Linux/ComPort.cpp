@@ -179,7 +179,6 @@ void ComPort::Lock() {
 
 void ComPort::Close() {
     if (handle == -1) return;
-    LogMsg(LogType_Debug, "Closing serial port", true);
     if (!HasDrained())
         tcflush(handle, TCOFLUSH);  // or close would wait for the other side, for half a minute
     // With the queue empty this waits for the last bytes in the UART: at another speed they would be garbage.
@@ -190,6 +189,8 @@ void ComPort::Close() {
     ioctl(handle, TIOCNXCL);
     close(handle);
     handle = -1;
+    LogMsg(LogType_Debug, "Closing serial port",
+           true);  // last: nothing that can fail comes before the closing
 }
 
 bool ComPort::HasDrained() const {
