@@ -144,7 +144,7 @@ void Send(int dataType, const std::string& filename, UpdateType updateType) {
     std::unique_ptr<FileReader> reader = CreateFileReader(fileType);
     reader->Open(filename);
 
-    const int recordsInPacket = AppConfig::GetParameter("RecordsInPacket", 1);
+    const int recordsInPacket = AppConfig::GetParameter("RecordsInPacket", defaultRecordsInPacket);
     unsigned recordsSent = 0;
     for (bool isDone = false; !isDone;) {
         try {
@@ -168,8 +168,8 @@ void Send(int dataType, const std::string& filename, UpdateType updateType) {
 }
 
 ReturnCode StatusOfFileErrors() {
-    const bool hasDuplicates =
-        FileErrors::GetDuplicateRecordCount() > 0 && AppConfig::GetParameter("IgnoreDuplicates", 0) == 0;
+    const bool hasDuplicates = FileErrors::GetDuplicateRecordCount() > 0 &&
+                               AppConfig::GetParameter("IgnoreDuplicates", defaultIgnoreDuplicates) == 0;
     if (hasDuplicates || FileErrors::GetBadFormatRecordCount() > 0 || FileErrors::GetEmptyRecordCount() > 0)
         return ReturnCode_InputFileSyntaxError;
     return FileErrors::GetRejectedByEcrRecordCount() > 0 ? ReturnCode_InputFileHasBadRecords : ReturnCode_OK;

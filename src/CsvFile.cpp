@@ -1,6 +1,7 @@
 #include "CsvFile.h"
 
 #include "AppConfig.h"
+#include "Defaults.h"
 #include "FileErrors.h"
 #include "Logging.h"
 
@@ -10,7 +11,7 @@ bool CsvFileReaderImpl::HasRecord(int recordNumber) const { return recordNumber 
 
 /** Every entry has a number, but for a heading that may stand at the top. */
 bool CsvFileReaderImpl::IsSortable() const {
-    if (AppConfig::GetParameter("SortInputFileLines", 1) == 0) return false;
+    if (AppConfig::GetParameter("SortInputFileLines", defaultSortInputFileLines) == 0) return false;
     for (int i = 1; i < lineIndex.GetCount(); i++)
         if (lineIndex.At(i).lineKey == 0) return false;
     return lineIndex.GetCount() >= 2;

@@ -5,6 +5,7 @@
 
 #include "AppConfig.h"
 #include "Commands.h"
+#include "Defaults.h"
 #include "EcrComm/EcrComm.h"
 #include "Format.h"
 #include "Interrupt.h"
@@ -56,7 +57,7 @@ ReturnCode HandleException(Exception* e) {
 ReturnCode ExecuteCommand(const BaseCommandParameters& params) {
     const ProtocolID protocol =
         GetProtocolIDBySet(params.isFiscalCommand ? Protocol_Fiscal : Protocol_Standard);
-    const int retryCount = AppConfig::GetParameter("RetryCount", 1);
+    const int retryCount = AppConfig::GetParameter("RetryCount", defaultAttemptCount);
     int errorCount = 0;
     ReturnCode result;
     do {

@@ -1,6 +1,7 @@
 #include "Ipc.h"
 
 #include "AppConfig.h"
+#include "Defaults.h"
 #include "EcrComm/EcrComm.h"
 #include "Exceptions.h"
 
@@ -40,7 +41,7 @@ std::string GetCurrentInstanceName() {
 }
 
 void CheckOtherTAVOInstances() {
-    if (AppConfig::GetParameter("SkipInstanceChecking", 0) != 0) return;
+    if (AppConfig::GetParameter("SkipInstanceChecking", defaultSkipInstanceChecking) != 0) return;
     Ipc::SetCurrentInstanceName(GetCurrentInstanceName());
     if (Ipc::IsAnotherInstanceActive())
         throw new ApplicationException("Another application is working now with ECR",

@@ -1,6 +1,7 @@
 #include "Logging.h"
 
 #include "AppConfig.h"
+#include "Defaults.h"
 #include "EcrComm/IoStatistics.h"
 #include "LogFile.h"
 #include "Path.h"
@@ -13,8 +14,8 @@ constexpr const char* dbgLogFileName = "dbgerror.log";
 
 LogFile stdLog;
 LogFile dbgLog;
-int stdLogLevel = 1;
-int dbgLogLevel = 0;
+int stdLogLevel = defaultStandardLog;
+int dbgLogLevel = defaultDbgErrorLog;
 bool isLoggingStarted = false;
 
 bool KeepsDebugLog(bool completedWithErrors) {

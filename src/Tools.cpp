@@ -11,6 +11,7 @@
 #include <cstdlib>
 #include <ctime>
 
+#include "Defaults.h"
 #include "Exceptions.h"
 #include "Path.h"
 
@@ -35,7 +36,7 @@ std::string GetAppDirectory() {
     return directory;
 }
 
-std::string GetLogDirectory() { return "/var/log/tavo/"; }
+std::string GetLogDirectory() { return defaultLogDirectory; }
 
 std::string GetConfigDirectory() { return "/etc/tavo/"; }
 

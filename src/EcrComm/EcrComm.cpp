@@ -112,7 +112,8 @@ CommChannelType GetChannelType() {
     if (!hasEthernetSettings) return CommChannel_SerialPortWithTC;
     if (hasSerialPortSettings)
         throw new ConfigurationException("Both serial port and ethernet settings are specified");
-    return AppConfig::GetParameter("WithTC", 0) == 1 ? CommChannel_EthernetWithTC : CommChannel_Ethernet;
+    return AppConfig::GetParameter("WithTC", defaultWithTC) == 1 ? CommChannel_EthernetWithTC
+                                                                 : CommChannel_Ethernet;
 }
 
 uint16_t ReadFiscalStatusRecord(byte command, byte* status) {

@@ -1,6 +1,7 @@
 #include "EcrComm/Protocols.h"
 
 #include "AppConfig.h"
+#include "Defaults.h"
 #include "Exceptions.h"
 
 ProtocolID GetProtocolIDInSet(ProtocolID id, int protocolSet) {
@@ -15,5 +16,5 @@ ProtocolID GetProtocolIDInSet(ProtocolID id, int protocolSet) {
 }
 
 ProtocolID GetProtocolIDBySet(ProtocolID id) {
-    return GetProtocolIDInSet(id, AppConfig::GetParameter("ProtocolSet", 1));
+    return GetProtocolIDInSet(id, AppConfig::GetParameter("ProtocolSet", defaultProtocolSet));
 }

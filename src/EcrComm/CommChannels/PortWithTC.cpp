@@ -50,7 +50,7 @@ ChannelOwner PortWithTC::Create(CommChannelType type) {
 
 void PortWithTC::Open() {
     m_pCommunicationChannel->Open();
-    m_protocolVersion = AppConfig::GetParameter("SerialProtocolVersion", m_MaxProtocolVersion);
+    m_protocolVersion = AppConfig::GetParameter("SerialProtocolVersion", defaultSerialProtocolVersion);
     m_retryCount = AppConfig::GetParameter("SerialProtocolRetryCount", defaultRetryCount);
     m_responseTimeoutMs = AppConfig::GetParameter("SerialProtocolResponseMaxTime", defaultResponseTimeoutMs);
     RestartSequence();

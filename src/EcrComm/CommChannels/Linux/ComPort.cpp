@@ -159,12 +159,12 @@ void ComPort::Open() {
     ComPort_Setup(IniFile::GetString("ComSettings", ""));
     if (!ApplySettings(handle, currentSettings)) throw new SystemException("Cannot set serial port settings");
     m_inputBegin = m_inputEnd = 0;
-    const int stallMaxTimeMs = AppConfig::GetParameter("ComStallMaxTime", 0);
+    const int stallMaxTimeMs = AppConfig::GetParameter("ComStallMaxTime", defaultComStallMaxTime);
     m_stallMaxTimeMs = stallMaxTimeMs > 0 ? stallMaxTimeMs : -1;
 }
 
 void ComPort::Lock() {
-    if (AppConfig::GetParameter("SkipInstanceChecking", 0) != 0) return;
+    if (AppConfig::GetParameter("SkipInstanceChecking", defaultSkipInstanceChecking) != 0) return;
     if (flock(handle, LOCK_EX | LOCK_NB) != 0 && errno == EWOULDBLOCK) {
         // not through Close, which would restore settings that are not known yet on a port that another run
         // uses
