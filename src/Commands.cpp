@@ -15,7 +15,7 @@
 #include "FileErrors.h"
 #include "FileIo.h"
 #include "Format.h"
-#include "Formatting/TextDataParser.h"
+#include "InputFile.h"
 #include "Logging.h"
 
 namespace {
@@ -25,8 +25,6 @@ enum StatusType { StatusType_ECR = 0, StatusType_EFT = 1 };
 
 char fileIoBuffer[fileIoBufferSize];  // a record as the file holds it
 byte commIoBuffer[commIoBufferSize];  // a record as the ECR holds it
-
-byte* FileBytes() { return reinterpret_cast<byte*>(fileIoBuffer); }
 
 /** Shows a text that the next one on the line overwrites. */
 void ShowProgress(const std::string& text) { Print(text + "\r"); }
@@ -52,7 +50,8 @@ void Clear(int dataType) { ExecuteAndWait(dataType, Action_Clear, "Clearing ..."
 
 /** Converts the ECR's record of the given length and writes it; false when it cannot be converted. */
 bool WriteEcrRecord(FileWriter& writer, uint16_t length) {
-    const uint16_t pcLength = DataConverter::EcrToPc(commIoBuffer, length, FileBytes(), fileIoBufferSize);
+    const uint16_t pcLength =
+        DataConverter::EcrToPc(commIoBuffer, length, reinterpret_cast<byte*>(fileIoBuffer), fileIoBufferSize);
     if (pcLength == 0) return false;
     writer.Write(fileIoBuffer, pcLength);
     return true;
@@ -78,45 +77,34 @@ unsigned Read(int dataType, const std::string& filename) {
     return recordsRead;
 }
 
-/** Line of the file that a record came from, 0 for files without lines. */
-int LineOf(FileReader& reader, int recordNumber) {
-    return reader.GetType() == FileType_CSV ? static_cast<CsvFileReader&>(reader).GetLineNumber(recordNumber)
-                                            : 0;
-}
-
 /**
  * Sends the records first..end-1 that the file has, without the ECR's answers, and appends the numbers of
  * those sent. Returns how many were taken, those that cannot be converted included.
  */
-int SendRecords(FileReader& reader, int first, int end, std::vector<int>& sent) {
+int SendRecords(InputFile& input, int first, int end, std::vector<int>& sent) {
     int recordNumber = first;
     for (; recordNumber < end; recordNumber++) {
-        const int length = reader.Read(recordNumber, fileIoBuffer, fileIoBufferSize);
-        if (length == 0) break;
-        const uint16_t ecrLength = DataConverter::PcToEcr(FileBytes(), static_cast<uint16_t>(length),
-                                                          commIoBuffer, commIoBufferSize);
-        if (ecrLength == 0) {
-            FileErrors::AddBadFormatRecord(LineOf(reader, recordNumber));
-            continue;
-        }
-        BeginSendData(commIoBuffer, ecrLength);
+        if (!input.Read(recordNumber)) break;
+        const uint16_t length = input.Convert(commIoBuffer);
+        if (length == 0) continue;
+        BeginSendData(commIoBuffer, length);
         sent.push_back(recordNumber);
     }
     return recordNumber - first;
 }
 
 /** Takes the ECR's answers to the records sent, in their order; returns how many it accepted. */
-unsigned CollectAnswers(FileReader& reader, const std::vector<int>& sent) {
+unsigned CollectAnswers(InputFile& input, const std::vector<int>& sent) {
     unsigned accepted = 0;
     for (const int recordNumber : sent) {
         uint16_t fieldNumber = 0;
         switch (EndSendData(fieldNumber)) {
             case SendResult_OK: accepted++; break;
             case SendResult_BadData:
-                FileErrors::AddBadDataRecord(LineOf(reader, recordNumber), fieldNumber);
+                FileErrors::AddBadDataRecord(input.GetLineNumber(recordNumber), fieldNumber);
                 break;
             case SendResult_CanNotUpdate:
-                FileErrors::AddCanNotUpdateRecord(LineOf(reader, recordNumber));
+                FileErrors::AddCanNotUpdateRecord(input.GetLineNumber(recordNumber));
                 break;
         }
     }
@@ -124,13 +112,13 @@ unsigned CollectAnswers(FileReader& reader, const std::vector<int>& sent) {
 }
 
 /** Sends the file from record recordsSent on; a packet size below 1 sends nothing. */
-void SendPackets(FileReader& reader, int recordsInPacket, const char* statusMessage, unsigned& recordsSent) {
+void SendPackets(InputFile& input, int recordsInPacket, const char* statusMessage, unsigned& recordsSent) {
     auto recordNumber = static_cast<int>(recordsSent);
     while (recordsInPacket > 0) {
         const int packetEnd = recordNumber + std::min(recordsInPacket, INT_MAX - recordNumber);
         std::vector<int> sent;
-        if (SendRecords(reader, recordNumber, packetEnd, sent) == 0) return;
-        recordsSent += CollectAnswers(reader, sent);
+        if (SendRecords(input, recordNumber, packetEnd, sent) == 0) return;
+        recordsSent += CollectAnswers(input, sent);
         if (recordsSent != 0) ShowProgress(Format("%s: %u", statusMessage, recordsSent));
         recordNumber = packetEnd;
     }
@@ -138,18 +126,15 @@ void SendPackets(FileReader& reader, int recordsInPacket, const char* statusMess
 
 void Send(int dataType, const std::string& filename, UpdateType updateType) {
     const char* statusMessage = updateType == UpdateType_Delete ? "Records deleted" : "Records sent";
-    const FileType fileType = DetectFileType(filename, dataType);
-    DataConverter::Initialize(fileType);
-    FileErrors::Reset();
-    std::unique_ptr<FileReader> reader = CreateFileReader(fileType);
-    reader->Open(filename);
+    InputFile input;
+    input.OpenRecords(dataType, filename);
 
     const int recordsInPacket = AppConfig::GetParameter("RecordsInPacket", defaultRecordsInPacket);
     unsigned recordsSent = 0;
     for (bool isDone = false; !isDone;) {
         try {
             RequestOperation(dataType, updateType == UpdateType_Delete ? Action_Delete : Action_Write);
-            SendPackets(*reader, recordsInPacket, statusMessage, recordsSent);
+            SendPackets(input, recordsInPacket, statusMessage, recordsSent);
             isDone = true;
         } catch (UnknownCommandException* e) {
             const std::unique_ptr<Exception> owner(e);
@@ -162,61 +147,25 @@ void Send(int dataType, const std::string& filename, UpdateType updateType) {
         }
     }
     SendEndOfData();
-    reader.reset();
+    input.Close();
     FileErrors::Log();
     Print(Format("%s: %u\n", statusMessage, recordsSent));
 }
 
-ReturnCode StatusOfFileErrors() {
-    const bool hasDuplicates = FileErrors::GetDuplicateRecordCount() > 0 &&
-                               AppConfig::GetParameter("IgnoreDuplicates", defaultIgnoreDuplicates) == 0;
-    if (hasDuplicates || FileErrors::GetBadFormatRecordCount() > 0 || FileErrors::GetEmptyRecordCount() > 0)
-        return ReturnCode_InputFileSyntaxError;
-    return FileErrors::GetRejectedByEcrRecordCount() > 0 ? ReturnCode_InputFileHasBadRecords : ReturnCode_OK;
-}
-
-/** Reports every line that is no fiscal command; ApplicationException when there is one. */
-void ValidateCommands(CsvFileReader& reader) {
-    for (int i = 0; const int length = reader.Read(i, fileIoBuffer, fileIoBufferSize); i++) {
-        const auto size = static_cast<uint16_t>(length);
-        TextDataParser parser(FileBytes(), size);
-        if (parser.GetFieldType() != FieldType_Number ||
-            DataConverter::PcToEcr(FileBytes(), size, commIoBuffer, commIoBufferSize) == 0)
-            FileErrors::AddBadFormatRecord(reader.GetLineNumber(i));
-    }
-    FileErrors::Log();
-    if (FileErrors::GetBadFormatRecordCount() > 0)
-        throw new ApplicationException("Input file contains bad data", ReturnCode_InputFileSyntaxError);
-}
-
-void SendFiscalCommand(uint16_t length) {
-    TextDataParser parser(FileBytes(), length);
-    Decimal code;
-    parser.GetNumber(code);
-    const uint16_t dataLength = DataConverter::PcToEcr(parser, commIoBuffer, commIoBufferSize);
-    Fiscal_SendCommand(static_cast<byte>(code.ToInt64()), commIoBuffer, dataLength);
-}
-
 void ExecuteCommandFile(const std::string& filename) {
     AuthorizeSession();
-    DataConverter::Initialize(FileType_CSV);
-    CsvFileReaderImpl reader;
-    // commands run in the order of the file, and one that repeats is no duplicate
-    AppConfig::SetParameter("SortInputFileLines", "0", false);
-    reader.Open(filename);
-    FileErrors::Reset();  // lines refused so far are reported, but do not stop the run: they are never
-                          // executed
-    ValidateCommands(reader);
-
+    InputFile input;
+    input.OpenCommands(filename);
     unsigned commandsSent = 0;
     for (;;) {
         ShowProgress(Format("Commands sent: %u", commandsSent));
-        const int length = reader.Read(static_cast<int>(commandsSent), fileIoBuffer, fileIoBufferSize);
-        if (length == 0) break;
-        SendFiscalCommand(static_cast<uint16_t>(length));
+        if (!input.Read(static_cast<int>(commandsSent))) break;
+        byte code = 0;
+        const uint16_t length = input.ConvertCommand(code, commIoBuffer);
+        Fiscal_SendCommand(code, commIoBuffer, length);
         commandsSent++;
     }
-    reader.Close();
+    input.Close();
     Print(Format("Commands sent: %u\n", commandsSent));
 }
 

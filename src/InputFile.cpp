@@ -1,0 +1,76 @@
+#include "InputFile.h"
+
+#include "AppConfig.h"
+#include "CsvFile.h"
+#include "DataConverter.h"
+#include "FileErrors.h"
+#include "FileIo.h"
+#include "Formatting/TextDataParser.h"
+
+void InputFile::OpenRecords(int dataType, const std::string& filename) {
+    const FileType fileType = DetectFileType(filename, dataType);
+    DataConverter::Initialize(fileType);
+    FileErrors::Reset();
+    m_reader = CreateFileReader(fileType);
+    m_reader->Open(filename);
+}
+
+void InputFile::OpenCommands(const std::string& filename) {
+    DataConverter::Initialize(FileType_CSV);
+    m_reader = CreateFileReader(FileType_CSV);
+    // commands run in the order of the file, and one that repeats is no duplicate
+    AppConfig::SetParameter("SortInputFileLines", "0", false);
+    m_reader->Open(filename);
+    // lines refused so far are reported, but do not stop the run: they are never executed
+    FileErrors::Reset();
+    CheckCommands();
+}
+
+void InputFile::CheckCommands() {
+    byte ecrRecord[commIoBufferSize];
+    for (int i = 0; Read(i); i++) {
+        TextDataParser parser(Bytes(), m_length);
+        if (parser.GetFieldType() != FieldType_Number)
+            FileErrors::AddBadFormatRecord(GetLineNumber(i));
+        else
+            Convert(ecrRecord);
+    }
+    FileErrors::Log();
+    if (FileErrors::GetBadFormatRecordCount() > 0)
+        throw new ApplicationException("Input file contains bad data", ReturnCode_InputFileSyntaxError);
+}
+
+void InputFile::Close() { m_reader.reset(); }
+
+int InputFile::GetLineNumber(int recordNumber) const {
+    if (m_reader->GetType() != FileType_CSV) return 0;
+    return static_cast<CsvFileReader&>(*m_reader).GetLineNumber(recordNumber);
+}
+
+bool InputFile::Read(int recordNumber) {
+    m_recordNumber = recordNumber;
+    m_length = static_cast<uint16_t>(m_reader->Read(recordNumber, m_record, sizeof m_record));
+    return m_length != 0;
+}
+
+uint16_t InputFile::Convert(byte* ecrRecord) const {
+    const uint16_t length = DataConverter::PcToEcr(Bytes(), m_length, ecrRecord, commIoBufferSize);
+    if (length == 0) FileErrors::AddBadFormatRecord(GetLineNumber(m_recordNumber));
+    return length;
+}
+
+uint16_t InputFile::ConvertCommand(byte& code, byte* ecrData) const {
+    TextDataParser parser(Bytes(), m_length);
+    Decimal number;
+    parser.GetNumber(number);
+    code = static_cast<byte>(number.ToInt64());
+    return DataConverter::PcToEcr(parser, ecrData, commIoBufferSize);
+}
+
+ReturnCode StatusOfFileErrors() {
+    const bool hasDuplicates = FileErrors::GetDuplicateRecordCount() > 0 &&
+                               AppConfig::GetParameter("IgnoreDuplicates", defaultIgnoreDuplicates) == 0;
+    if (hasDuplicates || FileErrors::GetBadFormatRecordCount() > 0 || FileErrors::GetEmptyRecordCount() > 0)
+        return ReturnCode_InputFileSyntaxError;
+    return FileErrors::GetRejectedByEcrRecordCount() > 0 ? ReturnCode_InputFileHasBadRecords : ReturnCode_OK;
+}
