@@ -8,8 +8,7 @@
 #include <vector>
 
 #include "Byte.h"
-
-using Record = std::vector<byte>;
+#include "Record.h"
 
 /** Number in a record's first field; false when it has none. */
 bool GetRecordNumber(const Record& record, int64_t& number);

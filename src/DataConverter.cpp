@@ -11,7 +11,13 @@ namespace {
 
 constexpr uint16_t fieldBufferSize = 128;
 
-bool ConvertField(FieldType type, DataParser& inData, DataFormatter& outData) {
+}  // namespace
+
+FileType DataConverter::m_pcFileType = FileType_CSV;
+
+void DataConverter::Initialize(FileType pcFileType) { m_pcFileType = pcFileType; }
+
+bool DataConverter::ConvertField(FieldType type, DataParser& inData, DataFormatter& outData) {
     char text[fieldBufferSize];
     byte bytes[fieldBufferSize];
     uint16_t size = 0;
@@ -24,12 +30,6 @@ bool ConvertField(FieldType type, DataParser& inData, DataFormatter& outData) {
         default: return false;
     }
 }
-
-}  // namespace
-
-FileType DataConverter::m_pcFileType = FileType_CSV;
-
-void DataConverter::Initialize(FileType pcFileType) { m_pcFileType = pcFileType; }
 
 bool DataConverter::Convert(DataParser& inData, DataFormatter& outData) {
     for (;;) {

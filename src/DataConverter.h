@@ -17,6 +17,9 @@ public:
     /** Sets the kind of file that the following conversions are for. */
     static void Initialize(FileType pcFileType);
 
+    /** Converts the next field, which is of the given type; false when it cannot be. */
+    static bool ConvertField(FieldType type, DataParser& inData, DataFormatter& outData);
+    /** Converts all fields that are left. */
     static bool Convert(DataParser& inData, DataFormatter& outData);
     static uint16_t PcToEcr(const byte* pcData, uint16_t pcDataLen, byte* ecrBuffer, uint16_t ecrBufferLen);
     /** The remaining fields of a record that the caller has begun to parse. */

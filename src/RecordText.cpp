@@ -12,6 +12,9 @@ namespace {
 constexpr const char* blocks[] = {" ", "▘", "▝", "▀", "▖", "▌", "▞", "▛",
                                   "▗", "▚", "▐", "▜", "▄", "▙", "▟", "█"};
 
+/** By FieldType. */
+constexpr const char* kindNames[] = {"", "text ", "number ", "binary ", ""};
+
 /** Bytes of a record that is one binary field and nothing else. */
 std::optional<Record> PixelsOf(const Record& record) {
     BinaryDataParser parser(record.data(), static_cast<uint16_t>(record.size()));
@@ -35,6 +38,19 @@ std::optional<std::string> TextOf(const Record& record) {
 }
 
 std::string DescribeFields(const Record& record) { return TextOf(record).value_or("malformed"); }
+
+std::string DescribeKinds(const Record& record) {
+    std::string text;
+    BinaryDataParser parser(record.data(), static_cast<uint16_t>(record.size()));
+    for (FieldType type; (type = parser.GetFieldType()) != FieldType_None;) {
+        byte field[fileIoBufferSize];
+        TextDataFormatter formatter(field, sizeof field);
+        if (!text.empty()) text += ", ";
+        if (!DataConverter::ConvertField(type, parser, formatter)) return text + "malformed";
+        text += kindNames[type] + std::string(field, field + formatter.GetLength());
+    }
+    return text;
+}
 
 std::optional<std::string> DrawPicture(const std::vector<Record>& rows) {
     std::vector<Record> picture;

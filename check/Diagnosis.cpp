@@ -1,0 +1,260 @@
+#include "Diagnosis.h"
+
+#include <algorithm>
+#include <cctype>
+#include <cstring>
+
+#include "AppConfig.h"
+#include "DataConverter.h"
+#include "Defaults.h"
+#include "EcrComm/CommChannels/TcFrame.h"
+#include "EcrComm/FrameFormatter.h"
+#include "FileStream.h"
+#include "Format.h"
+#include "Formatting/BinaryDataFormatter.h"
+#include "Formatting/TextDataParser.h"
+#include "OLVE_Compatibility.h"
+#include "Tools.h"
+
+namespace {
+
+constexpr size_t maxLineLength = 1023;
+constexpr size_t maxFieldLength = 128;
+constexpr const char* blanks = " \t";
+constexpr const char* byteOrderMark = "\xEF\xBB\xBF";
+constexpr byte anySeqNo = 32;
+
+const byte* BytesOf(const std::string& text) { return reinterpret_cast<const byte*>(text.data()); }
+
+/** A line's fields one after another, with the place of each. */
+class FieldScanner : public TextDataParser {
+public:
+    explicit FieldScanner(const std::string& line)
+        : TextDataParser(BytesOf(line), static_cast<uint16_t>(line.size())), m_line(line) {}
+
+    size_t GetPosition() const { return m_position; }
+
+    /** The next field as it stands between the delimiters, without blanks around it. */
+    std::string PeekRaw() const {
+        const char delimiter = AppConfig::GetParameter("Delimiter", defaultCsvDelimiter)[0];
+        bool inQuotes = false;
+        size_t end = m_position;
+        for (; end < m_line.size() && (inQuotes || m_line[end] != delimiter); end++)
+            if (m_line[end] == '"') inQuotes = !inQuotes;
+        return Trim(m_line.substr(m_position, end - m_position), blanks);
+    }
+
+private:
+    const std::string& m_line;
+};
+
+/** What is wrong with a text field; it is taken all the same where its first character is a quote. */
+std::string DiagnoseText(const std::string& raw) {
+    bool inQuotes = false;
+    size_t closed = 0;
+    for (size_t i = 0; i < raw.size(); i++) {
+        if (raw[i] != '"') continue;
+        if (inQuotes && i + 1 < raw.size() && raw[i + 1] == '"') {
+            i++;
+            continue;
+        }
+        inQuotes = !inQuotes;
+        closed = i;
+    }
+    if (inQuotes) return "text field is not closed";
+    return closed + 1 == raw.size() ? "" : "text goes on behind its closing quote";
+}
+
+std::string DiagnoseNumber(const std::string& raw) {
+    Decimal number;
+    char readBack[32];
+    if (!number.FromString(raw))
+        return "number has other characters than digits, a '-' before them and one point";
+    const std::string value = number.ToString();
+    const std::string digits = TrimLeft(value, "-0.");
+    const std::string written = TrimLeft(raw, "-0.");
+    const bool isSame = written.compare(0, digits.size(), digits) == 0 &&
+                        written.find_first_not_of("0.", digits.size()) == std::string::npos;
+    if (!isSame) return "number is too large: it arrives as " + value;
+    return DecimalToString(readBack, sizeof readBack, number) ? "" : "number is too long to be read back";
+}
+
+std::string DiagnoseBinary(const std::string& raw) {
+    if (raw.size() % 2 != 0) return "binary field has an odd number of digits";
+    const bool isHex =
+        std::all_of(raw.begin() + 2, raw.end(), [](unsigned char c) { return std::isxdigit(c) != 0; });
+    return isHex ? "" : "binary field has other characters than hexadecimal digits: they arrive as 00";
+}
+
+std::string DiagnoseUnknown(const std::string& raw) {
+    if (raw.empty()) return "field is empty";
+    return Format("field begins with %s: it is no text in quotes, no number and no binary data (0x)",
+                  std::isprint(static_cast<unsigned char>(raw[0])) != 0
+                      ? ("'" + raw.substr(0, 1) + "'").c_str()
+                      : Format("byte %02x", static_cast<unsigned char>(raw[0])).c_str());
+}
+
+/** Why the next field cannot be taken, or what is odd about it. */
+std::string DiagnoseField(FieldType type, const std::string& raw) {
+    if (raw.find('\0') != std::string::npos) return "field has a NUL byte";
+    switch (type) {
+        case FieldType_String: {
+            const std::string cause = DiagnoseText(raw);
+            if (!cause.empty()) return cause;
+            const auto control = std::find_if(raw.begin(), raw.end(), [](unsigned char c) { return c < 31; });
+            return control == raw.end() ? "" : Format("text has a control character (%02x)", *control);
+        }
+        case FieldType_Number: return DiagnoseNumber(raw);
+        case FieldType_Binary: return DiagnoseBinary(raw);
+        default:
+            return raw.size() > maxFieldLength ? Format("field is longer than %zu characters", maxFieldLength)
+                                               : DiagnoseUnknown(raw);
+    }
+}
+
+/** What is wrong with the number that a record is filed under; also the index's rules for a line. */
+void DiagnoseKey(const std::string& line, LineUse use, bool isFirstLine, std::vector<Finding>& findings) {
+    FieldScanner fields(line);
+    Decimal number;
+    const bool isNumber = fields.GetFieldType() == FieldType_Number && fields.GetNumber(number);
+    if (isNumber && number.ToInt64() == -1 && fields.GetFieldType() != FieldType_None)
+        findings.push_back({true, 1, 1, "-1 is no number for a record"});
+    else if (use == LineUse::FiscalCommand && !isNumber)
+        findings.push_back({true, 1, 1, "a command begins with its code, a number"});
+    else if (use == LineUse::Record && !isFirstLine &&
+             (!isNumber || number.ToInt64() == 0 || fields.GetFieldType() == FieldType_None))
+        findings.push_back(
+            {false, 1, 1,
+             "no record number with fields behind it: nothing is sorted, and duplicates are not looked for"});
+}
+
+/** What the record as a whole is too long for. */
+void DiagnoseLength(const std::string& line, std::vector<Finding>& findings) {
+    byte message[FrameFormatter::headerSize + commIoBufferSize];
+    const uint16_t length = DataConverter::PcToEcr(BytesOf(line), static_cast<uint16_t>(line.size()),
+                                                   message + FrameFormatter::headerSize, commIoBufferSize);
+    byte frame[commIoBufferSize];
+    if (length == 0)
+        findings.push_back({true, 0, 1, "record is longer than the register takes"});
+    else if (TcFrame::Build(message, static_cast<uint16_t>(length + FrameFormatter::headerSize), anySeqNo,
+                            frame, sizeof frame) == 0)
+        findings.push_back(
+            {false, 0, 1, "record is too long for a frame: the transfer ends here with status 99"});
+}
+
+/** Bytes of a UTF-8 sequence that begins here, 0 when none does. */
+size_t Utf8Length(const std::string& text, size_t position) {
+    const auto first = static_cast<unsigned char>(text[position]);
+    const size_t length = first < 0x80                    ? 1
+                          : first >= 0xC2 && first < 0xE0 ? 2
+                          : first >= 0xE0 && first < 0xF0 ? 3
+                          : first >= 0xF0 && first < 0xF5 ? 4
+                                                          : 0;
+    for (size_t i = 1; i < length; i++)
+        if (position + i >= text.size() || (static_cast<unsigned char>(text[position + i]) & 0xC0) != 0x80)
+            return 0;
+    return length;
+}
+
+/** Column of the first letter of several bytes when the line is UTF-8; 0 when it is plain ASCII, -1 when it
+ * is not UTF-8. */
+int Utf8Column(const std::string& line, size_t start) {
+    int column = 0;
+    for (size_t i = start, length; i < line.size(); i += length) {
+        length = Utf8Length(line, i);
+        if (length == 0) return -1;
+        if (length > 1 && column == 0) column = static_cast<int>(i) + 1;
+    }
+    return column;
+}
+
+std::string DiagnoseCoding(const std::vector<std::string>& lines, size_t markLength) {
+    std::string warning;
+    for (size_t i = 0; i < lines.size(); i++) {
+        const int column = Utf8Column(lines[i], i == 0 ? markLength : 0);
+        if (column < 0) return "";
+        if (column > 0 && warning.empty())
+            warning = Format(
+                "line %zu, column %d: letters look like UTF-8, of several bytes each; the register takes "
+                "one byte a letter: save the file in the register's code page",
+                i + 1, column);
+    }
+    return warning;
+}
+
+/** Whether every line that is not empty has the character outside of quotes. */
+bool SeparatesAll(const std::vector<std::string>& lines, char delimiter) {
+    bool hasLine = false;
+    for (const std::string& line : lines) {
+        bool inQuotes = false;
+        const bool isFound = std::any_of(line.begin(), line.end(), [&](char c) {
+            if (c == '"') inQuotes = !inQuotes;
+            return c == delimiter && !inQuotes;
+        });
+        if (!isFound && !line.empty()) return false;
+        hasLine = hasLine || isFound;
+    }
+    return hasLine;
+}
+
+std::string DiagnoseDelimiter(const std::vector<std::string>& lines) {
+    const char delimiter = AppConfig::GetParameter("Delimiter", defaultCsvDelimiter)[0];
+    if (SeparatesAll(lines, delimiter)) return "";
+    for (const char other : {',', ';', '\t', '|'})
+        if (other != delimiter && SeparatesAll(lines, other))
+            return Format("every line has a %s, but the delimiter is '%c': set Delimiter",
+                          other == '\t' ? "tab" : Format("'%c'", other).c_str(), delimiter);
+    return "";
+}
+
+}  // namespace
+
+std::vector<Finding> DiagnoseLine(const std::string& line, LineUse use, bool isFirstLine) {
+    std::vector<Finding> findings;
+    if (line.size() == maxLineLength)
+        findings.push_back(
+            {false, 0, 1, "line is longer than 1023 characters: its rest counts as the next line"});
+    FieldScanner fields(line);
+    for (int field = 1;; field++) {
+        const std::string raw = fields.PeekRaw();
+        const auto column = static_cast<int>(line.find_first_not_of(blanks, fields.GetPosition()) + 1);
+        const FieldType type = fields.GetFieldType();
+        if (type == FieldType_None) break;
+        byte converted[fileIoBufferSize];
+        BinaryDataFormatter formatter(converted, sizeof converted);
+        const bool isBad = !DataConverter::ConvertField(type, fields, formatter);
+        const std::string cause = DiagnoseField(type, raw);
+        if (isBad || !cause.empty()) findings.push_back({isBad, field, column, cause});
+        if (isBad) return findings;
+    }
+    DiagnoseKey(line, use, isFirstLine, findings);
+    if (findings.empty() || !findings.back().isBad) DiagnoseLength(line, findings);
+    return findings;
+}
+
+std::vector<std::string> DiagnoseFile(const std::vector<std::string>& lines) {
+    std::vector<std::string> warnings;
+    const bool hasMark = !lines.empty() && lines[0].compare(0, 3, byteOrderMark) == 0;
+    if (hasMark)
+        warnings.emplace_back(
+            "line 1, column 1: the file begins with a UTF-8 byte-order mark, which belongs to the "
+            "first field: save it without one");
+    for (const std::string& warning : {DiagnoseCoding(lines, hasMark ? 3 : 0), DiagnoseDelimiter(lines)})
+        if (!warning.empty()) warnings.push_back(warning);
+    return warnings;
+}
+
+std::vector<std::string> ReadLines(const std::string& filename) {
+    const FileStream file = OpenInputFile(filename);
+    std::vector<std::string> lines;
+    std::string line;
+    for (int c; (c = getc_unlocked(file.get())) != EOF;) {
+        line += static_cast<char>(c);
+        if (c != '\n' && line.size() < maxLineLength) continue;
+        lines.push_back(line.size() == maxLineLength && c != '\n' ? line : TrimRight(line, " \t\r\n"));
+        line.clear();
+    }
+    if (std::ferror(file.get()) != 0) ThrowReadError(filename);
+    if (!line.empty()) lines.push_back(TrimRight(line, " \t\r\n"));
+    return lines;
+}
