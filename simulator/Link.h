@@ -6,31 +6,23 @@
 
 #include "Byte.h"
 #include "Options.h"
+#include "Peer.h"
 #include "Register.h"
 #include "Trace.h"
 
-/** Microseconds of a clock that only goes forward. */
-using Time = int64_t;
-inline constexpr Time never = INT64_MAX;
-
 /**
  * The register's end of the line: takes bytes, acknowledges frames and sends the register's answers, each
- * until it is acknowledged. It has no clock and no device of its own, so a test can run it in time of its own
- * making.
+ * until it is acknowledged.
  */
-class Link {
+class Link : public Peer {
 public:
     Link(const Options& options, Register& ecr, const Trace& trace);
 
-    void Receive(byte value, Time now);
-    /** Does what is due by now. */
-    void Tick(Time now);
-    /** When Tick has something to do next. */
-    Time GetDeadline() const;
-    /** Bytes to put on the line. */
-    std::vector<byte> TakeOutput();
-    /** The other side has closed the line. */
-    void HangUp();
+    void Receive(byte value, Time now) override;
+    void Tick(Time now) override;
+    Time GetDeadline() const override;
+    std::vector<byte> TakeOutput() override;
+    void HangUp() override;
 
 private:
     void ReceiveFrame(Time now);

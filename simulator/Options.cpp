@@ -75,6 +75,10 @@ constexpr struct {
      [](Options& o, const std::string&) { o.isOnce = true; }},
     {"--trace", nullptr, "print a line for each thing on the wire",
      [](Options& o, const std::string&) { o.isTraced = true; }},
+    {"--record", "FILE", "keep the traffic in this file, as text with times and meanings",
+     [](Options& o, const std::string& v) { o.recordPath = v; }},
+    {"--replay", "FILE", "answer as this recording says, in place of a register, to the commands run then",
+     [](Options& o, const std::string& v) { o.replayPath = v; }},
     {"--help", nullptr, "show this text", [](Options& o, const std::string&) { o.isHelpRequested = true; }},
 };
 

@@ -26,6 +26,8 @@ struct Options {
     FaultRates faultRates{};
     unsigned seed = 1;
     bool isTraced = false;
+    std::string recordPath;  // empty: none
+    std::string replayPath;  // empty: the register itself answers
     bool isOnce = false;
     bool isHelpRequested = false;
 };

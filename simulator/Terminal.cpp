@@ -46,8 +46,12 @@ Time PacedBytes::GetDeadline() const {
 
 void PacedBytes::Clear() { m_bytes.clear(); }
 
-Terminal::Terminal(int baud, const FaultyLine& faults)
-    : m_master(posix_openpt(O_RDWR | O_NOCTTY | O_CLOEXEC)), m_faults(faults), m_input(baud), m_output(baud) {
+Terminal::Terminal(int baud, const FaultyLine& faults, Recording* recording)
+    : m_master(posix_openpt(O_RDWR | O_NOCTTY | O_CLOEXEC)),
+      m_faults(faults),
+      m_input(baud),
+      m_output(baud),
+      m_recording(recording) {
     if (m_master == -1 || grantpt(m_master) != 0 || unlockpt(m_master) != 0)
         throw new SystemException("Unable to open a pseudo-terminal");
     // raw from the start: nothing is echoed or translated before the tool has set the line up
@@ -84,10 +88,14 @@ bool Terminal::Wait(Time deadline) {
     if (result <= 0) return true;
     byte buffer[4096];
     const ssize_t count = read(m_master, buffer, sizeof buffer);
+    const Time arrival = GetTime();
     if (count > 0) {
-        m_input.Push(m_faults.Carry({buffer, buffer + count}), GetTime());
+        const std::vector<byte> bytes(buffer, buffer + count);
+        if (m_recording != nullptr) m_recording->AddReceived(bytes, arrival);
+        m_input.Push(m_faults.Carry(bytes), arrival);
         return true;
     }
+    if (m_recording != nullptr) m_recording->AddHangUp(arrival);
     m_isHungUp = true;
     m_output.Clear();
     return false;
@@ -101,6 +109,7 @@ void Terminal::Flush(Time now) {
     const std::vector<byte> due = m_output.TakeDue(now);
     // what a terminal without another side does not take is lost, as on a line that nobody listens to
     if (!due.empty() && write(m_master, due.data(), due.size()) < 0) m_output.Clear();
+    if (m_recording != nullptr) m_recording->AddSent(due, now);
 }
 
 Time Terminal::GetDeadline() const { return std::min(m_input.GetDeadline(), m_output.GetDeadline()); }

@@ -7,7 +7,8 @@
 
 #include "Byte.h"
 #include "Faults.h"
-#include "Link.h"
+#include "Peer.h"
+#include "Recording.h"
 
 /** Bytes on a line of limited speed: each comes out when the line has carried it. */
 class PacedBytes {
@@ -29,8 +30,8 @@ private:
 /** The pseudo-terminal that the tool opens in place of a serial port. */
 class Terminal {
 public:
-    /** SystemException when there is none to be had. */
-    Terminal(int baud, const FaultyLine& faults);
+    /** SystemException when there is none to be had. recording may be null. */
+    Terminal(int baud, const FaultyLine& faults, Recording* recording);
     Terminal(const Terminal&) = delete;
     Terminal& operator=(const Terminal&) = delete;
     ~Terminal();
@@ -56,4 +57,5 @@ private:
     FaultyLine m_faults;
     PacedBytes m_input;
     PacedBytes m_output;
+    Recording* m_recording;
 };

@@ -4,6 +4,7 @@
 #include "Tools.h"
 
 void Trace::Line(const std::string& text) const {
+    if (m_recording != nullptr) m_recording->AddMeaning(text);
     if (!m_isOn) return;
     tagSYSTEMTIME now{};
     GetLocalTime(&now);

@@ -7,6 +7,8 @@
 #include "Format.h"
 #include "Link.h"
 #include "Options.h"
+#include "Peer.h"
+#include "Recording.h"
 #include "Register.h"
 #include "Terminal.h"
 #include "Trace.h"
@@ -28,24 +30,36 @@ void CatchSignals() {
     sigprocmask(SIG_BLOCK, &signals, nullptr);
 }
 
-void Serve(const Options& options) {
-    Terminal terminal(options.baud, FaultyLine(options.faultRates, options.seed));
-    const Trace trace(options.isTraced);
-    Register ecr(options);
-    Link link(options, ecr, trace);
+/** Carries bytes between the terminal and the peer until a signal, or the peer's end. */
+void Connect(Terminal& terminal, Peer& peer, bool isOnce) {
     CatchSignals();
     Print("TTY=" + terminal.GetName() + "\n");
-
     bool isConnected = true;
-    while (isStopRequested == 0 && (isConnected || !options.isOnce)) {
-        isConnected = terminal.Wait(std::min(link.GetDeadline(), terminal.GetDeadline()));
+    while (isStopRequested == 0 && !peer.IsDone() && (isConnected || !isOnce)) {
+        isConnected = terminal.Wait(std::min(peer.GetDeadline(), terminal.GetDeadline()));
         const Time now = Terminal::GetTime();
-        for (const byte value : terminal.TakeInput(isConnected ? now : never)) link.Receive(value, now);
-        link.Tick(now);
-        if (!isConnected) link.HangUp();
-        terminal.Write(link.TakeOutput(), now);
+        for (const byte value : terminal.TakeInput(isConnected ? now : never)) peer.Receive(value, now);
+        peer.Tick(now);
+        if (!isConnected) peer.HangUp();
+        terminal.Write(peer.TakeOutput(), now);
         terminal.Flush(now);
     }
+}
+
+void ServeReplay(const Options& options) {
+    Terminal terminal(0, FaultyLine({}, 0), nullptr);
+    Replay replay(options.replayPath);
+    Connect(terminal, replay, options.isOnce);
+}
+
+void Serve(const Options& options) {
+    const auto recording =
+        options.recordPath.empty() ? nullptr : std::make_unique<Recording>(options.recordPath);
+    Terminal terminal(options.baud, FaultyLine(options.faultRates, options.seed), recording.get());
+    const Trace trace(options.isTraced, recording.get());
+    Register ecr(options);
+    Link link(options, ecr, trace);
+    Connect(terminal, link, options.isOnce);
     ecr.EndSession();
 }
 
@@ -58,6 +72,8 @@ int main(int argc, char* argv[]) {
         const Options options = ParseOptions(argc, argv);
         if (options.isHelpRequested)
             Print(GetHelp());
+        else if (!options.replayPath.empty())
+            ServeReplay(options);
         else
             Serve(options);
         return 0;

@@ -1,0 +1,142 @@
+#include "Recording.h"
+
+#include <cstdio>
+#include <fstream>
+#include <sstream>
+
+#include "Exceptions.h"
+#include "Format.h"
+#include "Tools.h"
+
+namespace {
+
+constexpr Time pauseInLine = 20'000;  // a longer one begins a new line, so that a replay keeps it
+
+}  // namespace
+
+Recording::Recording(const std::string& path) : m_path(path), m_file(OpenFile(path, "w")) {}
+
+void Recording::Write(const std::string& text) {
+    if (std::fwrite(text.data(), 1, text.size(), m_file.get()) != text.size() ||
+        std::fflush(m_file.get()) != 0)
+        ThrowWriteError(m_path);
+}
+
+std::string Recording::Stamp(Time now) {
+    if (m_start == never) m_start = now;
+    return Format("%lld.%06lld", static_cast<long long>((now - m_start) / 1'000'000),
+                  static_cast<long long>((now - m_start) % 1'000'000));
+}
+
+void Recording::EndLine() {
+    if (m_direction != '\0') Write("\n");
+    m_direction = '\0';
+}
+
+void Recording::AddBytes(char direction, const std::vector<byte>& bytes, Time now) {
+    if (bytes.empty()) return;
+    if (direction != m_direction || now - m_lastByteTime > pauseInLine) {
+        EndLine();
+        Write(Stamp(now) + " " + direction);
+        m_direction = direction;
+    }
+    m_lastByteTime = now;
+    std::string text;
+    for (const byte value : bytes) text += Format(" %02x", value);
+    Write(text);
+}
+
+void Recording::AddHangUp(Time now) {
+    EndLine();
+    Write(Stamp(now) + " hung up\n");
+}
+
+void Recording::AddMeaning(const std::string& text) {
+    EndLine();
+    Write("    " + text + "\n");
+}
+
+Replay::Replay(const std::string& path) : m_path(path) {
+    OpenInputFile(path);  // for its message
+    std::ifstream file(path);
+    int number = 0;
+    for (std::string line; std::getline(file, line);) {
+        number++;
+        if (line.empty() || line[0] == ' ') continue;
+        Entry entry{number, 0, Kind::HangUp, {}};
+        if (!ParseLine(line, entry))
+            throw new FileIoException(
+                Format("File '%s' line %d: no line of a recording", path.c_str(), number));
+        m_entries.push_back(entry);
+    }
+}
+
+bool Replay::ParseLine(const std::string& text, Entry& entry) const {
+    std::istringstream words(text);
+    double seconds = 0;
+    std::string kind;
+    if (!(words >> seconds >> kind) || seconds < 0 || seconds > 1e9) return false;
+    entry.time = static_cast<Time>(seconds * 1'000'000);
+    if (!m_entries.empty() && entry.time < m_entries.back().time) return false;
+    if (kind == "hung") return text.size() > 7 && text.compare(text.size() - 7, 7, "hung up") == 0;
+    if (kind != "<" && kind != ">") return false;
+    entry.kind = kind == "<" ? Kind::Received : Kind::Sent;
+    unsigned value = 0;
+    while (words >> std::hex >> value) {
+        if (value > 255) return false;
+        entry.bytes.push_back(static_cast<byte>(value));
+    }
+    return words.eof() && !entry.bytes.empty();
+}
+
+void Replay::ThrowDeparture(const std::string& what) const {
+    const std::string place =
+        m_next < m_entries.size() ? Format("line %d", m_entries[m_next].line) : "the end";
+    throw new ApplicationException(
+        Format("'%s': at %s the tool departs from the recording: ", m_path.c_str(), place.c_str()) + what,
+        ReturnCode_CommunicationError);
+}
+
+void Replay::Advance(Time now) {
+    const Time time = m_entries[m_next++].time;
+    m_taken = 0;
+    m_due = m_next < m_entries.size() ? now + m_entries[m_next].time - time : never;
+}
+
+void Replay::Receive(byte value, Time now) {
+    if (IsNext(Kind::Sent)) {
+        m_early.push_back(value);
+        return;
+    }
+    if (!IsNext(Kind::Received)) ThrowDeparture(Format("it sends %02x", value));
+    const Entry& entry = m_entries[m_next];
+    if (entry.bytes[m_taken] != value)
+        ThrowDeparture(Format("byte %zu is %02x, not %02x", m_taken + 1, value, entry.bytes[m_taken]));
+    if (++m_taken == entry.bytes.size()) Advance(now);
+}
+
+void Replay::Tick(Time now) {
+    while (IsNext(Kind::Sent) && m_due <= now) {
+        const std::vector<byte>& bytes = m_entries[m_next].bytes;
+        m_output.insert(m_output.end(), bytes.begin(), bytes.end());
+        Advance(m_due);
+    }
+    if (IsNext(Kind::Sent)) return;
+    std::vector<byte> early;
+    early.swap(m_early);
+    for (const byte value : early) Receive(value, now);
+}
+
+Time Replay::GetDeadline() const { return IsNext(Kind::Sent) ? m_due : never; }
+
+std::vector<byte> Replay::TakeOutput() {
+    std::vector<byte> output;
+    output.swap(m_output);
+    return output;
+}
+
+void Replay::HangUp() {
+    if (m_next < m_entries.size() && !IsNext(Kind::HangUp)) ThrowDeparture("it hangs up");
+    if (m_next < m_entries.size()) Advance(0);
+    m_isDone = m_next >= m_entries.size();
+}

@@ -1,0 +1,79 @@
+#pragma once
+
+#include <string>
+#include <vector>
+
+#include "FileStream.h"
+#include "Peer.h"
+
+/**
+ * A session's traffic as text, one block of bytes a line:
+ *
+ *     0.012345 < 02 00 01 03 00 03 01 02 09 0b 03
+ *         <- frame v3 #0: request: read section 3
+ *     0.012391 > 06
+ *     0.020114 hung up
+ *
+ * The time in seconds since the start, "<" for what the tool sent and ">" for what reached it, as faults left
+ * it; indented lines are for the reader, who sees there what the register made of it.
+ */
+class Recording {
+public:
+    /** FileIoException when the file cannot be created, here, or written, below. */
+    explicit Recording(const std::string& path);
+
+    void AddReceived(const std::vector<byte>& bytes, Time now) { AddBytes('<', bytes, now); }
+    void AddSent(const std::vector<byte>& bytes, Time now) { AddBytes('>', bytes, now); }
+    void AddHangUp(Time now);
+    void AddMeaning(const std::string& text);
+
+private:
+    void AddBytes(char direction, const std::vector<byte>& bytes, Time now);
+    void EndLine();
+    void Write(const std::string& text);
+    std::string Stamp(Time now);
+
+    std::string m_path;
+    FileStream m_file;
+    Time m_start = never;
+    Time m_lastByteTime = 0;
+    char m_direction = '\0';  // of the line begun, none without one
+};
+
+/** Answers as a recording says, at the same pace, as long as the tool sends what it sent then. */
+class Replay : public Peer {
+public:
+    /** FileIoException with the line for a file that is no recording. */
+    explicit Replay(const std::string& path);
+
+    /** ApplicationException with the line of the recording from which on the tool does something else. */
+    void Receive(byte value, Time now) override;
+    void Tick(Time now) override;
+    Time GetDeadline() const override;
+    std::vector<byte> TakeOutput() override;
+    void HangUp() override;
+    bool IsDone() const override { return m_isDone; }
+
+private:
+    enum class Kind { Received, Sent, HangUp };
+    struct Entry {
+        int line;
+        Time time;
+        Kind kind;
+        std::vector<byte> bytes;
+    };
+
+    bool ParseLine(const std::string& text, Entry& entry) const;
+    bool IsNext(Kind kind) const { return m_next < m_entries.size() && m_entries[m_next].kind == kind; }
+    void Advance(Time now);
+    [[noreturn]] void ThrowDeparture(const std::string& what) const;
+
+    std::string m_path;
+    std::vector<Entry> m_entries;
+    size_t m_next = 0;
+    size_t m_taken = 0;         // bytes of the next entry that have come
+    Time m_due = 0;             // when the next entry takes place
+    std::vector<byte> m_early;  // came while an answer is still to be given
+    std::vector<byte> m_output;
+    bool m_isDone = false;
+};
