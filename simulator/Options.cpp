@@ -107,16 +107,21 @@ Options ParseOptions(int argc, char* argv[]) {
     return options;
 }
 
+std::vector<OptionHelp> GetOptionHelp() {
+    std::vector<OptionHelp> help;
+    for (const auto& option : optionTable)
+        help.push_back({option.name, option.argument != nullptr ? option.argument : "", option.help});
+    return help;
+}
+
 std::string GetHelp() {
     std::string text =
         "Usage: ecrsim [options]\n"
         "A simulated cash register on a pseudo-terminal, to run tavo on without a register.\n"
         "Its first line, TTY=pts/N, is the setting to give to the tool; it serves until SIGINT or "
         "SIGTERM.\n\n";
-    for (const auto& option : optionTable) {
-        const std::string argument = option.argument != nullptr ? option.argument : "";
-        text += Format("  %-34s %s\n", (option.name + (" " + argument)).c_str(), option.help);
-    }
+    for (const OptionHelp& option : GetOptionHelp())
+        text += Format("  %-34s %s\n", (option.name + " " + option.argument).c_str(), option.meaning.c_str());
     return text +
            "\nExample:\n"
            "  ecrsim --data /tmp/register --trace &     prints TTY=pts/3\n"

@@ -3,6 +3,7 @@
 #include <cstdint>
 #include <map>
 #include <string>
+#include <vector>
 
 #include "Byte.h"
 #include "Faults.h"
@@ -34,6 +35,14 @@ struct Options {
 
 /** Reads the command line; CommandLineException with a message for a bad one. */
 Options ParseOptions(int argc, char* argv[]);
+
+/** One option as the help shows it. */
+struct OptionHelp {
+    std::string name;
+    std::string argument;  // empty for a switch
+    std::string meaning;
+};
+std::vector<OptionHelp> GetOptionHelp();
 
 /** All options with their meaning, and an example. */
 std::string GetHelp();

@@ -17,18 +17,18 @@ constexpr const char* buildDate = TAVO_BUILD_DATE;  // "Dec  3 2018"
 constexpr struct {
     const char* keyword;
     Command command;
-} commands[] = {{"READ", Command_Read},
-                {"SEND", Command_Send},
-                {"DELETE", Command_Delete},
-                {"CLEAR", Command_Clear},
-                {"READANDCLEAR", Command_ReadAndClear},
-                {"CLEARANDSEND", Command_ClearAndSend},
-                {"INIT", Command_Init},
-                {"EXECUTEFISCAL", Command_ExecuteFiscal},
-                {"READFISCALSTATUS", Command_ReadFiscalStatus},
-                {"READEFTSTATUS", Command_ReadEftStatus},
-                {"RUNSERVER", Command_RunServer},
-                {"EXECUTESERVER", Command_ExecuteServer}};
+} commands[] = {{"Read", Command_Read},
+                {"Send", Command_Send},
+                {"Delete", Command_Delete},
+                {"Clear", Command_Clear},
+                {"ReadAndClear", Command_ReadAndClear},
+                {"ClearAndSend", Command_ClearAndSend},
+                {"Init", Command_Init},
+                {"ExecuteFiscal", Command_ExecuteFiscal},
+                {"ReadFiscalStatus", Command_ReadFiscalStatus},
+                {"ReadEftStatus", Command_ReadEftStatus},
+                {"RunServer", Command_RunServer},
+                {"ExecuteServer", Command_ExecuteServer}};
 
 bool IsFiscal(Command command) {
     return command == Command_ExecuteFiscal || command == Command_ReadFiscalStatus ||
@@ -82,10 +82,17 @@ std::string GetStartMessage(int argc, char* argv[]) {
                   buildSuffix, "executable", GetCommandLine(argc, argv).c_str());
 }
 
+std::vector<std::string> GetCommandNames() {
+    std::vector<std::string> names;
+    for (const auto& entry : commands)
+        if (entry.command < Command_RunServer) names.emplace_back(entry.keyword);
+    return names;
+}
+
 Command ParseCommand(const std::string& data) {
     const std::string keyword = ToUpper(data);
     for (const auto& entry : commands)
-        if (keyword == entry.keyword) return entry.command;
+        if (keyword == ToUpper(entry.keyword)) return entry.command;
     throw new CommandLineException("Unknown command");
 }
 

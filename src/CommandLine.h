@@ -1,6 +1,7 @@
 #pragma once
 
 #include <string>
+#include <vector>
 
 #include "Command.h"
 
@@ -22,6 +23,8 @@ std::string GetCommandLine(int argc, char* argv[]);
 /** Parses the whole command line and loads the configuration; CommandLineException for anything malformed. */
 BaseCommandParameters CollectParameters(int argc, char* argv[]);
 
+/** The commands that the usage text names, as it writes them. */
+std::vector<std::string> GetCommandNames();
 Command ParseCommand(const std::string& data);
 /** Only digits, or nothing. */
 bool IsNumber(const std::string& str);

@@ -1,0 +1,113 @@
+#include "Tables.h"
+
+#include "CommandLine.h"
+#include "ExitStatus.h"
+#include "Format.h"
+#include "Options.h"
+#include "Settings.h"
+
+namespace {
+
+/** The default as an INI file holds it; empty for none. */
+std::string DefaultOf(const Setting& setting) {
+    return setting.kind == SettingKind_Number ? Format("%d", setting.defaultNumber) : setting.defaultText;
+}
+
+/** Plain text for a manual page. */
+std::string Roff(const std::string& text) {
+    std::string roff;
+    for (const char c : text) roff += c == '-' ? "\\-" : c == '\\' ? "\\e" : std::string(1, c);
+    return roff;
+}
+
+std::string GetSettingsMan() {
+    std::string text;
+    for (const Setting& setting : settings) {
+        text += Format(".TP\n.B %s\n", setting.name) + Roff(setting.meaning);
+        const std::string value = DefaultOf(setting);
+        const std::string unit = *setting.unit == '\0' ? "" : Format(" (%s)", setting.unit);
+        text += value.empty() ? ".\n" : Roff("; default " + value + unit + ".\n");
+    }
+    return text;
+}
+
+std::string GetSettingsIni() {
+    std::string text;
+    for (const Setting& setting : settings)
+        text += Format("\n%s%s: %s\n%s = %s\n", setting.name,
+                       *setting.unit == '\0' ? "" : Format(" (%s)", setting.unit).c_str(), setting.meaning,
+                       setting.name, DefaultOf(setting).c_str());
+    return text;
+}
+
+std::string GetSettingNames() {
+    std::string text;
+    for (const Setting& setting : settings) text += std::string(text.empty() ? "" : " ") + setting.name;
+    return text;
+}
+
+std::string GetExitStatusesMan() {
+    std::string text;
+    for (const ExitStatus& status : exitStatuses) {
+        text += Format(".TP\n.B %d\n", status.code) + Roff(std::string(status.meaning) + ".\n");
+        if (*status.whatToDo != '\0') text += Roff(Format("What to do: %s.\n", status.whatToDo));
+    }
+    return text;
+}
+
+std::string GetCommands() {
+    std::string text;
+    for (const std::string& name : GetCommandNames()) text += (text.empty() ? "" : " ") + name;
+    return text;
+}
+
+std::string GetSimulatorOptions() {
+    std::string text;
+    for (const OptionHelp& option : GetOptionHelp()) text += (text.empty() ? "" : " ") + option.name;
+    return text;
+}
+
+std::string GetSimulatorOptionsMan() {
+    std::string text;
+    for (const OptionHelp& option : GetOptionHelp())
+        text += ".TP\n.BI " + Roff(option.name) + " \" " + Roff(option.argument) + "\"\n" +
+                Roff(option.meaning) + ".\n";
+    return text;
+}
+
+}  // namespace
+
+std::string GetSettingsMarkdown() {
+    std::string text = "| Name | Default | Unit | Meaning |\n|---|---|---|---|\n";
+    for (const Setting& setting : settings) {
+        const std::string value = DefaultOf(setting);
+        text += Format("| `%s` | %s | %s | %s |\n", setting.name,
+                       value.empty() ? "" : ("`" + value + "`").c_str(), setting.unit, setting.meaning);
+    }
+    return text;
+}
+
+std::string GetExitStatusesMarkdown() {
+    std::string text = "| Status | Name | Meaning | What to do |\n|---|---|---|---|\n";
+    for (const ExitStatus& status : exitStatuses)
+        text += Format("| %d | %s | %s | %s |\n", status.code, status.name, status.meaning, status.whatToDo);
+    return text;
+}
+
+std::string FillTemplate(std::string text) {
+    const struct {
+        const char* placeholder;
+        std::string value;
+    } values[] = {{"@VERSION@", TAVO_VERSION},
+                  {"@COMMANDS@", GetCommands()},
+                  {"@SETTINGS@", GetSettingNames()},
+                  {"@SETTINGS_MAN@\n", GetSettingsMan()},
+                  {"@SETTINGS_INI@\n", GetSettingsIni()},
+                  {"@EXIT_STATUSES_MAN@\n", GetExitStatusesMan()},
+                  {"@ECRSIM_OPTIONS@", GetSimulatorOptions()},
+                  {"@ECRSIM_OPTIONS_MAN@\n", GetSimulatorOptionsMan()}};
+    for (const auto& entry : values)
+        for (size_t at; (at = text.find(entry.placeholder)) != std::string::npos;)
+            text.replace(at, std::string(entry.placeholder).size(), entry.value);
+    return text;
+}
