@@ -33,6 +33,18 @@ private:
     int m_file;
 };
 
+/**
+ * The umask for a new log: a folder that a group shares (setgid, and the group may write it) has logs that
+ * the group may write, or the run of one user would shut out those of the others.
+ */
+mode_t MaskFor(const std::string& path, mode_t mask) {
+    struct stat folder {};
+    constexpr mode_t shared = S_ISGID | S_IWGRP;
+    const std::string directory = Path::GetDirectoryName(path);
+    const bool isShared = stat(directory.c_str(), &folder) == 0 && (folder.st_mode & shared) == shared;
+    return isShared ? mask & ~static_cast<mode_t>(S_IRGRP | S_IWGRP) : mask;
+}
+
 struct stat StatusOf(int file) {
     struct stat status {};
     fstat(file, &status);
@@ -54,7 +66,10 @@ void LogFile::Open(const std::string& path) {
 }
 
 void LogFile::OpenForAppending(const std::string& path) {
+    const mode_t mask = umask(0);
+    umask(MaskFor(path, mask));
     m_file = open(path.c_str(), O_WRONLY | O_APPEND | O_CREAT | O_CLOEXEC, 0666);
+    umask(mask);
     if (!IsOpened()) return;
     m_originalFileSize = StatusOf(m_file).st_size;
     m_appendedSize = 0;
