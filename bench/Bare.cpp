@@ -1,6 +1,7 @@
 // The exchange of a Send without anything around it:
 //   bench_bare frames FILE          writes the frames of a Send of this CSV file to standard output
-//   bench_bare send TTY FRAMES      sends them, each as soon as the one before is answered; prints the bytes moved
+//   bench_bare send TTY FRAMES      sends them, each as soon as the one before is answered; prints the bytes
+//   moved
 
 #include <fcntl.h>
 #include <termios.h>
@@ -27,8 +28,8 @@ byte seqNo = 0;
 void PutFrame(const byte* data, uint16_t length) {
     byte message[commIoBufferSize];
     byte frame[commIoBufferSize];
-    const uint16_t messageLength =
-        FrameFormatter(GetProtocolIDInSet(Protocol_Standard, 1)).BuildFrame(message, sizeof message, data, length);
+    const uint16_t messageLength = FrameFormatter(GetProtocolIDInSet(Protocol_Standard, 1))
+                                       .BuildFrame(message, sizeof message, data, length);
     std::fwrite(frame, 1, TcFrame::Build(message, messageLength, seqNo, frame, sizeof frame), stdout);
     seqNo = TcFrameSeqNo::Next(seqNo);
 }

@@ -1,5 +1,6 @@
 // Runs commands in turn, all of them RUNS times: bench_compare RUNS COMMAND... [-- COMMAND...]...
-// Prints a line for each: median wall time and median user + system time in microseconds, largest memory in KiB.
+// Prints a line for each: median wall time and median user + system time in microseconds, largest memory in
+// KiB.
 
 #include <fcntl.h>
 #include <spawn.h>
@@ -36,7 +37,8 @@ bool Run(Command& command, const posix_spawn_file_actions_t& silence) {
     pid_t process = 0;
     int status = 0;
     rusage used{};
-    if (posix_spawnp(&process, command.arguments[0], &silence, nullptr, command.arguments.data(), environ) != 0 ||
+    if (posix_spawnp(&process, command.arguments[0], &silence, nullptr, command.arguments.data(), environ) !=
+            0 ||
         wait4(process, &status, 0, &used) != process || status != 0) {
         std::fprintf(stderr, "%s has failed, status %d\n", command.arguments[0], WEXITSTATUS(status));
         return false;
@@ -67,6 +69,7 @@ int main(int argc, char* argv[]) {
         for (Command& command : commands)
             if (!Run(command, silence)) return EXIT_FAILURE;
     for (Command& command : commands)
-        std::printf("%ld %ld %ld\n", Median(command.wallTimes), Median(command.processorTimes), command.memory);
+        std::printf("%ld %ld %ld\n", Median(command.wallTimes), Median(command.processorTimes),
+                    command.memory);
     return EXIT_SUCCESS;
 }

@@ -20,6 +20,7 @@ inline std::vector<int> MakeKeys(int count, bool isShuffled) {
 /** An article of about 75 characters: number, name, price, unit, barcode, flags. */
 inline std::string MakeLine(int key) {
     const uint32_t spread = static_cast<uint32_t>(key) * 2654435761U;
-    return Format("%d,\"Article %08u, in a box of %02u\",%u.%02u,%u,47400%08u,0x%08x", key, spread % 100000000,
-                  spread % 97, spread % 900 + 1, spread % 89 + 11, spread % 8 + 1, spread % 99999989, spread);
+    return Format("%d,\"Article %08u, in a box of %02u\",%u.%02u,%u,47400%08u,0x%08x", key,
+                  spread % 100000000, spread % 97, spread % 900 + 1, spread % 89 + 11, spread % 8 + 1,
+                  spread % 99999989, spread);
 }

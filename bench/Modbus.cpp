@@ -1,9 +1,9 @@
 // Modbus RTU over a pseudo-terminal, for comparison:
-//   bench_modbus server          prints TTY=pts/N and serves until it is killed
-//   bench_modbus client N COUNT  writes 38 registers (76 bytes) COUNT times and waits for each answer
+//   bench_modbus server              prints TTY=pts/N and serves until it is killed
+//   bench_modbus client pts/N COUNT  writes 38 registers (76 bytes) COUNT times and waits for each answer
 
 #include <fcntl.h>
-#include <modbus.h>
+#include <modbus/modbus.h>
 #include <stdlib.h>
 #include <termios.h>
 #include <unistd.h>
