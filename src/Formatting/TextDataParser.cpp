@@ -10,10 +10,16 @@
 
 namespace {
 
-/** A field has at most 128 characters as they stand in the line. */
-constexpr uint16_t fieldBufferSize = 129;
-
 bool IsDigit(char c) { return c >= '0' && c <= '9'; }
+
+bool IsBlank(char c) { return c == ' ' || c == '\t'; }
+
+FieldType TypeOf(const char* field) {
+    if (field[0] == '"') return FieldType_String;
+    if (field[0] == '0' && field[1] == 'x') return FieldType_Binary;
+    if (IsDigit(field[0]) || field[0] == '-') return FieldType_Number;
+    return FieldType_Unknown;
+}
 
 }  // namespace
 
@@ -46,7 +52,7 @@ GetFieldResult TextDataParser::GetField(char* buf, uint16_t bufLen, bool peek) {
         }
     }
     buf[length] = '\0';
-    StrTrim(buf, " \t");
+    if (length > 0 && (IsBlank(buf[0]) || IsBlank(buf[length - 1]))) StrTrim(buf, " \t");
     if (!peek) m_position = position < m_dataLen ? static_cast<uint16_t>(position + 1) : m_dataLen;
     return GetFieldResult_OK;
 }
@@ -54,16 +60,20 @@ GetFieldResult TextDataParser::GetField(char* buf, uint16_t bufLen, bool peek) {
 FieldType TextDataParser::GetFieldType() {
     char field[fieldBufferSize];
     if (GetField(field, sizeof field, true) == GetFieldResult_EndOfData) return FieldType_None;
-    if (field[0] == '"') return FieldType_String;
-    if (field[0] == '0' && field[1] == 'x') return FieldType_Binary;
-    if (IsDigit(field[0]) || field[0] == '-') return FieldType_Number;
-    return FieldType_Unknown;
+    return TypeOf(field);
+}
+
+bool TextDataParser::TakeField(FieldType type, char (&field)[fieldBufferSize]) {
+    const uint16_t start = m_position;
+    GetField(field, sizeof field, false);  // empty when it cannot be had
+    if (TypeOf(field) == type) return true;
+    m_position = start;
+    return false;
 }
 
 bool TextDataParser::GetString(char* buf, uint16_t bufLen) {
-    if (GetFieldType() != FieldType_String) return false;
     char field[fieldBufferSize];
-    GetField(field, sizeof field, false);
+    if (!TakeField(FieldType_String, field)) return false;
     // The last character is taken for the closing quote, whatever it is: "ab"c reads as ab".
     const size_t fieldLength = std::strlen(field);
     if (fieldLength < 2 || bufLen <= fieldLength - 2) return false;
@@ -73,17 +83,15 @@ bool TextDataParser::GetString(char* buf, uint16_t bufLen) {
 }
 
 bool TextDataParser::GetNumber(Decimal& num) {
-    if (GetFieldType() != FieldType_Number) return false;
     char field[fieldBufferSize];
-    GetField(field, sizeof field, false);
+    if (!TakeField(FieldType_Number, field)) return false;
     return StringToDecimal(field, 0, num);
 }
 
 bool TextDataParser::GetBinary(byte* buf, uint16_t bufLen, uint16_t& dataLen) {
     dataLen = 0;
-    if (GetFieldType() != FieldType_Binary) return false;
     char field[fieldBufferSize];
-    GetField(field, sizeof field, false);
+    if (!TakeField(FieldType_Binary, field)) return false;
     const size_t fieldLength = std::strlen(field);
     if (fieldLength % 2 != 0) return false;
     dataLen = static_cast<uint16_t>((fieldLength - 2) / 2);

@@ -19,5 +19,11 @@ public:
     GetFieldResult GetField(char* buf, uint16_t bufLen, bool peek);
 
 private:
+    /** A field has at most 128 characters as they stand in the line. */
+    static constexpr uint16_t fieldBufferSize = 129;
+
+    /** The next field if it is of this type; else the position stays. */
+    bool TakeField(FieldType type, char (&field)[fieldBufferSize]);
+
     char m_fieldDelimiter;
 };
