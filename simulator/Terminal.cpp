@@ -17,6 +17,7 @@ namespace {
 
 constexpr double bitsPerByte = 11;
 constexpr double lateness = 3'000'000;  // of a delayed byte, longer than any time-out of a session
+constexpr size_t fifoLevel = 8;         // bytes that a UART gathers before it hands them on, while more come
 constexpr Time hungUpPollTime = 5'000;  // a terminal without another side cannot be waited for
 
 }  // namespace
@@ -41,7 +42,8 @@ std::vector<byte> PacedBytes::TakeDue(Time now) {
 }
 
 Time PacedBytes::GetDeadline() const {
-    return m_bytes.empty() ? never : static_cast<Time>(m_bytes.front().first) + 1;
+    if (m_bytes.empty()) return never;
+    return static_cast<Time>(m_bytes[std::min(m_bytes.size(), fifoLevel) - 1].first) + 1;
 }
 
 void PacedBytes::Clear() { m_bytes.clear(); }
