@@ -58,7 +58,9 @@ LogFile::~LogFile() { Close(true); }
 void LogFile::Open(const std::string& path) {
     if (IsOpened()) throw new InternalException(__FILE__, __LINE__);
     const std::string directory = Path::GetDirectoryName(path);
-    if (!directory.empty() && !Directory::Exists(directory) && !Directory::Create(directory))
+    // another run may make it at the same moment
+    if (!directory.empty() && !Directory::Exists(directory) && !Directory::Create(directory) &&
+        !Directory::Exists(directory))
         throw new SystemException("Log file directory create failed");
     OpenForAppending(path);
     if (!IsOpened()) throw new FileIoException("Can't open file '" + path + "'");
