@@ -11,6 +11,7 @@
 #include "AppConfig.h"
 #include "FileErrors.h"
 #include "FileIo.h"
+#include "Programs.h"
 #include "Support.h"
 
 namespace {

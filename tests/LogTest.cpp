@@ -7,6 +7,7 @@
 #include "FileErrors.h"
 #include "LogFile.h"
 #include "Logging.h"
+#include "Programs.h"
 #include "Support.h"
 #include "Tools.h"
 

@@ -73,6 +73,12 @@ RunResult Process::Finish() {
     return result;
 }
 
+std::string OutputOf(const std::function<void()>& action) {
+    testing::internal::CaptureStdout();
+    action();
+    return testing::internal::GetCapturedStdout();
+}
+
 RunResult RunProgram(const std::vector<std::string>& arguments) { return Process(arguments).Finish(); }
 
 Simulator::Simulator(std::vector<std::string> options)

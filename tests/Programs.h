@@ -2,6 +2,7 @@
 
 #include <sys/types.h>
 
+#include <functional>
 #include <string>
 #include <vector>
 
@@ -32,6 +33,9 @@ private:
     int m_output = -1;
     std::string m_read;
 };
+
+/** What the code prints to standard output while action runs. */
+std::string OutputOf(const std::function<void()>& action);
 
 RunResult RunProgram(const std::vector<std::string>& arguments);
 

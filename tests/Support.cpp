@@ -1,13 +1,15 @@
 #include "Support.h"
 
-#include <gtest/gtest.h>
-
 #include <algorithm>
 #include <cstdlib>
 #include <filesystem>
 #include <fstream>
 #include <iterator>
 #include <sstream>
+
+#include "EcrComm/CommChannels/Compatibility/TcFrame_v1.h"
+#include "EcrComm/CommChannels/Compatibility/TcFrame_v2.h"
+#include "EcrComm/CommChannels/TcFrame.h"
 
 Bytes FromHex(const std::string& text) {
     Bytes bytes;
@@ -68,26 +70,37 @@ int StatusOf(const std::function<void()>& action) {
     return e ? e->GetReturnCode() : 0;
 }
 
-std::string OutputOf(const std::function<void()>& action) {
-    testing::internal::CaptureStdout();
-    action();
-    return testing::internal::GetCapturedStdout();
+Bytes BuildFrame(int version, const Bytes& payload, byte seqNo, size_t room) {
+    Bytes frame(room);
+    const auto size = static_cast<uint16_t>(payload.size());
+    const auto most = static_cast<uint16_t>(room);
+    frame.resize(version == 1   ? TcFrame_v1::Build(payload.data(), size, frame.data(), most)
+                 : version == 2 ? TcFrame_v2::Build(payload.data(), size, seqNo, frame.data(), most)
+                                : TcFrame::Build(payload.data(), size, seqNo, frame.data(), most));
+    return frame;
 }
 
-bool MemoryChannel::Read(byte* data, unsigned int size) {
-    const size_t count = std::min<size_t>(size, input.size());
-    std::copy_n(input.begin(), count, data);
-    input.erase(input.begin(), input.begin() + static_cast<std::ptrdiff_t>(count));
-    return count == size;
+Bytes ParseFrame(int version, Bytes frame, byte& seqNo) {
+    const auto size = static_cast<uint16_t>(frame.size());
+    byte* data = frame.data();
+    frame.resize(version == 1   ? TcFrame_v1::Parse(data, size, data, size)
+                 : version == 2 ? TcFrame_v2::Parse(data, size, seqNo, data, size)
+                                : TcFrame::Parse(data, size, seqNo, data, size));
+    return frame;
+}
+
+ChannelOwner TestChannel::Lend() {
+    return {this, [](ICommChannel*) {}};
 }
 
 bool MemoryChannel::Write(const byte* data, unsigned int size) {
     written.emplace_back(data, data + size);
-    if (onWrite) onWrite(Bytes(data, data + size));
+    if (onWrite) onWrite(written.back());
     return true;
 }
 
-unsigned int MemoryChannel::ReadUnknownSize(byte* data, unsigned int size, byte endByte) {
+unsigned int MemoryChannel::Deliver(byte* data, unsigned int size, int endByte) {
+    if (input.empty() && onEmpty) onEmpty();
     unsigned int count = 0;
     while (count < size && !input.empty()) {
         data[count++] = input.front();
@@ -107,8 +120,4 @@ std::string MemoryChannel::TakeWritten() {
     for (const Bytes& block : written) text += (text.empty() ? "" : " / ") + ToHex(block);
     written.clear();
     return text;
-}
-
-ChannelOwner MemoryChannel::Lend() {
-    return {this, [](ICommChannel*) {}};
 }

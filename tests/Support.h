@@ -42,30 +42,47 @@ std::string MessageOf(const std::function<void()>& action);
 std::string DisplayOf(const std::function<void()>& action);
 int StatusOf(const std::function<void()>& action);
 
-/** What the code prints to standard output while action runs. */
-std::string OutputOf(const std::function<void()>& action);
+/** The frame of a version around the payload; empty when it is refused. Version 1 has no sequence number. */
+Bytes BuildFrame(int version, const Bytes& payload, byte seqNo, size_t room = 2048);
+/** The payload, taken in a buffer of just the frame's size; empty when the frame is refused. */
+Bytes ParseFrame(int version, Bytes frame, byte& seqNo);
 
-/** A raw channel in memory: what was written is kept, what is to be read was put there or comes from onWrite.
- */
-class MemoryChannel final : public ICommChannel {
+/** A raw channel without a device. */
+class TestChannel : public ICommChannel {
 public:
     void Open() override {}
     void Close() override {}
     void SetReadTimeout(unsigned int ms) override { timeoutMs = ms; }
     void GetReadTimeout(unsigned int& ms) override { ms = timeoutMs; }
-    bool Read(byte* data, unsigned int size) override;
-    bool Write(const byte* data, unsigned int size) override;
+    bool Read(byte* data, unsigned int size) override { return Deliver(data, size, -1) == size; }
     bool WriteDirect(const byte* data, unsigned int size) override { return Write(data, size); }
-    unsigned int ReadUnknownSize(byte* data, unsigned int size, byte endByte) override;
+    unsigned int ReadUnknownSize(byte* data, unsigned int size, byte endByte) override {
+        return Deliver(data, size, endByte);
+    }
+    /** An owner that leaves the object to the test. */
+    ChannelOwner Lend();
 
+    unsigned int timeoutMs = 0;
+
+protected:
+    ~TestChannel() = default;
+    /** Reads up to endByte (-1: none), size bytes or silence. */
+    virtual unsigned int Deliver(byte* data, unsigned int size, int endByte) = 0;
+};
+
+/** Keeps what is written; what is to be read was put there or comes from the two callbacks. */
+class MemoryChannel final : public TestChannel {
+public:
+    bool Write(const byte* data, unsigned int size) override;
     void Reply(const std::string& hex);
     /** The blocks written, in hexadecimal, one after another with " / " between them; forgets them. */
     std::string TakeWritten();
-    /** An owner that leaves the object to the test. */
-    ChannelOwner Lend();
 
     std::deque<byte> input;
     std::vector<Bytes> written;
     std::function<void(const Bytes& block)> onWrite;
-    unsigned int timeoutMs = 0;
+    std::function<void()> onEmpty;  // before a read that finds no input
+
+private:
+    unsigned int Deliver(byte* data, unsigned int size, int endByte) override;
 };
