@@ -1,11 +1,9 @@
-// Loaded before the C library of the program under test (LD_PRELOAD): lets one call of a library function
-// fail.
+// Loaded before the C library of the program under test (LD_PRELOAD): lets calls of its functions fail.
 //
 //   FAIL_AMONG        "malloc": count allocations; "calls": count calls of the other functions below
 //   FAIL_AT=k         the call to fail, counted from 1 since main began; the program's start-up is left alone
 //   FAIL_MODE         "once": no other call fails; "same": later calls of the same function, too; "all": all
-//   later ones FAIL_REPORT=path  where the failed function's name goes, or "none" when the program ended
-//   before the k-th call
+//   FAIL_REPORT=path  where the failed function's name goes, or "none" when the k-th call never came
 
 #include <dlfcn.h>
 #include <fcntl.h>
@@ -18,7 +16,6 @@
 
 #include <cerrno>
 #include <cstdarg>
-#include <cstdio>
 #include <cstdlib>
 #include <cstring>
 
@@ -34,34 +31,33 @@ namespace {
 constexpr unsigned longestRun = 20;  // s, after which SIGALRM ends the program
 
 bool isActive = false;  // from main on
-bool isMallocCounted = false;
-bool isSameFailing = false;  // later calls, too
-bool isAllFailing = false;
-long callsLeft = 0;  // to the one that fails first
+long callsLeft = 0;     // to the one that fails first
 const char* failedFunction = nullptr;
+int (*realMain)(int, char**, char**) = nullptr;
 
-void Report(const char* text) {
-    const char* path = std::getenv("FAIL_REPORT");
-    const int file = path == nullptr ? -1 : open(path, O_WRONLY | O_CREAT | O_TRUNC, 0666);
-    if (file == -1 || write(file, text, std::strlen(text)) < 0 || close(file) != 0) std::abort();
+bool Is(const char* variable, const char* value) {
+    const char* text = std::getenv(variable);
+    return text != nullptr && std::strcmp(text, value) == 0;
 }
 
-bool IsFirstToFail(const char* function) {
-    if (failedFunction != nullptr || (std::strcmp(function, "malloc") == 0) != isMallocCounted) return false;
-    if (--callsLeft != 0) return false;
-    failedFunction = function;
+void Report(const char* text) {
     isActive = false;  // the report is no call of the program
-    Report(function);
-    isActive = true;
-    return true;
+    const int file = open(std::getenv("FAIL_REPORT"), O_WRONLY | O_CREAT | O_TRUNC, 0666);
+    if (write(file, text, std::strlen(text)) < 0 || close(file) != 0) std::abort();
 }
 
 /** Whether this call is to fail; errno is set then. */
 bool Fails(const char* function, int error) {
     if (!isActive) return false;
-    const bool isLater = failedFunction != nullptr;
-    const bool isSame = isLater && std::strcmp(function, failedFunction) == 0;
-    if (!IsFirstToFail(function) && !(isLater && isAllFailing) && !(isSame && isSameFailing)) return false;
+    if (failedFunction == nullptr) {
+        if ((std::strcmp(function, "malloc") == 0) != Is("FAIL_AMONG", "malloc") || --callsLeft != 0)
+            return false;
+        Report(failedFunction = function);
+        isActive = true;
+    } else if (!Is("FAIL_MODE", "all") &&
+               !(Is("FAIL_MODE", "same") && std::strcmp(function, failedFunction) == 0)) {
+        return false;
+    }
     errno = error;
     return true;
 }
@@ -72,19 +68,8 @@ Function* Next(const char* name) {
     return reinterpret_cast<Function*>(dlsym(RTLD_NEXT, name));
 }
 
-int (*realMain)(int, char**, char**) = nullptr;
-
-bool Is(const char* variable, const char* value) {
-    const char* text = std::getenv(variable);
-    return text != nullptr && std::strcmp(text, value) == 0;
-}
-
 int CountedMain(int argc, char** argv, char** environment) {
-    const char* at = std::getenv("FAIL_AT");
-    callsLeft = at == nullptr ? 0 : std::strtol(at, nullptr, 10);
-    isMallocCounted = Is("FAIL_AMONG", "malloc");
-    isSameFailing = Is("FAIL_MODE", "same");
-    isAllFailing = Is("FAIL_MODE", "all");
+    callsLeft = std::strtol(std::getenv("FAIL_AT"), nullptr, 10);
     alarm(longestRun);
     isActive = true;
     return realMain(argc, argv, environment);
@@ -92,112 +77,63 @@ int CountedMain(int argc, char** argv, char** environment) {
 
 // runs after the destructors of the program
 __attribute__((destructor)) void EndCounting() {
-    isActive = false;
     if (failedFunction == nullptr && realMain != nullptr) Report("none");
+    isActive = false;
 }
 
 }  // namespace
 
-extern "C" {
+// A function that does nothing but fail, with an errno, when its turn has come. (A macro: its name and its
+// parameters are the C library's.)
+#define FAILING(Result, name, parameters, arguments, failure, error)                       \
+    extern "C" Result name parameters {                                                    \
+        return Fails(#name, error) ? (failure) : Next<Result parameters>(#name) arguments; \
+    }
 
-int __libc_start_main(int (*main)(int, char**, char**), int argc, char** argv, void (*init)(), void (*fini)(),
-                      void (*linkerFini)(), void* stackEnd) {
-    realMain = main;
-    return Next<decltype(__libc_start_main)>("__libc_start_main")(CountedMain, argc, argv, init, fini,
-                                                                  linkerFini, stackEnd);
-}
+// One that ends its file or stream all the same: what was not written is lost.
+#define LOSING(name, Parameter, lose)                         \
+    extern "C" int name(Parameter file) {                     \
+        const bool fails = Fails(#name, ENOSPC);              \
+        if (fails) lose;                                      \
+        const int result = Next<int(Parameter)>(#name)(file); \
+        if (fails) errno = ENOSPC;                            \
+        return fails ? -1 : result;                           \
+    }
 
-void* malloc(size_t size) { return Fails("malloc", ENOMEM) ? nullptr : __libc_malloc(size); }
+FAILING(int, pipe2, (int ends[2], int flags), (ends, flags), -1, EMFILE)
+FAILING(int, mkdir, (const char* path, mode_t mode) noexcept, (path, mode), -1, ENOSPC)
+FAILING(int, fstat, (int file, struct stat* status) noexcept, (file, status), -1, EIO)
+FAILING(ssize_t, read, (int file, void* data, size_t size), (file, data, size), -1, EIO)
+FAILING(ssize_t, pread, (int file, void* data, size_t size, off_t at), (file, data, size, at), -1, EIO)
+FAILING(ssize_t, write, (int file, const void* data, size_t size), (file, data, size), -1,
+        isatty(file) != 0 ? EIO : ENOSPC)
+FAILING(int, ftruncate, (int file, off_t size) noexcept, (file, size), -1, EIO)
+FAILING(int, flock, (int file, int operation) noexcept, (file, operation), -1, ENOLCK)
+FAILING(int, poll, (pollfd * files, nfds_t count, int ms), (files, count, ms), -1, ENOMEM)
+FAILING(int, tcgetattr, (int file, termios* settings) noexcept, (file, settings), -1, EIO)
+FAILING(int, tcsetattr, (int file, int when, const termios* settings) noexcept, (file, when, settings), -1,
+        EIO)
+FAILING(FILE*, fopen, (const char* path, const char* mode), (path, mode), nullptr, EMFILE)
+FAILING(size_t, fwrite, (const void* data, size_t size, size_t count, FILE* file), (data, size, count, file),
+        0, ENOSPC)
+LOSING(close, int, (void)file)
+LOSING(fsync, int, (void)!Next<int(int, off_t) noexcept>("ftruncate")(file, 0))
+LOSING(fflush, FILE*, __fpurge(file))
+LOSING(fclose, FILE*, __fpurge(file))
 
-int open(const char* path, int flags, ...) {
+extern "C" void* malloc(size_t size) { return Fails("malloc", ENOMEM) ? nullptr : __libc_malloc(size); }
+
+extern "C" int open(const char* path, int flags, ...) {
     va_list arguments;
     va_start(arguments, flags);
     const mode_t mode = (flags & O_CREAT) != 0 ? va_arg(arguments, mode_t) : 0;
     va_end(arguments);
-    return Fails("open", EMFILE) ? -1 : Next<decltype(open)>("open")(path, flags, mode);
+    return Fails("open", EMFILE) ? -1 : Next<int(const char*, int, ...)>("open")(path, flags, mode);
 }
 
-// the descriptor is gone also when closing it fails
-int close(int file) {
-    const bool fails = Fails("close", EIO);
-    const int result = Next<decltype(close)>("close")(file);
-    if (fails) errno = EIO;
-    return fails ? -1 : result;
-}
-
-int pipe2(int ends[2], int flags) {
-    return Fails("pipe2", EMFILE) ? -1 : Next<decltype(pipe2)>("pipe2")(ends, flags);
-}
-
-int mkdir(const char* path, mode_t mode) noexcept {
-    return Fails("mkdir", ENOSPC) ? -1 : Next<decltype(mkdir)>("mkdir")(path, mode);
-}
-
-int fstat(int file, struct stat* status) noexcept {
-    return Fails("fstat", EIO) ? -1 : Next<decltype(fstat)>("fstat")(file, status);
-}
-
-ssize_t read(int file, void* data, size_t size) {
-    return Fails("read", EIO) ? -1 : Next<decltype(read)>("read")(file, data, size);
-}
-
-ssize_t pread(int file, void* data, size_t size, off_t offset) {
-    return Fails("pread", EIO) ? -1 : Next<decltype(pread)>("pread")(file, data, size, offset);
-}
-
-ssize_t write(int file, const void* data, size_t size) {
-    return Fails("write", isatty(file) ? EIO : ENOSPC) ? -1
-                                                       : Next<decltype(write)>("write")(file, data, size);
-}
-
-// what was not written is lost
-int fsync(int file) {
-    if (!Fails("fsync", ENOSPC)) return Next<decltype(fsync)>("fsync")(file);
-    if (Next<decltype(ftruncate)>("ftruncate")(file, 0) != 0) std::abort();
-    errno = ENOSPC;
-    return -1;
-}
-
-int ftruncate(int file, off_t size) noexcept {
-    return Fails("ftruncate", EIO) ? -1 : Next<decltype(ftruncate)>("ftruncate")(file, size);
-}
-
-int flock(int file, int operation) noexcept {
-    return Fails("flock", ENOLCK) ? -1 : Next<decltype(flock)>("flock")(file, operation);
-}
-
-int poll(pollfd* descriptors, nfds_t count, int timeoutMs) {
-    return Fails("poll", ENOMEM) ? -1 : Next<decltype(poll)>("poll")(descriptors, count, timeoutMs);
-}
-
-int tcgetattr(int file, termios* settings) noexcept {
-    return Fails("tcgetattr", EIO) ? -1 : Next<decltype(tcgetattr)>("tcgetattr")(file, settings);
-}
-
-int tcsetattr(int file, int when, const termios* settings) noexcept {
-    return Fails("tcsetattr", EIO) ? -1 : Next<decltype(tcsetattr)>("tcsetattr")(file, when, settings);
-}
-
-FILE* fopen(const char* path, const char* mode) {
-    return Fails("fopen", EMFILE) ? nullptr : Next<decltype(fopen)>("fopen")(path, mode);
-}
-
-size_t fwrite(const void* data, size_t size, size_t count, FILE* file) {
-    return Fails("fwrite", ENOSPC) ? 0 : Next<decltype(fwrite)>("fwrite")(data, size, count, file);
-}
-
-int fflush(FILE* file) {
-    if (!Fails("fflush", ENOSPC)) return Next<decltype(fflush)>("fflush")(file);
-    __fpurge(file);
-    return EOF;
-}
-
-// the stream is gone also when closing it fails
-int fclose(FILE* file) {
-    const bool fails = Fails("fclose", ENOSPC);
-    if (fails) __fpurge(file);
-    const int result = Next<decltype(fclose)>("fclose")(file);
-    if (fails) errno = ENOSPC;
-    return fails ? EOF : result;
-}
+extern "C" int __libc_start_main(int (*main)(int, char**, char**), int argc, char** argv, void (*init)(),
+                                 void (*fini)(), void (*linkerFini)(), void* stackEnd) {
+    realMain = main;
+    return Next<decltype(__libc_start_main)>("__libc_start_main")(CountedMain, argc, argv, init, fini,
+                                                                  linkerFini, stackEnd);
 }

@@ -135,8 +135,8 @@ protected:
         PortWithTC port(line.Lend());
         SelectCommChannel(ChannelOwner(&port, [](ICommChannel*) {}));
         Outcome outcome;
-        const int failure = StatusOf([&] { outcome.status = Execute(operation, port); });
-        if (failure != 0) outcome.status = failure;
+        const auto failure = Catch([&] { outcome.status = Execute(operation, port); });
+        if (failure) outcome.status = failure->GetReturnCode();
         SelectCommChannel(ChannelOwner(nullptr, [](ICommChannel*) {}));
         link.HangUp();
         outcome.isTrue = outcome.status != 0 || IsTrue(operation, ecr, journal);

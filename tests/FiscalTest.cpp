@@ -18,17 +18,16 @@ protected:
 
 TEST_F(FiscalTest, ExecutesTheFileInItsOrderAndTellsTheNewStatus) {
     Simulator ecr({"--trace", "--fiscal-wait", "2"});
-    const std::string commands = File("a.bin",
-                                      "10\n99,2,\"x\"\n11,\"Bread\",2,1.25\n11,\"Tea\",0.35,12.9\n99,1\n"
-                                      "13,2,7\n13,1,0.02\n19\n");
-    RunResult run = Tavo(ecr, {"ExecuteFiscal", commands, "/SortInputFileLines=1", "/FileType=RAW"});
-    EXPECT_EQ(run.output, preparing + Sent(8) + "Commands sent: 8\n" + ok);
-    run = Tavo(ecr, {"ReadFiscalStatus", folder / "status.bin"});
-    EXPECT_EQ(run.output, "Reading ECR status...\r" + std::string(24, ' ') + "\r" + ok);
+    File("a.bin", "10\n99,2,\"x\"\n11,\"Bread\",2,1.25\n11,\"Tea\",0.35,12.9\n99,1\n13,2,7\n13,1,0.02\n19\n");
+    EXPECT_EQ(Output(ecr, {"ExecuteFiscal", folder / "a.bin", "/SortInputFileLines=1", "/FileType=RAW"}),
+              preparing + Sent(8) + "Commands sent: 8\n" + ok);
+    EXPECT_EQ(Output(ecr, {"ReadFiscalStatus", folder / "status.bin"}),
+              "Reading ECR status...\r" + std::string(24, ' ') + "\r" + ok);
     EXPECT_EQ(ReadText(folder / "status.bin"), "1,\"receipt closed\",2,7.02,7.02\r\n");
-    run = Tavo(ecr, {"readeftstatus", folder / "eft.csv"});
-    EXPECT_EQ(run.output, "Reading EFT status...\r" + std::string(24, ' ') + "\r" + ok);
+    EXPECT_EQ(Output(ecr, {"readeftstatus", folder / "eft.csv"}),
+              "Reading EFT status...\r" + std::string(24, ' ') + "\r" + ok);
     EXPECT_EQ(ReadText(folder / "eft.csv"), "\"terminal ready\",1,7,7\r\n");
+    EXPECT_EQ(Tavo(ecr, {"executefiscal", File("a.csv", "10\n11,\"Tea\",1,2\n13,1,1.99\n19\n")}).status, 4);
 
     const std::string trace = ecr.Stop();
     size_t position = 0;
@@ -40,31 +39,25 @@ TEST_F(FiscalTest, ExecutesTheFileInItsOrderAndTellsTheNewStatus) {
     }
 }
 
-TEST_F(FiscalTest, ExecutesNothingWhenALineIsBad) {
+TEST_F(FiscalTest, ExecutesNothingWhenALineIsBadButLeavesOutLinesThatAreNoRecords) {
     Simulator ecr({"--trace"});
-    const RunResult run =
-        Tavo(ecr, {"executefiscal", File("a.csv", "10\n12,\"a\"\n\"text\",1\n12,0x0\n19\n")});
-    EXPECT_EQ(run.output, preparing +
-                              "Line 3     - Record has bad format         \n"
-                              "Line 4     - Record has bad format         \n"
-                              "\nInput file contains bad data\n" +
-                              Failed(2));
-    EXPECT_EQ(run.status, 2);
+    EXPECT_EQ(Output(ecr, {"executefiscal", File("a.csv", "10\n12,\"a\"\n\"text\",1\n12,0x0\n19\n")}),
+              preparing +
+                  "Line 3     - Record has bad format         \n"
+                  "Line 4     - Record has bad format         \n"
+                  "\nInput file contains bad data\n" +
+                  Failed(2));
     EXPECT_EQ(TakeLog(),
               "\n\nFound 2 bad format record(s)\nI/O statistics : OUT frames = 0, IN frames = 0\n"
               "Input file contains bad data\nCompleted with errors\n");
-    EXPECT_EQ(ecr.Stop().find("command"), std::string::npos);
-}
-
-TEST_F(FiscalTest, LeavesOutLinesThatAreNoRecordsAndRunsTheRest) {
-    Simulator ecr;
-    RunResult run = Tavo(ecr, {"executefiscal", File("a.csv", "12,\"a\"\n\nabc\n12,\"b\"\n")});
-    EXPECT_EQ(run.output,
+    EXPECT_EQ(Output(ecr, {"executefiscal", File("a.csv", "12,\"a\"\n\nabc\n12,\"b\"\n")}),
               "Preparing data ...\rLine 2     - Record is empty               \n"
               "Line 3     - Record has bad format         \n" +
                   std::string(18, ' ') + "\r" + Sent(2) + "Commands sent: 2\n" + ok);
-    run = Tavo(ecr, {"executefiscal", File("a.csv", "")});
-    EXPECT_EQ(run.output, preparing + Sent(0) + "Commands sent: 0\n" + ok);
+    EXPECT_EQ(Output(ecr, {"executefiscal", File("a.csv", "")}),
+              preparing + Sent(0) + "Commands sent: 0\n" + ok);
+    const std::string trace = ecr.Stop();
+    EXPECT_EQ(trace.find("command 10"), std::string::npos);
 }
 
 TEST_F(FiscalTest, EndsAtTheCommandThatTheEcrRefuses) {
@@ -79,26 +72,23 @@ TEST_F(FiscalTest, EndsAtTheCommandThatTheEcrRefuses) {
                  {"6", "\nCommand failed or can not be executed in current context\n", 4},
                  {"7", "\nECR fiscal protocol is not activated\n", 12},
                  {"8", "\nBad or missing password\n", 11}};
-    const std::string commands = File("a.csv", "12,\"a\"\n306,1\n12,\"b\"\n");  // 306 is 50 in one byte
-    for (const auto& c : cases) {
-        Simulator ecr({"--refuse", std::string("50=") + c.answer});
-        const RunResult run = Tavo(ecr, {"executefiscal", commands});
-        EXPECT_EQ(run.output, preparing + Sent(1) + c.message + Failed(c.status)) << c.answer;
-        EXPECT_EQ(run.status, c.status);
-    }
+    File("a.csv", "12,\"a\"\n306,1\n12,\"b\"\n");  // 306 is 50 in one byte
+    for (const auto& c : cases)
+        EXPECT_EQ(Output(Simulator({"--refuse", std::string("50=") + c.answer}),
+                         {"executefiscal", folder / "a.csv"}),
+                  preparing + Sent(1) + c.message + Failed(c.status));
 }
 
 TEST_F(FiscalTest, MakesTheStatusFileBeforeItAsks) {
-    Simulator ecr({"--password", "x"});
-    RunResult run = Tavo(ecr, {"readfiscalstatus", folder / "status.csv"});
-    EXPECT_EQ(run.output, "Reading ECR status...\r\nBad or missing password\n" + Failed(11));
-    EXPECT_EQ(Tavo(ecr, {"send", "3", folder / "status.csv", "/Password=x"}).status,
-              0);  // it is there, and empty
-    EXPECT_EQ(Tavo(ecr, {"readfiscalstatus", folder / "status.csv", "/Password=x"}).status, 0);
-    run = Tavo(ecr, {"readfiscalstatus", folder / "none/status.csv", "/Password=x"});
-    EXPECT_EQ(run.output, "Unable to open file '" + folder / "none/status.csv" + "'\n" + Failed(13));
-    run = Tavo(ecr, {"readeftstatus", "/dev/full", "/Password=x"});
-    EXPECT_EQ(run.output, "Reading EFT status...\rUnable to write file '/dev/full'\n" + Failed(13));
+    const Simulator ecr({"--password", "x"});
+    const std::string status = folder / "status.csv";
+    EXPECT_EQ(Output(ecr, {"readfiscalstatus", status}),
+              "Reading ECR status...\r\nBad or missing password\n" + Failed(11));
+    EXPECT_EQ(Tavo(ecr, {"send", "3", status, "/Password=x"}).status, 0);  // it is there, and empty
+    EXPECT_EQ(Output(ecr, {"readfiscalstatus", folder / "none/status.csv", "/Password=x"}),
+              "Unable to open file '" + folder / "none/status.csv" + "'\n" + Failed(13));
+    EXPECT_EQ(Output(ecr, {"readeftstatus", "/dev/full", "/Password=x"}),
+              "Reading EFT status...\rUnable to write file '/dev/full'\n" + Failed(13));
 }
 
 TEST_F(FiscalTest, CarriesALogoAndKeepsItWhenItCannotBeWritten) {
@@ -108,8 +98,7 @@ TEST_F(FiscalTest, CarriesALogoAndKeepsItWhenItCannotBeWritten) {
     EXPECT_EQ(Tavo(ecr, {"readandclear", "210", "/dev/full", "/FileType=BMP"}).status, 13);
     EXPECT_EQ(Tavo(ecr, {"readandclear", "210", folder / "back.bmp"}).status, 0);
     EXPECT_EQ(ReadText(folder / "back.bmp"), ReadText(logo));
-    EXPECT_EQ(Tavo(ecr, {"send", "210", File("bad.bmp", "BM")}).output,
-              "Wrong bitmap file format\n" + Failed(13));
+    EXPECT_EQ(Output(ecr, {"send", "210", File("bad.bmp", "BM")}), "Wrong bitmap file format\n" + Failed(13));
     const std::string shown = ecr.Stop();
     EXPECT_EQ(std::count(shown.begin(), shown.end(), '\n'), 20);  // 40 rows, two in a line
     EXPECT_NE(shown.find("▜████▛"), std::string::npos);

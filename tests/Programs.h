@@ -1,10 +1,14 @@
 #pragma once
 
 #include <sys/types.h>
+#include <termios.h>
 
 #include <functional>
 #include <string>
 #include <vector>
+
+/** What the code prints to standard output while action runs. */
+std::string OutputOf(const std::function<void()>& action);
 
 /** What a finished run of a program left behind. */
 struct RunResult {
@@ -15,7 +19,7 @@ struct RunResult {
 /** A program that runs beside the test. */
 class Process {
 public:
-    explicit Process(const std::vector<std::string>& arguments);
+    explicit Process(std::vector<std::string> arguments);
     Process(const Process&) = delete;
     Process& operator=(const Process&) = delete;
     /** Kills a program that still runs. */
@@ -29,27 +33,44 @@ public:
     pid_t GetId() const { return m_id; }
 
 private:
+    bool ReadMore();
+
     pid_t m_id = -1;
     int m_output = -1;
     std::string m_read;
 };
 
-/** What the code prints to standard output while action runs. */
-std::string OutputOf(const std::function<void()>& action);
-
-RunResult RunProgram(const std::vector<std::string>& arguments);
-
 /** A simulated register with these options. */
-class Simulator {
+class Simulator : public Process {
 public:
     explicit Simulator(std::vector<std::string> options = {});
     /** "pts/3" */
     const std::string& Tty() const { return m_tty; }
     /** Ends it; what it printed since it started. */
     std::string Stop();
-    Process& GetProcess() { return m_process; }
 
 private:
-    Process m_process;
     std::string m_tty;
+};
+
+/** A line whose other end does only what the test does. */
+class PseudoTerminal {
+public:
+    PseudoTerminal();
+    PseudoTerminal(const PseudoTerminal&) = delete;
+    PseudoTerminal& operator=(const PseudoTerminal&) = delete;
+    ~PseudoTerminal() { HangUp(); }
+
+    std::string Tty() const;
+    termios Settings() const;
+    /** Waits for a frame of the tool. */
+    void TakeFrame() const;
+    /** Sends bytes; with isTaken waits until the tool has taken them. */
+    void Send(const std::string& bytes, bool isTaken = false) const;
+    void HangUp();
+    /** Whether nobody has the line open any more. */
+    bool IsHungUp() const;
+
+private:
+    int m_master;
 };

@@ -10,6 +10,7 @@
 #include "EcrComm/CommChannels/Compatibility/TcFrame_v1.h"
 #include "EcrComm/CommChannels/Compatibility/TcFrame_v2.h"
 #include "EcrComm/CommChannels/TcFrame.h"
+#include "Format.h"
 
 Bytes FromHex(const std::string& text) {
     Bytes bytes;
@@ -18,17 +19,11 @@ Bytes FromHex(const std::string& text) {
     return bytes;
 }
 
-std::string ToHex(const byte* data, size_t size) {
+std::string ToHex(const Bytes& data) {
     std::string text;
-    char pair[4];
-    for (size_t i = 0; i < size; i++) {
-        std::snprintf(pair, sizeof pair, i == 0 ? "%02X" : " %02X", data[i]);
-        text += pair;
-    }
+    for (const byte b : data) text += Format(text.empty() ? "%02X" : " %02X", b);
     return text;
 }
-
-std::string ToHex(const Bytes& data) { return ToHex(data.data(), data.size()); }
 
 std::string ReadText(const std::string& path) {
     std::ifstream file(path, std::ios::binary);
@@ -55,19 +50,9 @@ std::unique_ptr<Exception> Catch(const std::function<void()>& action) {
     return nullptr;
 }
 
-std::string MessageOf(const std::function<void()>& action) {
+std::string FailureOf(const std::function<void()>& action) {
     const std::unique_ptr<Exception> e = Catch(action);
-    return e ? e->GetLogMessage() : "";
-}
-
-std::string DisplayOf(const std::function<void()>& action) {
-    const std::unique_ptr<Exception> e = Catch(action);
-    return e ? e->GetDisplayMessage() : "";
-}
-
-int StatusOf(const std::function<void()>& action) {
-    const std::unique_ptr<Exception> e = Catch(action);
-    return e ? e->GetReturnCode() : 0;
+    return e ? std::to_string(e->GetReturnCode()) + " " + e->GetLogMessage() : "";
 }
 
 Bytes BuildFrame(int version, const Bytes& payload, byte seqNo, size_t room) {

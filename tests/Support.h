@@ -14,7 +14,6 @@ using Bytes = std::vector<byte>;
 
 /** "02 20 41" as bytes, and back. */
 Bytes FromHex(const std::string& text);
-std::string ToHex(const byte* data, size_t size);
 std::string ToHex(const Bytes& data);
 
 std::string ReadText(const std::string& path);
@@ -37,10 +36,8 @@ private:
 
 /** What action throws, taken over; null when it throws nothing. */
 std::unique_ptr<Exception> Catch(const std::function<void()>& action);
-/** The log message, the user's message and the exit status of what action throws; "" and 0 for nothing. */
-std::string MessageOf(const std::function<void()>& action);
-std::string DisplayOf(const std::function<void()>& action);
-int StatusOf(const std::function<void()>& action);
+/** Exit status and log message of what action throws, as "13 Unable to open file 'a'"; "" for nothing. */
+std::string FailureOf(const std::function<void()>& action);
 
 /** The frame of a version around the payload; empty when it is refused. Version 1 has no sequence number. */
 Bytes BuildFrame(int version, const Bytes& payload, byte seqNo, size_t room = 2048);
