@@ -1,3 +1,5 @@
+#include <fstream>
+
 #include "EndToEnd.h"
 
 namespace {
@@ -114,10 +116,11 @@ TEST_F(EndToEndTest, GivesThePasswordAndPassesOnTheRefusalsOfTheEcr) {
     EXPECT_EQ(Tavo(ecr, {"clear", "3", "/Password=Secret"}).status, 0);
     EXPECT_EQ(Output(ecr, {"clear", "3", "/Password=wrong"}), "\nBad or missing password\n" + Failed(11));
     EXPECT_EQ(Tavo(ecr, {"clear", "3"}).status, 5);
+    EXPECT_EQ(Tavo(ecr, {"CLEAR", "99999999960", "-Password:a", "/Note=b=c", "/Password:Secret"}).status, 0);
     const std::string trace = ecr.Stop();
-    for (const char* text :
-         {"<- frame v3 #0: authorisation", "-> frame v3 #32: answer: ok", "answer: password wrong",
-          "<- frame v3 #32: request: clear section 3", "answer: bad frame", "<- ACK", "hung up"})
+    for (const char* text : {"<- frame v3 #0: authorisation", "-> frame v3 #32: answer: ok",
+                             "answer: password wrong", "<- frame v3 #32: request: clear section 3",
+                             "answer: bad frame", "<- ACK", "hung up", "request: clear section 255"})
         EXPECT_NE(trace.find(text), std::string::npos) << text;
     const std::string sending = "Sending operation request...\r\n";
     EXPECT_EQ(Output(Simulator({"--busy"}), {"clear", "3"}), sending + "ECR is busy\n" + Failed(3));
@@ -138,6 +141,8 @@ TEST_F(EndToEndTest, RepeatsTheCommandWhenTheEcrDoesNotAnswer) {
 
 TEST_F(EndToEndTest, EndsEveryFailureBeforeTheLineWithItsOwnStatus) {
     const Simulator ecr;
+    std::ofstream(folder / "huge").seekp(int64_t{1} << 31).put('\n');
+    const std::string help = " (use /? for help)\n";
     const std::string noPort = "System error: Unable to open serial port\n";
     const std::string noFile = "Unable to open file '" + folder / "none.csv'\n";
     const struct {
@@ -145,7 +150,14 @@ TEST_F(EndToEndTest, EndsEveryFailureBeforeTheLineWithItsOwnStatus) {
         std::string output;
         int status;
     } cases[] = {
-        {{"reed", "3", "x"}, "Unknown command (use /? for help)\n", 1},
+        {{"reed", "3", "x"}, "Unknown command" + help, 1},
+        {{"read", "x1", "a.csv"}, "Unknown data type" + help, 1},
+        {{"read", "-1", "a.csv"}, "Unknown data type" + help, 1},
+        {{"clear", "3", "/ComNumber"}, "Bad command line parameter: /ComNumber" + help, 1},
+        {{"clear", "3", "/=5"}, "Bad command line parameter: /=5" + help, 1},
+        {{"clear", "3", "/ComNumber="}, "Bad command line parameter: /ComNumber=" + help, 1},
+        {{"clear", "3", "ComNumber=5"}, "Bad command line parameter: ComNumber=5" + help, 1},
+        {{"clear", "3", ""}, "Bad command line parameter: " + help, 1},
         {{"clear", "3", "/IpAddress=a", "/ComNumber=b"},
          "Configuration error: Both serial port and ethernet settings are specified\n",
          10},
@@ -162,6 +174,11 @@ TEST_F(EndToEndTest, EndsEveryFailureBeforeTheLineWithItsOwnStatus) {
         {{"executeserver", "2", "/TTY=none"}, noPort, 50},
         {{"executeserver", "2", "/TTY=" + ecr.Tty()}, "", 15},
         {{"executeserver", "1", "/TTY=" + ecr.Tty()}, "\nDisconnectFromServer command not supported\n", 99},
+        {{"send", "3", "/tmp", "/TTY=" + ecr.Tty()}, "File '/tmp' read error\n", 13},
+        {{"send", "3", folder / "huge", "/TTY=" + ecr.Tty()}, "File '" + folder / "huge' is too large\n", 13},
+        {{"send", "3", "a", "/FileType=BIN", "/TTY=" + ecr.Tty()},
+         "Configuration error: Unsupported file type\n",
+         10},
         {{"send", "3", folder / "none.csv", "/TTY=" + ecr.Tty()}, noFile, 13}};
     for (const auto& c : cases) {
         std::remove((folder / "log/TAVO.log").c_str());

@@ -7,12 +7,14 @@
 #include <thread>
 
 #include "EndToEnd.h"
+#include "Tools.h"
 
 namespace {
 
 /** Rivals for a port, signals, stalled lines and poor surroundings, for the built program. */
 class RobustnessTest : public EndToEndTest {
 protected:
+    RobustnessTest() { Directory::Create(folder / "log"); }  // runs that begin together would race for it
     std::unique_ptr<Process> Start(const std::vector<std::string>& words) const {
         return std::make_unique<Process>(Words(words));
     }
@@ -158,6 +160,15 @@ TEST_F(RobustnessTest, WorksInPoorSurroundings) {
               "\n\nI/O statistics : OUT frames = 4, IN frames = 3\nCompleted OK\n"
               "\n\nI/O statistics : OUT frames = 1, IN frames = 4\nCompleted OK\n");
     EXPECT_EQ(status("", send, " > /dev/full"), 0);
+    // little stack for an order in which each pivot of the sort, the middle one, is the largest key left
+    std::vector<int> keys{1};
+    for (int key = 2; key < 10'000; key++) {
+        keys.push_back(key);
+        std::swap(keys.back(), keys[static_cast<size_t>(key - 1) / 2]);
+    }
+    std::string worst;
+    for (const int key : keys) worst += std::to_string(key) + ",1\n";
+    EXPECT_EQ(status("ulimit -s 256;", {"send", "3", File("w.csv", worst), "/RecordsInPacket=0"}, ""), 0);
     // nobody reads the progress
     status("{ sleep 0.1;", send, "; echo $? > " + folder / "status; } | true");
     EXPECT_EQ(ReadText(folder / "status"), "0\n");

@@ -6,6 +6,7 @@
 #include <fstream>
 #include <iterator>
 #include <sstream>
+#include <utility>
 
 #include "EcrComm/CommChannels/Compatibility/TcFrame_v1.h"
 #include "EcrComm/CommChannels/Compatibility/TcFrame_v2.h"
@@ -78,16 +79,9 @@ ChannelOwner TestChannel::Lend() {
     return {this, [](ICommChannel*) {}};
 }
 
-bool MemoryChannel::Write(const byte* data, unsigned int size) {
-    written.emplace_back(data, data + size);
-    if (onWrite) onWrite(written.back());
-    return true;
-}
-
-unsigned int MemoryChannel::Deliver(byte* data, unsigned int size, int endByte) {
-    if (input.empty() && onEmpty) onEmpty();
+unsigned int TestChannel::Deliver(byte* data, unsigned int size, int endByte) {
     unsigned int count = 0;
-    while (count < size && !input.empty()) {
+    while (count < size && HasInput(count == 0)) {
         data[count++] = input.front();
         input.pop_front();
         if (data[count - 1] == endByte) break;
@@ -95,14 +89,21 @@ unsigned int MemoryChannel::Deliver(byte* data, unsigned int size, int endByte) 
     return count;
 }
 
+bool MemoryChannel::HasInput(bool isFirst) {
+    if (isFirst && input.empty() && onEmpty) onEmpty();
+    return !input.empty();
+}
+
+bool MemoryChannel::Write(const byte* data, unsigned int size) {
+    const Bytes block(data, data + size);
+    written += (written.empty() ? "" : " / ") + ToHex(block);
+    if (onWrite) onWrite(block);
+    return true;
+}
+
 void MemoryChannel::Reply(const std::string& hex) {
     const Bytes bytes = FromHex(hex);
     input.insert(input.end(), bytes.begin(), bytes.end());
 }
 
-std::string MemoryChannel::TakeWritten() {
-    std::string text;
-    for (const Bytes& block : written) text += (text.empty() ? "" : " / ") + ToHex(block);
-    written.clear();
-    return text;
-}
+std::string MemoryChannel::TakeWritten() { return std::exchange(written, ""); }

@@ -60,11 +60,15 @@ public:
     ChannelOwner Lend();
 
     unsigned int timeoutMs = 0;
+    std::deque<byte> input;  // to be read
 
 protected:
     ~TestChannel() = default;
-    /** Reads up to endByte (-1: none), size bytes or silence. */
-    virtual unsigned int Deliver(byte* data, unsigned int size, int endByte) = 0;
+    /** Whether there is input, if need be after a wait for the first or a later byte of a block. */
+    virtual bool HasInput(bool isFirst) = 0;
+
+private:
+    unsigned int Deliver(byte* data, unsigned int size, int endByte);
 };
 
 /** Keeps what is written; what is to be read was put there or comes from the two callbacks. */
@@ -75,11 +79,10 @@ public:
     /** The blocks written, in hexadecimal, one after another with " / " between them; forgets them. */
     std::string TakeWritten();
 
-    std::deque<byte> input;
-    std::vector<Bytes> written;
+    std::string written;
     std::function<void(const Bytes& block)> onWrite;
     std::function<void()> onEmpty;  // before a read that finds no input
 
 private:
-    unsigned int Deliver(byte* data, unsigned int size, int endByte) override;
+    bool HasInput(bool isFirst) override;
 };
