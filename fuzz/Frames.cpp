@@ -49,7 +49,7 @@ void CheckLine(int version, Bytes& input) {
         Require(block != Bytes{ACK} || isFrame, "only frames are acknowledged");
         received.erase(received.begin(), end);
     };
-    PortWithTC port(line.Lend());
+    PortWithTC port(Lend(&line));
     port.Open();
     while (!input.empty()) {
         const byte operation = TakeByte(input);

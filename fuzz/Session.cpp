@@ -62,15 +62,15 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
         }
         line.input.assign(bytes.begin(), bytes.end());
     };
-    PortWithTC port(line.Lend());
-    SelectCommChannel(ChannelOwner(&port, [](ICommChannel*) {}));
+    PortWithTC port(Lend(&line));
+    SelectCommChannel(Lend(&port));
     const bool isFiscal = command >= Command_ExecuteFiscal;
     const std::unique_ptr<Exception> failure = Catch([&] {
         SetProtocol(GetProtocolIDBySet(isFiscal ? Protocol_Fiscal : Protocol_Standard));
         CommChannel_Open();
         isFiscal ? Execute_Fiscal(command, path) : Execute_Standard(command, section, path);
     });
-    SelectCommChannel(ChannelOwner(nullptr, [](ICommChannel*) {}));
+    SelectCommChannel(Lend(nullptr));
     // the records of such short files fit a frame, so nothing that the register sends is an internal error
     Require(!failure || failure->GetReturnCode() != ReturnCode_InternalError,
             "no answer is an internal error");

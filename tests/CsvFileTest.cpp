@@ -10,7 +10,6 @@
 #include "FileErrors.h"
 #include "FileIo.h"
 #include "Programs.h"
-#include "Support.h"
 
 namespace {
 

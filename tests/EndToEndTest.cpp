@@ -141,52 +141,49 @@ TEST_F(EndToEndTest, RepeatsTheCommandWhenTheEcrDoesNotAnswer) {
 
 TEST_F(EndToEndTest, EndsEveryFailureBeforeTheLineWithItsOwnStatus) {
     const Simulator ecr;
-    std::ofstream(folder / "huge").seekp(int64_t{1} << 31).put('\n');
-    const std::string help = " (use /? for help)\n";
-    const std::string noPort = "System error: Unable to open serial port\n";
-    const std::string noFile = "Unable to open file '" + folder / "none.csv'\n";
+    const std::string tty = "/TTY=" + ecr.Tty();
+    const std::string huge = folder / "huge";
+    std::ofstream(huge).seekp(int64_t{1} << 31).put('\n');
     const struct {
         std::vector<std::string> words;
         std::string output;
         int status;
-    } cases[] = {
-        {{"reed", "3", "x"}, "Unknown command" + help, 1},
-        {{"read", "x1", "a.csv"}, "Unknown data type" + help, 1},
-        {{"read", "-1", "a.csv"}, "Unknown data type" + help, 1},
-        {{"clear", "3", "/ComNumber"}, "Bad command line parameter: /ComNumber" + help, 1},
-        {{"clear", "3", "/=5"}, "Bad command line parameter: /=5" + help, 1},
-        {{"clear", "3", "/ComNumber="}, "Bad command line parameter: /ComNumber=" + help, 1},
-        {{"clear", "3", "ComNumber=5"}, "Bad command line parameter: ComNumber=5" + help, 1},
-        {{"clear", "3", ""}, "Bad command line parameter: " + help, 1},
-        {{"clear", "3", "/IpAddress=a", "/ComNumber=b"},
-         "Configuration error: Both serial port and ethernet settings are specified\n",
-         10},
-        {{"clear", "3", "/IpAddress=a"}, "Internal error\n", 99},
-        {{"clear", "3", "/IpAddress=a", "/WithTC=1"}, "Internal error\n", 99},
-        {{"clear", "3", "/StandardLog=-1"}, "Internal error\n", 99},
-        {{"clear", "3", "/ProtocolSet=7"}, "Configuration error: Invalid ProtocolSet parameter\n", 10},
-        {{"clear", "3"}, "Configuration error: Bad or missing tty name\n", 10},
-        {{"clear", "3", "/TTY=none"}, noPort, 50},
-        {{"clear", "3", "/TTY=null"},
-         "System error: Cannot read serial port settings. Please ensure that correct TTY specified\n",
-         50},
-        {{"runserver", "/ServerPortFrom=1"}, "", 99},
-        {{"executeserver", "2", "/TTY=none"}, noPort, 50},
-        {{"executeserver", "2", "/TTY=" + ecr.Tty()}, "", 15},
-        {{"executeserver", "1", "/TTY=" + ecr.Tty()}, "\nDisconnectFromServer command not supported\n", 99},
-        {{"send", "3", "/tmp", "/TTY=" + ecr.Tty()}, "File '/tmp' read error\n", 13},
-        {{"send", "3", folder / "huge", "/TTY=" + ecr.Tty()}, "File '" + folder / "huge' is too large\n", 13},
-        {{"send", "3", "a", "/FileType=BIN", "/TTY=" + ecr.Tty()},
-         "Configuration error: Unsupported file type\n",
-         10},
-        {{"send", "3", folder / "none.csv", "/TTY=" + ecr.Tty()}, noFile, 13}};
+    } cases[] = {{{"reed", "3", "x"}, "Unknown command (use /? for help)", 1},
+                 {{"read", "x1", "a.csv"}, "Unknown data type (use /? for help)", 1},
+                 {{"read", "-1", "a.csv"}, "Unknown data type (use /? for help)", 1},
+                 {{"clear", "3", "/A"}, "Bad command line parameter: /A (use /? for help)", 1},
+                 {{"clear", "3", "/=5"}, "Bad command line parameter: /=5 (use /? for help)", 1},
+                 {{"clear", "3", "/A="}, "Bad command line parameter: /A= (use /? for help)", 1},
+                 {{"clear", "3", "A=5"}, "Bad command line parameter: A=5 (use /? for help)", 1},
+                 {{"clear", "3", ""}, "Bad command line parameter:  (use /? for help)", 1},
+                 {{"clear", "3", "/IpAddress=a", "/ComNumber=b"},
+                  "Configuration error: Both serial port and ethernet settings are specified",
+                  10},
+                 {{"clear", "3", "/IpAddress=a"}, "Internal error", 99},
+                 {{"clear", "3", "/IpAddress=a", "/WithTC=1"}, "Internal error", 99},
+                 {{"clear", "3", "/StandardLog=-1"}, "Internal error", 99},
+                 {{"clear", "3", "/ProtocolSet=7"}, "Configuration error: Invalid ProtocolSet parameter", 10},
+                 {{"clear", "3"}, "Configuration error: Bad or missing tty name", 10},
+                 {{"clear", "3", "/TTY=none"}, "System error: Unable to open serial port", 50},
+                 {{"clear", "3", "/TTY=null"},
+                  "System error: Cannot read serial port settings. Please ensure that correct TTY specified",
+                  50},
+                 {{"executeserver", "2", "/TTY=none"}, "System error: Unable to open serial port", 50},
+                 {{"executeserver", "1", tty}, "\nDisconnectFromServer command not supported", 99},
+                 {{"send", "3", "/tmp", tty}, "File '/tmp' read error", 13},
+                 {{"send", "3", huge, tty}, "File '" + huge + "' is too large", 13},
+                 {{"send", "3", "a", "/FileType=BIN", tty}, "Configuration error: Unsupported file type", 10},
+                 {{"send", "3", "none.csv", tty}, "Unable to open file 'none.csv'", 13}};
     for (const auto& c : cases) {
         std::remove((folder / "log/TAVO.log").c_str());
-        EXPECT_EQ("\n" + Output(c.words), "\n" + c.output + Failed(c.status)) << c.words.back();
+        EXPECT_EQ(Output(c.words), c.output + "\n" + Failed(c.status)) << c.words.back();
         EXPECT_TRUE(c.status != 1 || TakeLog().empty());  // a command line error is not logged
     }
     EXPECT_EQ(TakeLog(),
-              "\n\nI/O statistics : OUT frames = 0, IN frames = 0\n" + noFile + "Completed with errors\n");
+              "\n\nI/O statistics : OUT frames = 0, IN frames = 0\nUnable to open file 'none.csv'\n"
+              "Completed with errors\n");
+    EXPECT_EQ(Tavo({"runserver", "/ServerPortFrom=1"}).output, Failed(99));
+    EXPECT_EQ(Tavo({"executeserver", "2", tty}).output, Failed(15));
 }
 
 TEST_F(EndToEndTest, ShowsTheUsageAndLogsALongCommandLineWhole) {
@@ -238,13 +235,11 @@ TEST(SimulatorTest, RefusesBadOptionsWithStatusTwo) {
         {"--refuse: '5' is not CODE=ANSWER", "--refuse", "5"},
         {"--fault: 'drop=2' is no FAULT=RATE", "--fault", "flip=0.1,drop=2"}};
     for (std::vector<std::string> words : cases) {
-        const std::string message = "ecrsim: " + words[0] + " (use --help)\n";
-        words[0] = ECRSIM_PROGRAM;
+        const std::string message = "ecrsim: " + std::exchange(words[0], ECRSIM_PROGRAM) + " (use --help)\n";
         const RunResult run = RunProgram(words);
-        EXPECT_EQ(run.output, message);
-        EXPECT_EQ(run.status, 2);
+        EXPECT_EQ(run.output + std::to_string(run.status), message + "2");
     }
     const RunResult help = RunProgram({ECRSIM_PROGRAM, "--help"});
-    EXPECT_EQ(help.status, 0);
     EXPECT_NE(help.output.find("Example:"), std::string::npos);
+    EXPECT_EQ(help.status, 0);
 }

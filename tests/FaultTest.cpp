@@ -16,7 +16,6 @@
 #include "Format.h"
 #include "Link.h"
 #include "Programs.h"
-#include "Support.h"
 #include "Terminal.h"
 
 namespace {
@@ -113,8 +112,8 @@ protected:
         const Trace silent(false);
         Link link(options, ecr, silent);
         VirtualLine line(link, carry);
-        PortWithTC port(line.Lend());
-        SelectCommChannel(ChannelOwner(&port, [](ICommChannel*) {}));
+        PortWithTC port(Lend(&line));
+        SelectCommChannel(Lend(&port));
         Outcome outcome;
         const std::string file = folder / operation.file;
         const std::unique_ptr<Exception> failure = Catch([&] {
@@ -125,7 +124,7 @@ protected:
                                       : Execute_Standard(operation.command, section, file);
         });
         if (failure) outcome.status = failure->GetReturnCode();
-        SelectCommChannel(ChannelOwner(nullptr, [](ICommChannel*) {}));
+        SelectCommChannel(Lend(nullptr));
         link.HangUp();
         outcome.state = ReadText(file);
         for (const Record& record : ecr.GetSections().GetRecords(section))

@@ -72,7 +72,7 @@ TEST_F(LogTest, SaysWhyALogCannotBeWritten) {
     SetLevel("1");
     AppConfig::SetParameter("LogFilePath", folder / "a/b", false);
     EXPECT_EQ(FailureOf(StartLogging).find("50 Log file directory create failed"), 0u);
-    AppConfig::SetParameter("LogFilePath", folder.Path(), false);
+    AppConfig::SetParameter("LogFilePath", folder / "", false);
     Directory::Create(folder / "TAVO.log");
     EXPECT_EQ(FailureOf(StartLogging), "13 Can't open file '" + folder / "TAVO.log" + "'");
     LogFile log;

@@ -42,7 +42,7 @@ protected:
     static std::string VersionKept() { return AppConfig::GetParameter("SerialProtocolVersion", "none"); }
 
     MemoryChannel line;
-    PortWithTC port{line.Lend()};
+    PortWithTC port{Lend(&line)};
 };
 
 }  // namespace

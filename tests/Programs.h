@@ -1,14 +1,23 @@
 #pragma once
 
-#include <sys/types.h>
+#include <fcntl.h>
+#include <gtest/gtest.h>
+#include <sys/ioctl.h>
+#include <sys/wait.h>
 #include <termios.h>
+#include <unistd.h>
 
-#include <functional>
-#include <string>
-#include <vector>
+#include <csignal>
+#include <thread>
+
+#include "Support.h"
 
 /** What the code prints to standard output while action runs. */
-std::string OutputOf(const std::function<void()>& action);
+inline std::string OutputOf(const std::function<void()>& action) {
+    testing::internal::CaptureStdout();
+    action();
+    return testing::internal::GetCapturedStdout();
+}
 
 /** What a finished run of a program left behind. */
 struct RunResult {
@@ -16,24 +25,62 @@ struct RunResult {
     int status = -1;     // exit status, or minus the signal that ended it
 };
 
-/** A program that runs beside the test. */
+/** A program that runs beside the test; one that still runs at the end is killed. */
 class Process {
 public:
-    explicit Process(std::vector<std::string> arguments);
+    explicit Process(std::vector<std::string> arguments) {
+        std::vector<char*> argv;
+        for (std::string& argument : arguments) argv.push_back(argument.data());
+        argv.push_back(nullptr);
+        int ends[2];
+        if (pipe2(ends, O_CLOEXEC) != 0) std::abort();
+        m_id = fork();
+        if (m_id == 0) {
+            // what the caller of the tests ignores (nohup does) is not ignored by the program
+            for (const int signal : {SIGINT, SIGTERM, SIGHUP, SIGPIPE}) std::signal(signal, SIG_DFL);
+            dup2(ends[1], STDOUT_FILENO);
+            dup2(ends[1], STDERR_FILENO);
+            execv(argv[0], argv.data());
+            _exit(127);
+        }
+        close(ends[1]);
+        m_output = ends[0];
+    }
     Process(const Process&) = delete;
     Process& operator=(const Process&) = delete;
-    /** Kills a program that still runs. */
-    ~Process();
+    ~Process() {
+        if (m_id > 0) {
+            Signal(SIGKILL);
+            waitpid(m_id, nullptr, 0);
+        }
+        close(m_output);
+    }
 
-    /** The next line of its output, without the line feed. */
-    std::string ReadLine();
-    /** Reads the output up to its end and waits for the program. */
-    RunResult Finish();
-    void Signal(int signal) const;
+    void Signal(int signal) const { kill(m_id, signal); }
     pid_t GetId() const { return m_id; }
+    /** The next line of its output, without the line feed; empty when it has ended. */
+    std::string ReadLine() {
+        while (m_read.find('\n') == std::string::npos)
+            if (!ReadMore()) return "";
+        const std::string line = m_read.substr(0, m_read.find('\n'));
+        m_read.erase(0, line.size() + 1);
+        return line;
+    }
+    /** Reads the output up to its end and waits for the program. */
+    RunResult Finish() {
+        while (ReadMore()) continue;
+        int status = 0;
+        waitpid(std::exchange(m_id, -1), &status, 0);
+        return {m_read, WIFEXITED(status) ? WEXITSTATUS(status) : -WTERMSIG(status)};
+    }
 
 private:
-    bool ReadMore();
+    bool ReadMore() {
+        char buffer[4096];
+        const ssize_t count = read(m_output, buffer, sizeof buffer);
+        if (count > 0) m_read.append(buffer, static_cast<size_t>(count));
+        return count > 0;
+    }
 
     pid_t m_id = -1;
     int m_output = -1;
@@ -43,11 +90,21 @@ private:
 /** A simulated register with these options. */
 class Simulator : public Process {
 public:
-    explicit Simulator(std::vector<std::string> options = {});
+    explicit Simulator(std::vector<std::string> options = {})
+        : Process((options.insert(options.begin(), ECRSIM_PROGRAM), std::move(options))) {
+        const std::string line = ReadLine();
+        EXPECT_EQ(line.substr(0, 4), "TTY=") << line;
+        m_tty = line.substr(4);
+    }
     /** "pts/3" */
     const std::string& Tty() const { return m_tty; }
     /** Ends it; what it printed since it started. */
-    std::string Stop();
+    std::string Stop() {
+        Signal(SIGTERM);
+        const RunResult result = Finish();
+        EXPECT_EQ(result.status, 0) << result.output;
+        return result.output;
+    }
 
 private:
     std::string m_tty;
@@ -56,21 +113,35 @@ private:
 /** A line whose other end does only what the test does. */
 class PseudoTerminal {
 public:
-    PseudoTerminal();
+    PseudoTerminal() {
+        grantpt(m_master);
+        unlockpt(m_master);
+    }
     PseudoTerminal(const PseudoTerminal&) = delete;
     PseudoTerminal& operator=(const PseudoTerminal&) = delete;
     ~PseudoTerminal() { HangUp(); }
 
-    std::string Tty() const;
-    termios Settings() const;
+    void HangUp() const { close(m_master); }
+    std::string Tty() const { return std::string(ptsname(m_master)).substr(5); }
+    termios Settings() const {
+        termios settings{};
+        tcgetattr(m_master, &settings);
+        return settings;
+    }
     /** Waits for a frame of the tool. */
-    void TakeFrame() const;
+    void TakeFrame() const {
+        char value = 0;
+        while (value != 3 && read(m_master, &value, 1) == 1) continue;
+    }
     /** Sends bytes; with isTaken waits until the tool has taken them. */
-    void Send(const std::string& bytes, bool isTaken = false) const;
-    void HangUp();
-    /** Whether nobody has the line open any more. */
-    bool IsHungUp() const;
+    void Send(const std::string& bytes, bool isTaken = false) const {
+        EXPECT_EQ(write(m_master, bytes.data(), bytes.size()), static_cast<ssize_t>(bytes.size()));
+        const int line = open(ptsname(m_master), O_RDWR | O_NOCTTY | O_CLOEXEC);
+        for (int waiting = 1; isTaken && ioctl(line, FIONREAD, &waiting) == 0 && waiting > 0;)
+            std::this_thread::yield();
+        close(line);
+    }
 
 private:
-    int m_master;
+    const int m_master = posix_openpt(O_RDWR | O_NOCTTY | O_CLOEXEC);
 };

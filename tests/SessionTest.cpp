@@ -1,11 +1,12 @@
 #include <gtest/gtest.h>
 
+#include <tuple>
+
 #include "AppConfig.h"
 #include "EcrComm/CommBase.h"
 #include "EcrComm/CommChannel.h"
 #include "EcrComm/EcrComm.h"
 #include "EcrComm/IoStatistics.h"
-#include "Format.h"
 #include "Support.h"
 
 namespace {
@@ -16,12 +17,10 @@ protected:
     SessionTest() {
         AppConfig::Clear();
         IoStatistics::Reset();
-        SelectCommChannel(line.Lend());
+        SelectCommChannel(Lend(&line));
         SetProtocol(Protocol_Standard_Set1);
     }
-    ~SessionTest() override {
-        SelectCommChannel(ChannelOwner(nullptr, [](ICommChannel*) {}));
-    }
+    ~SessionTest() override { SelectCommChannel(Lend(nullptr)); }
 
     /** The frames that the action sends when the ECR sends these, and how it fails. */
     std::string Exchange(const std::string& answers, const std::function<void()>& action) {
@@ -39,23 +38,18 @@ protected:
 }  // namespace
 
 TEST_F(SessionTest, SendsARequestAndMapsEveryAnswer) {
-    const char* failures[] = {"",
-                              " fails: 15 Unknown command",
-                              " fails: 3 ECR is busy",
-                              nullptr,
-                              " fails: 5 Unexpected data received",
-                              " fails: 5 Unexpected data received",
-                              " fails: 4 Command can not be executed in current context",
-                              " fails: 12 ECR communications are not activated",
-                              " fails: 11 Bad or missing password",
-                              " fails: 5 Unexpected data received"};
-    for (int code = 0; code < 10; code++) {
-        if (failures[code] == nullptr) continue;
-        EXPECT_EQ(Exchange(Format("0B 01 00 %02X", code), [] { SendRequest(0x2A, Action_Read); }),
-                  std::string("0B 03 00 2A 01 02") + failures[code]);
-    }
-    EXPECT_EQ(Exchange("0B 00 00", [] { SendRequest(0x2A, Action_Read); }),
-              "0B 03 00 2A 01 02 fails: 5 ECR is not responding");
+    const auto request = [] { SendRequest(0x2A, Action_Read); };
+    const std::string fails = "0B 03 00 2A 01 02 fails: ";
+    const std::string unexpected = fails + "5 Unexpected data received";
+    EXPECT_EQ(Exchange("0B 01 00 00", request), "0B 03 00 2A 01 02");
+    EXPECT_EQ(Exchange("0B 01 00 01", request), fails + "15 Unknown command");
+    EXPECT_EQ(Exchange("0B 01 00 02", request), fails + "3 ECR is busy");
+    for (const char* code : {"04", "05", "09"})
+        EXPECT_EQ(Exchange(std::string("0B 01 00 ") + code, request), unexpected) << code;
+    EXPECT_EQ(Exchange("0B 01 00 06", request), fails + "4 Command can not be executed in current context");
+    EXPECT_EQ(Exchange("0B 01 00 07", request), fails + "12 ECR communications are not activated");
+    EXPECT_EQ(Exchange("0B 01 00 08", request), fails + "11 Bad or missing password");
+    EXPECT_EQ(Exchange("0B 00 00", request), fails + "5 ECR is not responding");
 }
 
 TEST_F(SessionTest, RepeatsARefusedRequestOnceInItsShortFormBehindThePassword) {
@@ -78,20 +72,17 @@ TEST_F(SessionTest, RepeatsARefusedRequestOnceInItsShortFormBehindThePassword) {
 }
 
 TEST_F(SessionTest, TakesTheVerdictOnARecord) {
-    const struct {
-        const char* answer;
-        SendResult result;
-        int field;
-    } cases[] = {{"0B 01 00 00", SendResult_OK, 0},
-                 {"0B 01 00 02", SendResult_CanNotUpdate, 0},
-                 {"0B 01 00 04", SendResult_BadData, 0},
-                 {"0B 04 00 04 0C 01 03", SendResult_BadData, 4},
-                 {"0B 03 00 04 0B 41", SendResult_BadData, 0}};
     uint16_t field = 99;
-    for (const auto& c : cases) {
-        EXPECT_EQ(Exchange(c.answer, [&] { EXPECT_EQ(SendData(record.data(), 3, field), c.result); }),
+    for (const auto& [answer, result, expectedField] : {std::tuple("0B 01 00 00", SendResult_OK, 0),
+                                                        {"0B 01 00 02", SendResult_CanNotUpdate, 0},
+                                                        {"0B 01 00 04", SendResult_BadData, 0},
+                                                        {"0B 04 00 04 0C 01 03", SendResult_BadData, 4},
+                                                        {"0B 03 00 04 0B 41", SendResult_BadData, 0}}) {
+        SendResult received{};
+        EXPECT_EQ(Exchange(answer, [&] { received = SendData(record.data(), 3, field); }),
                   "0B 03 00 0C 01 05");
-        EXPECT_EQ(field, c.field) << c.answer;
+        EXPECT_EQ(received, result) << answer;
+        EXPECT_EQ(field, expectedField) << answer;
     }
     const auto end = [&] { EndSendData(field); };
     EXPECT_EQ(Exchange("0B 01 00 01", end), " fails: 4 ECR does not waiting transmitted command");
@@ -127,25 +118,23 @@ TEST_F(SessionTest, ExecutesFiscalCommandsAndReadsTheStatusRecords) {
 }
 
 TEST_F(SessionTest, CountsLostFramesAndGarbage) {
-    const auto read = [&](const std::string& frame, uint16_t expected) {
+    const struct {
+        const char* frame;
+        uint16_t expected;
+        CommResult result;
+    } cases[] = {{"0B 02 00 41 42", 0, CommResult_OK},      {"0B 02 00 41", 0, CommResult_ResponseLost},
+                 {"0D 01 00 41", 0, CommResult_Garbage},  // another protocol
+                 {"0B 02 00 41 42", 1, CommResult_Garbage}, {"0B FE 03", 1022, CommResult_Error},
+                 {"0B FE 03 41", 0, CommResult_Garbage}};  // 1022 bytes, more than a frame holds
+    for (const auto& c : cases) {
+        uint16_t length = c.expected;
         line.input.clear();
-        line.Reply(frame);
-        return ReadFrame(data, sizeof data, expected);
-    };
-    EXPECT_EQ(read("0B 02 00 41 42", 0), CommResult_OK);
-    EXPECT_EQ(read("0B 02 00 41", 0), CommResult_ResponseLost);
-    EXPECT_EQ(read("0D 01 00 41", 0), CommResult_Garbage);     // another protocol
-    EXPECT_EQ(read("0B 02 00 41 42", 1), CommResult_Garbage);  // another length
-    EXPECT_EQ(read("0B FE 03 41", 0), CommResult_Garbage);     // 1022 bytes, more than a frame holds
+        line.Reply(c.frame);
+        EXPECT_EQ(ReadFrame(data, sizeof data, length), c.result) << c.frame;
+    }
     EXPECT_EQ(line.input.size(), 1u);
-    EXPECT_EQ(read("0B FE 03", 1022), CommResult_Error);
     EXPECT_EQ(IoStatistics::FramesReceived, 3);
-    EXPECT_EQ(IoStatistics::LostRespCount, 1);
-    EXPECT_EQ(IoStatistics::GarbageCount, 3);
+    EXPECT_EQ(IoStatistics::LostRespCount * 10 + IoStatistics::GarbageCount, 13);
     EXPECT_EQ(FailureOf([&] { SendFrame(data, 1022); }).substr(0, 2), "99");
-}
-
-TEST_F(SessionTest, SelectsNoChannelForAnUnknownType) {
     EXPECT_EQ(FailureOf([] { SelectCommChannel(static_cast<CommChannelType>(4)); }).substr(0, 2), "99");
-    CommChannel_Close();  // without a channel
 }

@@ -1,48 +1,102 @@
 #pragma once
 
+#include <cstdlib>
 #include <deque>
+#include <filesystem>
+#include <fstream>
 #include <functional>
+#include <iterator>
 #include <memory>
+#include <sstream>
 #include <string>
+#include <utility>
 #include <vector>
 
-#include "Byte.h"
+#include "EcrComm/CommChannels/Compatibility/TcFrame_v1.h"
+#include "EcrComm/CommChannels/Compatibility/TcFrame_v2.h"
 #include "EcrComm/CommChannels/ICommChannel.h"
+#include "EcrComm/CommChannels/TcFrame.h"
 #include "Exceptions.h"
+#include "Format.h"
 
 using Bytes = std::vector<byte>;
 
 /** "02 20 41" as bytes, and back. */
-Bytes FromHex(const std::string& text);
-std::string ToHex(const Bytes& data);
+inline Bytes FromHex(const std::string& text) {
+    Bytes bytes;
+    std::istringstream stream(text);
+    for (std::string pair; stream >> pair;) bytes.push_back(static_cast<byte>(std::stoi(pair, nullptr, 16)));
+    return bytes;
+}
+inline std::string ToHex(const Bytes& data) {
+    std::string text;
+    for (const byte b : data) text += Format(text.empty() ? "%02X" : " %02X", b);
+    return text;
+}
 
-std::string ReadText(const std::string& path);
-void WriteText(const std::string& path, const std::string& text);
+inline std::string ReadText(const std::string& path) {
+    std::ifstream file(path, std::ios::binary);
+    return {std::istreambuf_iterator<char>(file), std::istreambuf_iterator<char>()};
+}
+inline void WriteText(const std::string& path, const std::string& text) {
+    std::ofstream(path, std::ios::binary) << text;
+}
 
 /** A new folder that goes with the object. */
 class TempFolder {
 public:
-    explicit TempFolder(const std::string& parent = "/tmp");
+    explicit TempFolder(const std::string& parent = "/tmp") : m_path(parent + "/tavo-test-XXXXXX") {
+        mkdtemp(m_path.data());
+    }
     TempFolder(const TempFolder&) = delete;
     TempFolder& operator=(const TempFolder&) = delete;
-    ~TempFolder();
+    ~TempFolder() { std::filesystem::remove_all(m_path); }
     /** Path of a file in the folder. */
     std::string operator/(const std::string& name) const { return m_path + "/" + name; }
-    const std::string& Path() const { return m_path; }
 
 private:
     std::string m_path;
 };
 
 /** What action throws, taken over; null when it throws nothing. */
-std::unique_ptr<Exception> Catch(const std::function<void()>& action);
+inline std::unique_ptr<Exception> Catch(const std::function<void()>& action) {
+    try {
+        action();
+    } catch (Exception* e) {
+        return std::unique_ptr<Exception>(e);
+    }
+    return nullptr;
+}
 /** Exit status and log message of what action throws, as "13 Unable to open file 'a'"; "" for nothing. */
-std::string FailureOf(const std::function<void()>& action);
+inline std::string FailureOf(const std::function<void()>& action) {
+    const std::unique_ptr<Exception> e = Catch(action);
+    return e ? std::to_string(e->GetReturnCode()) + " " + e->GetLogMessage() : "";
+}
 
 /** The frame of a version around the payload; empty when it is refused. Version 1 has no sequence number. */
-Bytes BuildFrame(int version, const Bytes& payload, byte seqNo, size_t room = 2048);
+inline Bytes BuildFrame(int version, const Bytes& payload, byte seqNo, size_t room = 2048) {
+    Bytes frame(room);
+    const auto size = static_cast<uint16_t>(payload.size());
+    const auto most = static_cast<uint16_t>(room);
+    frame.resize(version == 1   ? TcFrame_v1::Build(payload.data(), size, frame.data(), most)
+                 : version == 2 ? TcFrame_v2::Build(payload.data(), size, seqNo, frame.data(), most)
+                                : TcFrame::Build(payload.data(), size, seqNo, frame.data(), most));
+    return frame;
+}
 /** The payload, taken in a buffer of just the frame's size; empty when the frame is refused. */
-Bytes ParseFrame(int version, Bytes frame, byte& seqNo);
+inline Bytes ParseFrame(int version, Bytes frame, byte& seqNo) {
+    const auto size = static_cast<uint16_t>(frame.size());
+    byte* data = frame.data();
+    frame.resize(version == 1   ? TcFrame_v1::Parse(data, size, data, size)
+                 : version == 2 ? TcFrame_v2::Parse(data, size, seqNo, data, size)
+                                : TcFrame::Parse(data, size, seqNo, data, size));
+    return frame;
+}
+
+/** Leaves the channel to the test. */
+inline ChannelOwner Lend(ICommChannel* channel) {
+    return {channel, [](ICommChannel*) {}};
+}
 
 /** A raw channel without a device. */
 class TestChannel : public ICommChannel {
@@ -56,8 +110,6 @@ public:
     unsigned int ReadUnknownSize(byte* data, unsigned int size, byte endByte) override {
         return Deliver(data, size, endByte);
     }
-    /** An owner that leaves the object to the test. */
-    ChannelOwner Lend();
 
     unsigned int timeoutMs = 0;
     std::deque<byte> input;  // to be read
@@ -68,21 +120,40 @@ protected:
     virtual bool HasInput(bool isFirst) = 0;
 
 private:
-    unsigned int Deliver(byte* data, unsigned int size, int endByte);
+    unsigned int Deliver(byte* data, unsigned int size, int endByte) {
+        unsigned int count = 0;
+        while (count < size && HasInput(count == 0)) {
+            data[count++] = input.front();
+            input.pop_front();
+            if (data[count - 1] == endByte) break;
+        }
+        return count;
+    }
 };
 
 /** Keeps what is written; what is to be read was put there or comes from the two callbacks. */
 class MemoryChannel final : public TestChannel {
 public:
-    bool Write(const byte* data, unsigned int size) override;
-    void Reply(const std::string& hex);
+    bool Write(const byte* data, unsigned int size) override {
+        const Bytes block(data, data + size);
+        m_written += (m_written.empty() ? "" : " / ") + ToHex(block);
+        if (onWrite) onWrite(block);
+        return true;
+    }
+    void Reply(const std::string& hex) {
+        for (const byte b : FromHex(hex)) input.push_back(b);
+    }
     /** The blocks written, in hexadecimal, one after another with " / " between them; forgets them. */
-    std::string TakeWritten();
+    std::string TakeWritten() { return std::exchange(m_written, ""); }
 
-    std::string written;
     std::function<void(const Bytes& block)> onWrite;
     std::function<void()> onEmpty;  // before a read that finds no input
 
 private:
-    bool HasInput(bool isFirst) override;
+    bool HasInput(bool isFirst) override {
+        if (isFirst && input.empty() && onEmpty) onEmpty();
+        return !input.empty();
+    }
+
+    std::string m_written;
 };
