@@ -34,7 +34,7 @@ TEST_F(RecordingTest, ReplaysASessionWithItsFaults) {
     Simulator replay({"--replay", recording});
     for (size_t i = 0; i < outputs.size(); i++)
         EXPECT_EQ(Tavo(replay, i == 0 ? send : read).output, outputs[i]);
-    EXPECT_EQ(replay.GetProcess().Finish().status, 0);
+    EXPECT_EQ(replay.Finish().status, 0);
 }
 
 TEST_F(RecordingTest, TellsWhereTheToolDepartsFromTheRecording) {
@@ -46,11 +46,11 @@ TEST_F(RecordingTest, TellsWhereTheToolDepartsFromTheRecording) {
     {
         Simulator replay({"--replay", recording});
         EXPECT_EQ(Tavo(replay, {"clear", "3"}).status, 0);
-        EXPECT_EQ(replay.GetProcess().Finish().status, 0);
+        EXPECT_EQ(replay.Finish().status, 0);
     }
     Simulator replay({"--replay", recording});
     Tavo(replay, {"clear", "4", "/SerialProtocolRetryCount=1", "/SerialProtocolResponseMaxTime=100"});
-    const RunResult result = replay.GetProcess().Finish();
+    const RunResult result = replay.Finish();
     EXPECT_EQ(result.status, 1);
     EXPECT_EQ(result.output, "ecrsim: '" + recording +
                                  "': at line 1 the tool departs from the recording: byte 7 is 04, not 10\n");
