@@ -72,7 +72,9 @@ int CountedMain(int argc, char** argv, char** environment) {
     callsLeft = std::strtol(std::getenv("FAIL_AT"), nullptr, 10);
     alarm(longestRun);
     isActive = true;
-    return realMain(argc, argv, environment);
+    const int status = realMain(argc, argv, environment);
+    isActive = false;  // what follows is not the program's: a count of the lines run, for one
+    return status;
 }
 
 // runs after the destructors of the program
