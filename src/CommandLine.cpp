@@ -68,7 +68,9 @@ void ShowUsage() {
         "  command      - ExecuteFiscal, ReadFiscalStatus, ReadEftStatus",
         "  filename     - file name to use",
         "  parameters   - configuration parameters in form /Name=Value"};
-    for (const std::string& line : lines) Print(line + "\n");
+    std::string text;
+    for (const std::string& line : lines) text += line + "\n";
+    Print(text);
 }
 
 std::string GetCommandLine(int argc, char* argv[]) {
