@@ -112,20 +112,20 @@ std::string DiagnoseField(FieldType type, const std::string& raw) {
     }
 }
 
-/** What is wrong with the number that a record is filed under; also the index's rules for a line. */
-void DiagnoseKey(const std::string& line, LineUse use, bool isFirstLine, std::vector<Finding>& findings) {
+/** Whether the line has a place in the index, though a later field may be bad. */
+bool IsIndexed(const std::string& line) {
+    FieldScanner fields(line);
+    Decimal number;
+    const FieldType type = fields.GetFieldType();
+    return type != FieldType_Unknown && (type != FieldType_Number || fields.GetNumber(number));
+}
+
+/** Number of a record, 0 where the line has none or nothing behind it. */
+int64_t NumberOf(const std::string& line) {
     FieldScanner fields(line);
     Decimal number;
     const bool isNumber = fields.GetFieldType() == FieldType_Number && fields.GetNumber(number);
-    if (isNumber && number.ToInt64() == -1 && fields.GetFieldType() != FieldType_None)
-        findings.push_back({true, 1, 1, "-1 is no number for a record"});
-    else if (use == LineUse::FiscalCommand && !isNumber)
-        findings.push_back({true, 1, 1, "a command begins with its code, a number"});
-    else if (use == LineUse::Record && !isFirstLine &&
-             (!isNumber || number.ToInt64() == 0 || fields.GetFieldType() == FieldType_None))
-        findings.push_back(
-            {false, 1, 1,
-             "no record number with fields behind it: nothing is sorted, and duplicates are not looked for"});
+    return isNumber && fields.GetFieldType() != FieldType_None ? number.ToInt64() : 0;
 }
 
 /** What the record as a whole is too long for. */
@@ -207,9 +207,24 @@ std::string DiagnoseDelimiter(const std::vector<std::string>& lines) {
     return "";
 }
 
+/** The first record, behind a heading that may be there, on account of which nothing is sorted. */
+std::string DiagnoseOrder(const std::vector<std::string>& lines) {
+    bool isFirst = true;
+    for (size_t i = 0; i < lines.size(); i++) {
+        if (lines[i].empty() || !IsIndexed(lines[i])) continue;
+        if (!isFirst && NumberOf(lines[i]) == 0)
+            return Format(
+                "line %zu: no record number with fields behind it: nothing is sorted, and duplicates are "
+                "not looked for",
+                i + 1);
+        isFirst = false;
+    }
+    return "";
+}
+
 }  // namespace
 
-std::vector<Finding> DiagnoseLine(const std::string& line, LineUse use, bool isFirstLine) {
+std::vector<Finding> DiagnoseLine(const std::string& line, bool isCommand) {
     std::vector<Finding> findings;
     if (line.size() == maxLineLength)
         findings.push_back(
@@ -227,19 +242,26 @@ std::vector<Finding> DiagnoseLine(const std::string& line, LineUse use, bool isF
         if (isBad || !cause.empty()) findings.push_back({isBad, field, column, cause});
         if (isBad) return findings;
     }
-    DiagnoseKey(line, use, isFirstLine, findings);
-    if (findings.empty() || !findings.back().isBad) DiagnoseLength(line, findings);
+    if (NumberOf(line) == -1)
+        findings.push_back({true, 1, 1, "-1 is no number for a record"});
+    else if (isCommand && FieldScanner(line).GetFieldType() != FieldType_Number)
+        findings.push_back({true, 1, 1, "a command begins with its code, a number"});
+    else
+        DiagnoseLength(line, findings);
     return findings;
 }
 
-std::vector<std::string> DiagnoseFile(const std::vector<std::string>& lines) {
+std::vector<std::string> DiagnoseFile(const std::vector<std::string>& lines, bool hasCommands) {
     std::vector<std::string> warnings;
     const bool hasMark = !lines.empty() && lines[0].compare(0, 3, byteOrderMark) == 0;
     if (hasMark)
         warnings.emplace_back(
             "line 1, column 1: the file begins with a UTF-8 byte-order mark, which belongs to the "
             "first field: save it without one");
-    for (const std::string& warning : {DiagnoseCoding(lines, hasMark ? 3 : 0), DiagnoseDelimiter(lines)})
+    const bool isSorted =
+        !hasCommands && AppConfig::GetParameter("SortInputFileLines", defaultSortInputFileLines) != 0;
+    for (const std::string& warning : {DiagnoseCoding(lines, hasMark ? 3 : 0), DiagnoseDelimiter(lines),
+                                       isSorted ? DiagnoseOrder(lines) : ""})
         if (!warning.empty()) warnings.push_back(warning);
     return warnings;
 }

@@ -11,14 +11,14 @@ struct Finding {
     std::string cause;
 };
 
-/** What the numbers of the records are to the command. */
-enum class LineUse { Record, UnsortedRecord, FiscalCommand };
-
 /** Findings on one line, given without its line end; one that is bad is the last. */
-std::vector<Finding> DiagnoseLine(const std::string& line, LineUse use, bool isFirstLine);
+std::vector<Finding> DiagnoseLine(const std::string& line, bool isCommand);
 
-/** Warnings about a file as a whole: byte-order mark, UTF-8, a delimiter other than the setting's. */
-std::vector<std::string> DiagnoseFile(const std::vector<std::string>& lines);
+/**
+ * Warnings about a file as a whole: byte-order mark, UTF-8, a delimiter other than the setting's, records
+ * that cannot be sorted.
+ */
+std::vector<std::string> DiagnoseFile(const std::vector<std::string>& lines, bool hasCommands);
 
 /** The file's lines as the index takes them: up to 1023 bytes each, trimmed at their end. */
 std::vector<std::string> ReadLines(const std::string& filename);

@@ -2,7 +2,6 @@
 #include <memory>
 #include <vector>
 
-#include "AppConfig.h"
 #include "CommandLine.h"
 #include "Diagnosis.h"
 #include "Driver.h"
@@ -102,20 +101,17 @@ void ShowPicture(const std::vector<Record>& rows) {
 /** Says what is wrong with each line, which the messages of tavo do not. */
 void Explain(const std::string& filename, const Options& options) {
     const std::vector<std::string> lines = ReadLines(filename);
-    const LineUse use = options.isFiscal ? LineUse::FiscalCommand
-                        : AppConfig::GetParameter("SortInputFileLines", defaultSortInputFileLines) != 0
-                            ? LineUse::Record
-                            : LineUse::UnsortedRecord;
     for (size_t i = 0; i < lines.size(); i++) {
         if (lines[i].empty()) continue;
-        for (const Finding& finding : DiagnoseLine(lines[i], use, i == 0)) {
+        for (const Finding& finding : DiagnoseLine(lines[i], options.isFiscal)) {
             const std::string field = finding.field > 0 ? Format("field %d, ", finding.field) : "";
             Print(Format("%sline %zu, %scolumn %d: ", finding.isBad ? "" : "warning: ", i + 1, field.c_str(),
                          finding.column) +
                   finding.cause + "\n");
         }
     }
-    for (const std::string& warning : DiagnoseFile(lines)) Print("warning: " + warning + "\n");
+    for (const std::string& warning : DiagnoseFile(lines, options.isFiscal))
+        Print("warning: " + warning + "\n");
 }
 
 ReturnCode Check(const Options& options) {
