@@ -67,8 +67,8 @@ int SendFrames(const std::string& tty, const char* path) {
         const size_t length = frames.find(ETX, begin) + 1 - begin;
         if (write(port, frames.data() + begin, length) != static_cast<ssize_t>(length)) return Fail("write");
         begin += length;
-        const char last = begin == frames.size() ? ACK : ETX;  // to the last frame there is no answer
-        char answer[64];
+        const byte last = begin == frames.size() ? ACK : ETX;  // to the last frame there is no answer
+        byte answer[64];
         ssize_t count = 0;
         do {
             count = read(port, answer, sizeof answer);

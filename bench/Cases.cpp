@@ -34,7 +34,7 @@ struct Sample {
 
 void BuildFrame(benchmark::State& state) {
     Sample sample;
-    for (auto _ : state) benchmark::DoNotOptimize(sample.BuildFrame());
+    while (state.KeepRunning()) benchmark::DoNotOptimize(sample.BuildFrame());
     if (sample.frameLength == 0) state.SkipWithError("the frame cannot be built");
 }
 BENCHMARK(BuildFrame)->Iterations(iterations);
@@ -44,7 +44,7 @@ void ParseFrame(benchmark::State& state) {
     byte payload[commIoBufferSize];
     byte seqNo = 0;
     uint16_t length = 0;
-    for (auto _ : state)
+    while (state.KeepRunning())
         benchmark::DoNotOptimize(
             length = TcFrame::Parse(sample.frame, sample.frameLength, seqNo, payload, sizeof payload));
     if (length != sample.recordLength) state.SkipWithError("the frame cannot be parsed");
@@ -53,7 +53,7 @@ BENCHMARK(ParseFrame)->Iterations(iterations);
 
 void LineToRecord(benchmark::State& state) {
     Sample sample;
-    for (auto _ : state) benchmark::DoNotOptimize(sample.LineToRecord());
+    while (state.KeepRunning()) benchmark::DoNotOptimize(sample.LineToRecord());
     if (sample.recordLength == 0) state.SkipWithError("the line cannot be converted");
 }
 BENCHMARK(LineToRecord)->Iterations(iterations);
@@ -62,7 +62,7 @@ void RecordToLine(benchmark::State& state) {
     Sample sample;
     byte line[fileIoBufferSize];
     uint16_t length = 0;
-    for (auto _ : state)
+    while (state.KeepRunning())
         benchmark::DoNotOptimize(
             length = DataConverter::EcrToPc(sample.record, sample.recordLength, line, sizeof line));
     if (length < 70) state.SkipWithError("the record cannot be converted");
@@ -77,7 +77,7 @@ void Index(benchmark::State& state) {
     for (const int key : MakeKeys(count, true)) file << MakeLine(key) << '\n';
     file.close();
     TextFileLineIndex index;
-    for (auto _ : state) {
+    while (state.KeepRunning()) {
         index.Build(path, nullptr, nullptr);
         index.SortRange(0, index.GetCount() - 1);
         index.RemoveDuplicates([](int) {});
