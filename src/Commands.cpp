@@ -119,7 +119,7 @@ void SendPackets(InputFile& input, int recordsInPacket, const char* statusMessag
         std::vector<int> sent;
         if (SendRecords(input, recordNumber, packetEnd, sent) == 0) return;
         recordsSent += CollectAnswers(input, sent);
-        if (recordsSent != 0) ShowProgress(Format("%s: %u", statusMessage, recordsSent));
+        if (recordsSent != 0) ShowProgress(statusMessage + (": " + std::to_string(recordsSent)));
         recordNumber = packetEnd;
     }
 }

@@ -97,6 +97,9 @@ tcflag_t Parity(char parity) {
     }
 }
 
+/** A time stamp for the debug log; 0 without one, where nobody asks for it. */
+long long TimeToLog() { return IsLogged(LogType_Debug) ? highResolutionTimer.GetValue() : 0; }
+
 /** Time that a character may take, stretched by "ComByteTimeMult", in ms. */
 int ByteTimeout(const LineSettings& line, bool hasParity) {
     const int bits = 1 + line.data + line.stop + (hasParity ? 1 : 0);
@@ -261,7 +264,7 @@ unsigned int ComPort::ReadUnknownSize(byte* data, unsigned int size, unsigned in
     unsigned int savedTimeoutMs = 0;
     GetReadTimeout(savedTimeoutMs);
     SetReadTimeout(firstByteTimeoutMs);
-    const long long startTime = highResolutionTimer.GetValue();
+    const long long startTime = TimeToLog();
 
     unsigned int count = 0;
     while (count < size && NextByte(data[count])) {
@@ -269,7 +272,7 @@ unsigned int ComPort::ReadUnknownSize(byte* data, unsigned int size, unsigned in
         if (useEndByte && data[count - 1] == endByte) break;
     }
 
-    const long long endTime = highResolutionTimer.GetValue();
+    const long long endTime = TimeToLog();
     SetReadTimeout(savedTimeoutMs);
     DataLogger::LogBlock(data, count, startTime, endTime, Direction_EcrToPc, "");
     return count;
@@ -292,7 +295,7 @@ unsigned int ComPort::ReadUnknownSize(byte* data, unsigned int size, byte endByt
 bool ComPort::Write(const byte* data, unsigned int size) {
     if (size == 0 || data == nullptr) throw new InternalException(__FILE__, __LINE__);
     CheckInterrupt();
-    const long long startTime = highResolutionTimer.GetValue();
+    const long long startTime = TimeToLog();
     unsigned int written = 0;
     while (written < size) {
         const ssize_t count = write(handle, data + written, size - written);
@@ -301,7 +304,7 @@ bool ComPort::Write(const byte* data, unsigned int size) {
         // full: the other side holds the line back
         if (written < size && !WaitForEvent(handle, POLLOUT, m_stallMaxTimeMs, writeError)) break;
     }
-    const long long endTime = highResolutionTimer.GetValue();
+    const long long endTime = TimeToLog();
     DataLogger::LogBlock(data, written, startTime, endTime, Direction_PcToEcr, "");
     return written == size;
 }
