@@ -57,23 +57,31 @@ GetFieldResult TextDataParser::GetField(char* buf, uint16_t bufLen, bool peek) {
     return GetFieldResult_OK;
 }
 
-FieldType TextDataParser::GetFieldType() {
-    char field[fieldBufferSize];
-    if (GetField(field, sizeof field, true) == GetFieldResult_EndOfData) return FieldType_None;
-    return TypeOf(field);
+void TextDataParser::LookAhead() {
+    if (m_hasField && m_fieldStart == m_position) return;
+    m_fieldStart = m_position;
+    GetField(m_field, sizeof m_field, false);  // empty when it cannot be had
+    m_fieldEnd = m_position;
+    m_position = m_fieldStart;
+    m_hasField = true;
 }
 
-bool TextDataParser::TakeField(FieldType type, char (&field)[fieldBufferSize]) {
-    const uint16_t start = m_position;
-    GetField(field, sizeof field, false);  // empty when it cannot be had
-    if (TypeOf(field) == type) return true;
-    m_position = start;
-    return false;
+FieldType TextDataParser::GetFieldType() {
+    if (m_position >= m_dataLen) return FieldType_None;
+    LookAhead();
+    return TypeOf(m_field);
+}
+
+const char* TextDataParser::TakeField(FieldType type) {
+    LookAhead();
+    if (TypeOf(m_field) != type) return nullptr;
+    m_position = m_fieldEnd;
+    return m_field;
 }
 
 bool TextDataParser::GetString(char* buf, uint16_t bufLen) {
-    char field[fieldBufferSize];
-    if (!TakeField(FieldType_String, field)) return false;
+    const char* field = TakeField(FieldType_String);
+    if (field == nullptr) return false;
     // The last character is taken for the closing quote, whatever it is: "ab"c reads as ab".
     const size_t fieldLength = std::strlen(field);
     if (fieldLength < 2 || bufLen <= fieldLength - 2) return false;
@@ -83,15 +91,15 @@ bool TextDataParser::GetString(char* buf, uint16_t bufLen) {
 }
 
 bool TextDataParser::GetNumber(Decimal& num) {
-    char field[fieldBufferSize];
-    if (!TakeField(FieldType_Number, field)) return false;
+    const char* field = TakeField(FieldType_Number);
+    if (field == nullptr) return false;
     return StringToDecimal(field, 0, num);
 }
 
 bool TextDataParser::GetBinary(byte* buf, uint16_t bufLen, uint16_t& dataLen) {
     dataLen = 0;
-    char field[fieldBufferSize];
-    if (!TakeField(FieldType_Binary, field)) return false;
+    const char* field = TakeField(FieldType_Binary);
+    if (field == nullptr) return false;
     const size_t fieldLength = std::strlen(field);
     if (fieldLength % 2 != 0) return false;
     dataLen = static_cast<uint16_t>((fieldLength - 2) / 2);

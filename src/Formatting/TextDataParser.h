@@ -22,8 +22,14 @@ private:
     /** A field has at most 128 characters as they stand in the line. */
     static constexpr uint16_t fieldBufferSize = 129;
 
-    /** The next field if it is of this type; else the position stays. */
-    bool TakeField(FieldType type, char (&field)[fieldBufferSize]);
+    /** Reads the next field, once however often it is asked for. */
+    void LookAhead();
+    /** The next field, behind which the position then is, if it is of this type; else null. */
+    const char* TakeField(FieldType type);
 
     char m_fieldDelimiter;
+    bool m_hasField = false;  // the one that begins at m_fieldStart
+    uint16_t m_fieldStart = 0;
+    uint16_t m_fieldEnd = 0;  // where the one behind it begins
+    char m_field[fieldBufferSize];
 };
