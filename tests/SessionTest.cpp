@@ -1,7 +1,5 @@
 #include <gtest/gtest.h>
 
-#include <tuple>
-
 #include "AppConfig.h"
 #include "EcrComm/CommBase.h"
 #include "EcrComm/CommChannel.h"
@@ -71,32 +69,18 @@ TEST_F(SessionTest, RepeatsARefusedRequestOnceInItsShortFormBehindThePassword) {
     EXPECT_EQ(FailureOf(AuthorizeSession).substr(0, 2), "99");
 }
 
-TEST_F(SessionTest, TakesTheVerdictOnARecord) {
+TEST_F(SessionTest, SendsRecordsAndWaitsForRecordsAndForAClear) {
     uint16_t field = 99;
-    for (const auto& [answer, result, expectedField] : {std::tuple("0B 01 00 00", SendResult_OK, 0),
-                                                        {"0B 01 00 02", SendResult_CanNotUpdate, 0},
-                                                        {"0B 01 00 04", SendResult_BadData, 0},
-                                                        {"0B 04 00 04 0C 01 03", SendResult_BadData, 4},
-                                                        {"0B 03 00 04 0B 41", SendResult_BadData, 0}}) {
-        SendResult received{};
-        EXPECT_EQ(Exchange(answer, [&] { received = SendData(record.data(), 3, field); }),
-                  "0B 03 00 0C 01 05");
-        EXPECT_EQ(received, result) << answer;
-        EXPECT_EQ(field, expectedField) << answer;
-    }
-    const auto end = [&] { EndSendData(field); };
-    EXPECT_EQ(Exchange("0B 01 00 01", end), " fails: 4 ECR does not waiting transmitted command");
-    EXPECT_EQ(Exchange("0B 01 00 07", end), " fails: 5 Unexpected data received");
+    const auto send = [&] { SendData(record.data(), 3, field); };
+    EXPECT_EQ(Exchange("0B 04 00 04 0C 01 03", send), "0B 03 00 0C 01 05");
+    EXPECT_EQ(field, 4);
+    EXPECT_EQ(Exchange("0B 03 00 04 0B 41", send), "0B 03 00 0C 01 05");
+    EXPECT_EQ(field, 0);
+    EXPECT_EQ(Exchange("0B 01 00 07", send), "0B 03 00 0C 01 05 fails: 5 Unexpected data received");
     EXPECT_EQ(Exchange("", SendEndOfData), "0B 00 00");
-}
-
-TEST_F(SessionTest, WaitsForRecordsAndForAClear) {
     const auto read = [&] { EXPECT_EQ(ReadData(data, sizeof data), 2); };
     EXPECT_EQ(Exchange("0B 01 00 05  0B 01 00 05  0B 02 00 05 41", read), "");
-    EXPECT_EQ(Exchange("0B 00 00", [&] { EXPECT_EQ(ReadData(data, sizeof data), 0); }), "");
     EXPECT_EQ(Exchange("", read), " fails: 5 ECR is not responding");
-    EXPECT_EQ(Exchange("0B 01 00 05", [] { EXPECT_FALSE(ReadClearStatus()); }), "");
-    EXPECT_EQ(Exchange("0B 01 00 00", [] { EXPECT_TRUE(ReadClearStatus()); }), "");
     EXPECT_EQ(Exchange("0B 01 00 02", [] { ReadClearStatus(); }), " fails: 5 Unexpected data received");
 }
 
