@@ -3,6 +3,7 @@
 // An input is: command; options; section; length of the file and the file; then what the register sends, in
 // pieces with a length byte each. The options choose whether a piece is bytes on the line, the payload of a
 // frame or the data of an application frame: most inputs would not get past the check bytes otherwise.
+// Bits 0 and 1 of the options: piece; 2 and 3: file type; 4 and 5: version; 6: password; 7: packets.
 
 #include "AppConfig.h"
 #include "Commands.h"
@@ -23,18 +24,6 @@ const Command commands[] = {Command_Read,         Command_Send,          Command
                             Command_Init,         Command_ExecuteFiscal, Command_ReadFiscalStatus,
                             Command_ReadEftStatus};
 
-/** Bits 0 and 1 of the options: piece; 2 and 3: file type; 4 and 5: version; 6: password; 7: packets. */
-void Configure(byte options) {
-    const char* types[] = {"", "CSV", "BMP", "RAW"};
-    AppConfig::Clear();
-    FileErrors::Reset();
-    AppConfig::SetParameter("FileType", types[options >> 2 & 3], false);
-    AppConfig::SetParameter("SerialProtocolVersion", std::to_string(1 + (options >> 4 & 3) % 3), false);
-    AppConfig::SetParameter("SerialProtocolRetryCount", "2", false);
-    if ((options & 0x40) != 0) AppConfig::SetParameter("Password", "1234", false);
-    if ((options & 0x80) != 0) AppConfig::SetParameter("RecordsInPacket", "3", false);
-}
-
 }  // namespace
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
@@ -44,9 +33,16 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
     const int piece = (options & 3) % 3;
     const int section = TakeByte(input);
     const std::string path = Scratch(Take(input, TakeByte(input)));
-    Configure(options);
+    const int version = 1 + (options >> 4 & 3) % 3;
+    const char* types[] = {"", "CSV", "BMP", "RAW"};
+    AppConfig::Clear();
+    FileErrors::Reset();
+    AppConfig::SetParameter("FileType", types[options >> 2 & 3], false);
+    AppConfig::SetParameter("SerialProtocolVersion", std::to_string(version), false);
+    AppConfig::SetParameter("SerialProtocolRetryCount", "2", false);
+    AppConfig::SetParameter("Password", (options & 0x40) != 0 ? "1234" : "", false);
+    AppConfig::SetParameter("RecordsInPacket", (options & 0x80) != 0 ? "3" : "1", false);
 
-    const int version = AppConfig::GetParameter("SerialProtocolVersion", 0);
     byte seqNo = 32;
     MemoryChannel line;
     line.onWrite = [&](const Bytes& block) {

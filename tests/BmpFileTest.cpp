@@ -15,7 +15,7 @@ const Bytes picture = FromHex(
     "00 00 00 00 FF C0 00 00");
 
 /** The picture with a header field of another value. */
-Bytes With(size_t offset, int64_t value, size_t size) {
+Bytes With(size_t offset, size_t size, int64_t value) {
     Bytes bytes = picture;
     for (size_t i = 0; i < size; i++) bytes.at(offset + i) = static_cast<byte>(value >> 8 * i);
     return bytes;
@@ -45,13 +45,13 @@ protected:
 
 TEST_F(BmpFileTest, ReadsRowsFromTheTopWithTheLeftmostPixelLowest) {
     EXPECT_EQ(RowsOf(picture), "FF FF|00 FC|");
-    Bytes inverted = With(54, 0, 4);
+    Bytes inverted = With(54, 4, 0);
     inverted[60] = 0xFF;  // red of entry 1: entry 0 is the darker one now, and the fill bits are 0
     EXPECT_EQ(RowsOf(inverted), "00 00|FF 03|");
-    Bytes moved = With(10, 70, 4);
+    Bytes moved = With(10, 4, 70);
     moved.insert(moved.begin() + 62, 8, 0xAA);
     EXPECT_EQ(RowsOf(moved), "FF FF|00 FC|");
-    Bytes wide = With(18, 1200, 4);
+    Bytes wide = With(18, 4, 1200);
     wide[22] = 1;
     wide.resize(62 + 152, 0xFF);
     EXPECT_EQ(RowsOf(wide).size(), 128u * 3);  // the register takes 1024 pixels
@@ -74,27 +74,13 @@ TEST_F(BmpFileTest, WritesThePictureByteForByte) {
 }
 
 TEST_F(BmpFileTest, RefusesWhatItDoesNotUnderstandAtOnce) {
-    const std::string wrongFormat = "13 Wrong bitmap file format";
-    const std::string readError = "13 File '" + path + "' read error";
-    const struct {
-        size_t offset;
-        int64_t value;
-        size_t size;
-        std::string result;
-    } cases[] = {{0, 0x4D41, 2, wrongFormat},
-                 {26, 2, 2, wrongFormat},
-                 {28, 4, 2, wrongFormat},
-                 {30, 1, 4, wrongFormat},
-                 {18, -1, 4, wrongFormat},
-                 {22, -2, 4, wrongFormat},
-                 {18, 0x7FFFFFFF7FFFFFFF, 8, readError},
-                 {10, 0xFFFFFFFF, 4, readError},
-                 {10, 63, 4, readError},
-                 {22, 3, 4, readError},
-                 {22, 0, 4, ""},
-                 {18, 0, 4, ""}};
-    for (const auto& c : cases)
-        EXPECT_EQ(RowsOf(With(c.offset, c.value, c.size)), c.result) << c.offset << " " << c.value;
+    for (const Bytes& bytes : {With(0, 2, 0x4D41), With(26, 2, 2), With(28, 2, 4), With(30, 4, 1),
+                               With(18, 4, -1), With(22, 4, -2)})
+        EXPECT_EQ(RowsOf(bytes), "13 Wrong bitmap file format") << ToHex(bytes);
+    for (const Bytes& bytes :
+         {With(18, 8, 0x7FFFFFFF7FFFFFFF), With(10, 4, 0xFFFFFFFF), With(10, 4, 63), With(22, 4, 3)})
+        EXPECT_EQ(RowsOf(bytes), "13 File '" + path + "' read error") << ToHex(bytes);
+    EXPECT_EQ(RowsOf(With(22, 4, 0)) + RowsOf(With(18, 4, 0)), "");
     for (Bytes cut = picture; !cut.empty();) {
         cut.pop_back();
         EXPECT_EQ(RowsOf(cut).substr(0, 3), "13 ") << cut.size();

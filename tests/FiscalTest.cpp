@@ -18,12 +18,14 @@ protected:
 
 TEST_F(FiscalTest, ExecutesTheFileInItsOrderAndTellsTheNewStatus) {
     Simulator ecr({"--trace", "--fiscal-wait", "2"});
-    File("a.bin", "10\n99,2,\"x\"\n11,\"Bread\",2,1.25\n11,\"Tea\",0.35,12.9\n99,1\n13,2,7\n13,1,0.02\n19\n");
+    File("a.bin",
+         "10\n99,2,\"x\"\n11,\"Bread\",2,1.25\n11,\"Tea\",0.35,12.9\n99,1\n13,2,7\n"
+         "11,\"Back\",-1,1.214\n11,\"Back\",-1,-1.214\n13,1,0.03\n19\n");
     EXPECT_EQ(Output(ecr, {"ExecuteFiscal", folder / "a.bin", "/SortInputFileLines=1", "/FileType=RAW"}),
-              preparing + Sent(8) + "Commands sent: 8\n" + ok);
+              preparing + Sent(10) + "Commands sent: 10\n" + ok);
     EXPECT_EQ(Output(ecr, {"ReadFiscalStatus", folder / "status.bin"}),
               "Reading ECR status...\r" + std::string(24, ' ') + "\r" + ok);
-    EXPECT_EQ(ReadText(folder / "status.bin"), "1,\"receipt closed\",2,7.02,7.02\r\n");
+    EXPECT_EQ(ReadText(folder / "status.bin"), "1,\"receipt closed\",4,7.03,7.03\r\n");
     EXPECT_EQ(Output(ecr, {"readeftstatus", folder / "eft.csv"}),
               "Reading EFT status...\r" + std::string(24, ' ') + "\r" + ok);
     EXPECT_EQ(ReadText(folder / "eft.csv"), "\"terminal ready\",1,7,7\r\n");

@@ -7,6 +7,7 @@
 #include <termios.h>
 #include <unistd.h>
 
+#include <chrono>
 #include <csignal>
 #include <thread>
 
@@ -121,7 +122,7 @@ public:
     PseudoTerminal& operator=(const PseudoTerminal&) = delete;
     ~PseudoTerminal() { HangUp(); }
 
-    void HangUp() const { close(m_master); }
+    void HangUp() { close(std::exchange(m_master, -1)); }
     std::string Tty() const { return std::string(ptsname(m_master)).substr(5); }
     termios Settings() const {
         termios settings{};
@@ -143,5 +144,5 @@ public:
     }
 
 private:
-    const int m_master = posix_openpt(O_RDWR | O_NOCTTY | O_CLOEXEC);
+    int m_master = posix_openpt(O_RDWR | O_NOCTTY | O_CLOEXEC);
 };

@@ -44,6 +44,7 @@ TEST_F(RecordEncodingTest, ReadsBinaryFieldsAndRefusesThoseThatOverrunTheRecord)
                  {"0B 41 22 0B 0C 01 05", "\"A\"\"\",\"\",5"},
                  {"0C 02 2C 01 0C 00 0D 01 81 0F 0D 00 02", "300,0,-1.5,0.00"},
                  {"0E 00 0C 01 07", "0x,7"},
+                 {"0D 08 80 00 00 00 00 00 00 00 80", "-9223372036854775808"},
                  {TextField(127), "\"" + std::string(127, 'A') + "\""},
                  {TextField(128), ""},
                  {"0C 01 01 0F", ""},
@@ -70,6 +71,9 @@ TEST_F(RecordEncodingTest, ReadsTextFields) {
                  {R"("A,""B""",12.50,-3)", "0B 41 2C 22 42 22 0D 01 01 7D 0D 01 80 03"},
                  {"  \"x\"  ,\t7 ", "0B 78 0C 01 07"},
                  {"1,", "0C 01 01"},
+                 {"-,-.50,5.,00.05", "0C 00 0D 01 81 05 0C 01 05 0D 01 02 05"},
+                 {"18446744073709551617,300,0", "0C 01 01 0C 02 2C 01 0C 00"},  // wraps
+                 {"9223372036854775808", "0D 08 80 00 00 00 00 00 00 00 80"},
                  {"0x,0xzz", "0E 00 0E 01 00"},
                  {R"("ab"c)", "0B 61 62 22"},
                  {"\"\"", "0B"},
@@ -77,7 +81,8 @@ TEST_F(RecordEncodingTest, ReadsTextFields) {
                  {"\"" + std::string(127, 'A') + "\"", ""},
                  {"\"" + std::string(126, 'A') + "\" ", ""}};  // blanks count, too
     for (const auto& c : cases) EXPECT_EQ(PcToEcr(c.line), c.record) << c.line;
-    for (const char* line : {"", "1,,2", ",1", "0X1F", "12a", "0x1", "abc", "\"", "\"a\x1e\""})
+    for (const char* line : {"", "1,,2", ",1", "0X1F", "12a", "0x1", "abc", "\"", "\"a\x1e\"", "1..2",
+                             "1.2.3", "1-2", "+1", "1e3"})
         EXPECT_EQ(PcToEcr(line), "") << line;
     EXPECT_EQ(PcToEcr(std::string("1,\"a\0b\"", 7)), "");
     EXPECT_EQ(PcToEcr("\"abc\",1", 4), "");

@@ -12,7 +12,6 @@
 TEST(ToolsTest, HandlesTextsAtTheirEdges) {
     for (const size_t length : {1023u, 1024u, 4000u})
         EXPECT_EQ(Format("%s%-3d", std::string(length, 'x').c_str(), 7), std::string(length, 'x') + "7  ");
-    EXPECT_EQ(Align("12345", 3, ' ') + Align("7", 3, '0'), "345007");
     EXPECT_EQ(FailureOf([] { Align("a", -1, ' '); }).find("99 Internal error in file 'src/Tools.cpp' line "),
               0u);
     EXPECT_EQ(Path::GetExtension("a.b/c"), "b/c");
