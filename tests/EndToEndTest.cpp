@@ -1,4 +1,5 @@
 #include <fstream>
+#include <tuple>
 
 #include "EndToEnd.h"
 
@@ -62,17 +63,12 @@ TEST_F(EndToEndTest, ReportsRejectedAndBadRecordsByLine) {
               "\n\nFound 1 bad format record(s)\n2 record(s) rejected by ECR\n"
               "I/O statistics : OUT frames = 6, IN frames = 5\nCompleted with errors\n");
     EXPECT_EQ(Section(ecr, "3"), "6,\"ok\"\r\n8,\"x\"\r\n");
-    const struct {
-        const char* text;
-        const char* parameter;
-        int status;
-    } cases[] = {{"7,\"no\"\n", "/Note=1", 14},
-                 {"5,\"no\"\n", "/Note=1", 14},
-                 {"1,\"a\"\n1,\"b\"\n", "/IgnoreDuplicates=0", 2},
-                 {"1,\"a\"\n1,\"b\"\n", "/IgnoreDuplicates=1", 0},
-                 {"1,\"a\"\n\n", "/IgnoreDuplicates=1", 2}};
-    for (const auto& c : cases)
-        EXPECT_EQ(Tavo(ecr, {"send", "3", File("a.csv", c.text), c.parameter}).status, c.status) << c.text;
+    for (const auto& [text, parameter, status] : {std::tuple("7,1\n", "/Note=1", 14),
+                                                  {"5,1\n", "/Note=1", 14},
+                                                  {"1,1\n1,2\n", "/IgnoreDuplicates=0", 2},
+                                                  {"1,1\n1,2\n", "/IgnoreDuplicates=1", 0},
+                                                  {"1,1\n\n", "/IgnoreDuplicates=1", 2}})
+        EXPECT_EQ(Tavo(ecr, {"send", "3", File("a.csv", text), parameter}).status, status) << text;
 }
 
 TEST_F(EndToEndTest, SendsSeveralRecordsBeforeItTakesTheirAnswers) {
@@ -187,11 +183,10 @@ TEST_F(EndToEndTest, EndsEveryFailureBeforeTheLineWithItsOwnStatus) {
 }
 
 TEST_F(EndToEndTest, ShowsTheUsageAndLogsALongCommandLineWhole) {
-    const RunResult usage = RunProgram({TAVO_PROGRAM, "-?"});
-    EXPECT_EQ(usage.output.find("Data exchange tool for ZEL ECRs.\n\n\nVersion 3.3.3 (Compiled: "), 0u);
-    EXPECT_NE(
-        usage.output.find("  TAVO.EXE command data [filename] [parameters]\n\n\n  command      - Read,"),
-        std::string::npos);
+    const std::string usage = RunProgram({TAVO_PROGRAM, "-?"}).output;
+    EXPECT_EQ(usage.find("Data exchange tool for ZEL ECRs.\n\n\nVersion 3.3.3 (Compiled: "), 0u);
+    EXPECT_NE(usage.find("  TAVO.EXE command data [filename] [parameters]\n\n\n  command      - Read,"),
+              std::string::npos);
     EXPECT_EQ(RunProgram({TAVO_PROGRAM}).status, 0);
     const Simulator ecr;  // which the run finds by the INI file
     ini = File("TAVO.ini", "[Common]\nStandardLog=1\n[ECR_Till]\nTTY=" + ecr.Tty() + "\n");

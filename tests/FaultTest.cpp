@@ -82,7 +82,7 @@ constexpr struct Operation {
 
 /** What came of a session: exit status, and what file and register hold. */
 struct Outcome {
-    int status = -1;
+    int status = 0;
     std::string state;
 };
 
@@ -100,7 +100,11 @@ protected:
         options.version = version;
         options.recordsInPacket = operation.recordsInPacket;
         options.fiscalWaits = 1;
-        Configure(options);
+        AppConfig::Clear();
+        AppConfig::SetParameter("SerialProtocolVersion", std::to_string(version), false);
+        AppConfig::SetParameter("SerialProtocolRetryCount", "4", false);
+        AppConfig::SetParameter("RecordsInPacket", std::to_string(operation.recordsInPacket), false);
+        FileErrors::Reset();
         const bool isFiscal = operation.command == Command_ExecuteFiscal;
         Register ecr(options);
         std::vector<Record> done;
@@ -133,15 +137,12 @@ protected:
         return outcome;
     }
 
-    /** Adds up what comes of a session: a status of 0 promises the state that a session without faults
-     * leaves. */
+    /** Runs a session; its status of 0 promises the state that a session without faults leaves. */
     void Count(const Operation& operation, int version, const std::string& where,
                const VirtualLine::Carry& carry, const bool& isExcused) {
-        const auto withoutFaults = [](VirtualLine&, const Bytes& block) {
+        const Outcome clean = Run(operation, version, [](VirtualLine&, const Bytes& block) {
             return FaultyLine({}, 0).Carry(block);
-        };
-        Outcome& clean = cleanOutcomes[{operation.name, version}];
-        if (clean.status != 0) clean = Run(operation, version, withoutFaults);
+        });
         const Outcome outcome = Run(operation, version, carry);
         sessions++;
         if (outcome.status == 0) successes++;
@@ -160,21 +161,9 @@ protected:
     }
 
 private:
-    static void Configure(const Options& options) {
-        AppConfig::Clear();
-        for (const auto& [name, value] : {std::pair("SerialProtocolVersion", options.version),
-                                          {"SerialProtocolRetryCount", 4},
-                                          {"RecordsInPacket", options.recordsInPacket}})
-            AppConfig::SetParameter(name, std::to_string(value), false);
-        AppConfig::SetParameter("ConfigFilePath", "/nonexistent", false);
-        AppConfig::Initialize();
-        FileErrors::Reset();
-    }
-
     const TempFolder folder{"/dev/shm"};  // thousands of files are flushed to their device
     int sessions = 0;
     int successes = 0;
-    std::map<std::pair<std::string, int>, Outcome> cleanOutcomes;
     std::map<std::string, int> untrue;
     std::set<std::string> faulty;
 };

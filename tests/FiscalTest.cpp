@@ -1,4 +1,5 @@
 #include <algorithm>
+#include <tuple>
 
 #include "EndToEnd.h"
 
@@ -63,22 +64,19 @@ TEST_F(FiscalTest, ExecutesNothingWhenALineIsBadButLeavesOutLinesThatAreNoRecord
 }
 
 TEST_F(FiscalTest, EndsAtTheCommandThatTheEcrRefuses) {
-    const struct {
-        const char* answer;
-        const char* message;
-        int status;
-    } cases[] = {{"1", "\nUnknown command\n", 15},
-                 {"2", "\nIncorrect keylock position\n", 3},
-                 {"3", "\nCommunication error: Unexpected data received\n", 5},
-                 {"4", "\nCommand has bad data\n", 14},
-                 {"6", "\nCommand failed or can not be executed in current context\n", 4},
-                 {"7", "\nECR fiscal protocol is not activated\n", 12},
-                 {"8", "\nBad or missing password\n", 11}};
     File("a.csv", "12,\"a\"\n306,1\n12,\"b\"\n");  // 306 is 50 in one byte
-    for (const auto& c : cases)
-        EXPECT_EQ(Output(Simulator({"--refuse", std::string("50=") + c.answer}),
-                         {"executefiscal", folder / "a.csv"}),
-                  preparing + Sent(1) + c.message + Failed(c.status));
+    for (const auto& [answer, message, status] :
+         {std::tuple(1, "Unknown command", 15),
+          {2, "Incorrect keylock position", 3},
+          {3, "Communication error: Unexpected data received", 5},
+          {4, "Command has bad data", 14},
+          {6, "Command failed or can not be executed in current context", 4},
+          {7, "ECR fiscal protocol is not activated", 12},
+          {8, "Bad or missing password", 11}}) {
+        const Simulator ecr({"--refuse", "50=" + std::to_string(answer)});
+        EXPECT_EQ(Output(ecr, {"executefiscal", folder / "a.csv"}),
+                  preparing + Sent(1) + "\n" + message + "\n" + Failed(status));
+    }
 }
 
 TEST_F(FiscalTest, MakesTheStatusFileBeforeItAsks) {
