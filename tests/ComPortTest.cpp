@@ -82,11 +82,9 @@ TEST_F(ComPortTest, WaitsWithoutLimitAfterTheFirstByteAndStopsAtTheEndByte) {
     terminal.Send("a");
     std::thread late([this] {
         std::this_thread::sleep_for(std::chrono::milliseconds(300));
-        terminal.Send(
-            "b\x03"
-            "d");
+        terminal.Send("b\nd");
     });
-    EXPECT_EQ(port.ReadUnknownSize(buffer, sizeof buffer, 3), 3u);
+    EXPECT_EQ(port.ReadUnknownSize(buffer, sizeof buffer, '\n'), 3u);
     late.join();
     EXPECT_TRUE(port.Read(buffer, 1));
     EXPECT_EQ(buffer[0], 'd');

@@ -24,15 +24,14 @@ protected:
         return Tavo(words);
     }
     /** The output of a run, which tells its exit status, too. */
-    std::string Output(const std::vector<std::string>& words) const {
-        const RunResult run = Tavo(words);
+    static std::string Told(const RunResult& run) {
         const std::string told = "\nReturn value " + std::to_string(run.status) + "\n";
         EXPECT_NE(run.output.find(told), std::string::npos) << run.output << "but ends with " << run.status;
         return run.output;
     }
-    std::string Output(const Simulator& ecr, std::vector<std::string> words) const {
-        words.push_back("/TTY=" + ecr.Tty());
-        return Output(words);
+    std::string Output(const std::vector<std::string>& words) const { return Told(Tavo(words)); }
+    std::string Output(const Simulator& ecr, const std::vector<std::string>& words) const {
+        return Told(Tavo(ecr, words));
     }
     std::string File(const std::string& name, const std::string& text) const {
         WriteText(folder / name, text);

@@ -34,33 +34,37 @@ protected:
     /** Runs the command for k = 1, 2, 3, ... until it ends before the k-th call. */
     void FailEach(const std::vector<std::string>& command, const std::function<void()>& prepare,
                   const std::function<void(const RunResult& run, const std::string& trace)>& check) {
-        for (const auto& failure : failures) {
-            const int step = std::getenv("TAVO_ALL_CALLS") != nullptr ? 1 : failure.step;
+        for (const auto& [among, mode, step] : failures) {
             std::string function;
-            for (int k = 1; function != "none"; k += step) {
+            for (int k = 1; function != "none"; k += std::getenv("TAVO_ALL_CALLS") != nullptr ? 1 : step) {
                 prepare();
                 Simulator ecr({"--trace", "--once", "--data", folder / "register"});
                 // held open, so that the register hangs up after the run, and after the last byte of it
                 const int line = open(("/dev/" + ecr.Tty()).c_str(), O_RDWR | O_NOCTTY | O_CLOEXEC);
                 const std::vector<unsigned> settings = SettingsOf(line);
+                std::vector<std::string> words = Words(command);
+                words.insert(words.begin(),
+                             {"/usr/bin/env", std::string("LD_PRELOAD=") + FAILING_CALLS,
+                              "FAIL_REPORT=" + folder / "failed", std::string("FAIL_AMONG=") + among,
+                              std::string("FAIL_MODE=") + mode, "FAIL_AT=" + std::to_string(k)});
+                words.insert(words.end(),
+                             {"/TTY=" + ecr.Tty(), "/EcrOperationMaxTime=100", "/EcrCommMaxTime=100",
+                              "/ComStallMaxTime=200", "/SerialProtocolResponseMaxTime=100",
+                              "/SerialProtocolRetryCount=2"});
                 std::remove((folder / "failed").c_str());
-                const RunResult run =
-                    RunFailing(command, {std::string("FAIL_AMONG=") + failure.among,
-                                         std::string("FAIL_MODE=") + failure.mode,
-                                         "FAIL_AT=" + std::to_string(k), TAVO_PROGRAM, "/TTY=" + ecr.Tty()});
+                const RunResult run = RunProgram(words);
                 const bool isPortRestored = SettingsOf(line) == settings;
                 close(line);
                 function = ReadText(folder / "failed");
-                SCOPED_TRACE(command[0] + ": of " + failure.among + ", number " + std::to_string(k) + " (" +
-                             function + ") fails, " + failure.mode);
+                SCOPED_TRACE(Format("%s: of %s, number %d (%s) fails, %s", command[0].c_str(), among, k,
+                                    function.c_str(), mode));
                 ASSERT_NE(function, "") << run.output;
                 EXPECT_GE(run.status, 0) << "ended by a signal\n" << run.output;
-                EXPECT_TRUE(isPortRestored || failure.mode != std::string("once"));
+                EXPECT_TRUE(isPortRestored || mode != std::string("once"));
                 check(run, ecr.Finish().output);
                 injected[function]++;
             }
         }
-        injected.erase("none");
         ReportInjected();
     }
 
@@ -84,23 +88,13 @@ private:
                 cfgetospeed(&settings)};
     }
 
-    RunResult RunFailing(const std::vector<std::string>& command, std::vector<std::string> words) const {
-        words.insert(words.begin(), {"/usr/bin/env", std::string("LD_PRELOAD=") + FAILING_CALLS,
-                                     "FAIL_REPORT=" + folder / "failed"});
-        words.insert(words.end() - 1, command.begin(), command.end());
-        words.insert(words.end(), {"/EcrOperationMaxTime=100", "/EcrCommMaxTime=100", "/ComStallMaxTime=200",
-                                   "/SerialProtocolResponseMaxTime=100", "/SerialProtocolRetryCount=2",
-                                   "/LogFilePath=" + folder / "log", "/ConfigFilePath=" + ini});
-        return RunProgram(words);
-    }
-
     /** Every function that the run of any command calls has failed at least once. */
     void ReportInjected() {
-        int count = 0;
+        int count = -injected["none"];
         std::string text;
         for (const auto& [function, times] : injected) {
             count += times;
-            text += " " + function + " " + std::to_string(times);
+            if (function != "none") text += " " + function + " " + std::to_string(times);
         }
         std::printf("%d failures injected:%s\n", count, text.c_str());
         for (const char* function :

@@ -2,7 +2,10 @@
 
 #include <gtest/gtest.h>
 
+#include <tuple>
+
 #include "AppConfig.h"
+#include "EcrComm/CommChannels/Compatibility/TcFrameSeqNo.h"
 #include "Support.h"
 
 namespace {
@@ -101,4 +104,54 @@ TEST_F(PortWithTCTest, RefusesABlockThatNoFrameHolds) {
     EXPECT_EQ(FailureOf([&] { port.Write(nullptr, 1); }).substr(0, 2), "99");
     EXPECT_EQ(FailureOf([&] { port.Read(buffer, 0); }).substr(0, 2), "99");
     EXPECT_EQ(FailureOf([] { PortWithTC::Create(CommChannel_SerialPort); }).substr(0, 2), "99");
+}
+
+TEST(TcFrameTest, WritesAndReadsTheBytesOfEachVersion) {
+    for (const auto& [version, payload, number, bytes] :
+         {std::tuple(1, "01 02 41", 0x20, "02 01 10 A2 41 42 7A 03"),
+          {2, "01 02 41", 0x20, "02 20 01 10 A2 41 62 64 03"},
+          {3, "01 02 41", 0x20, "02 20 01 10 A2 41 62 67 03"},
+          {1, "03 06 10 15", 0x21, "02 10 A3 10 A6 10 B0 10 B5 00 D2 03"},
+          {2, "03 06 10 15", 0x21, "02 21 10 A3 10 A6 10 B0 10 B5 21 4F 03"},
+          {3, "03 06 10 15", 0x21, "02 21 10 A3 10 A6 10 B0 10 B5 21 53 03"},
+          {1, "7D 02", 0x7C, "02 7D 10 A2 7F 10 A2 03"},
+          {2, "7D 02", 0x7C, "02 7C 7D 10 A2 10 A3 FB 03"},
+          {3, "7D 02", 0x7C, "02 7C 7D 10 A2 10 A3 FD 03"},
+          {2, "55", 0xFF, "02 FF 55 AA 54 03"},
+          {3, "", 0x20, "02 20 20 20 03"}}) {
+        auto seqNo = static_cast<byte>(number);
+        const Bytes frame = BuildFrame(version, FromHex(payload), seqNo);
+        EXPECT_EQ(ToHex(frame), bytes) << "version " << version;
+        EXPECT_EQ(BuildFrame(version, FromHex(payload), seqNo, frame.size()), frame);
+        EXPECT_TRUE(BuildFrame(version, FromHex(payload), seqNo, frame.size() - 1).empty());
+        EXPECT_EQ(ToHex(ParseFrame(version, FromHex(bytes), seqNo)), payload);
+        EXPECT_EQ(seqNo, number);
+    }
+}
+
+TEST(TcFrameTest, RefusesFlippedAndCutFramesAndTakesLongOnes) {
+    for (int version = 1; version <= 3; version++) {
+        byte seqNo = 0;
+        const Bytes good = BuildFrame(version, FromHex("01 02 41 10 7F"), 0x20);
+        for (size_t i = 0; i < good.size(); i++) {
+            Bytes frame = good;
+            frame[i] ^= 0x40;
+            EXPECT_TRUE(ParseFrame(version, frame, seqNo).empty()) << "version " << version << " byte " << i;
+            frame.resize(i);
+            EXPECT_TRUE(ParseFrame(version, frame, seqNo).empty());
+        }
+        // escapes that leave a read past the end for the sanitizer to see
+        for (const char* frame : {"02 10 10 10 10 03", "02 20 10 10 10 10 10 03", "02 20 41 41 10 03"})
+            EXPECT_TRUE(ParseFrame(version, FromHex(frame), seqNo).empty());
+        const Bytes payload(400, 0x10);
+        EXPECT_EQ(ParseFrame(version, BuildFrame(version, payload, 0x33), seqNo), payload);
+    }
+}
+
+TEST(TcFrameTest, CountsSequenceNumbersInACircleWithoutControlBytes) {
+    EXPECT_EQ(TcFrameSeqNo::Next(0), 32);
+    EXPECT_EQ(TcFrameSeqNo::Next(255), 32);
+    EXPECT_EQ(TcFrameSeqNo::Next(32), 33);
+    for (int i = 0; i < 256; i++)
+        EXPECT_EQ(BuildFrame(3, FromHex("41"), static_cast<byte>(i)).empty(), i > 0 && i < 32) << i;
 }
