@@ -8,6 +8,7 @@
 #include <termios.h>
 #include <unistd.h>
 
+#include <cerrno>
 #include <cstdio>
 #include <cstring>
 #include <string>
@@ -17,10 +18,13 @@ namespace {
 constexpr int registerCount = 38;
 constexpr int baud = 115200;
 constexpr int server = 1;
+constexpr uint32_t patience = 10;  // s
 
 modbus_t* NewContext(const std::string& device) {
     modbus_t* context = modbus_new_rtu(device.c_str(), baud, 'N', 8, 1);
     modbus_set_slave(context, server);
+    modbus_set_response_timeout(context, patience, 0);  // half a second can pass on a machine that is busy
+    modbus_set_byte_timeout(context, patience, 0);
     return context;
 }
 
@@ -49,7 +53,10 @@ int WriteRegisters(const std::string& tty, int count) {
     uint16_t values[registerCount];
     std::memset(values, 'A', sizeof values);
     for (int i = 0; i < count; i++)
-        if (modbus_write_registers(context, 0, registerCount, values) != registerCount) return EXIT_FAILURE;
+        if (modbus_write_registers(context, 0, registerCount, values) != registerCount) {
+            std::fprintf(stderr, "bench_modbus: %s\n", modbus_strerror(errno));
+            return EXIT_FAILURE;
+        }
     modbus_close(context);
     modbus_free(context);
     return EXIT_SUCCESS;
