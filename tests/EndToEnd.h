@@ -2,7 +2,10 @@
 
 #include <gtest/gtest.h>
 
+#include <cstdlib>
+#include <iterator>
 #include <regex>
+#include <sstream>
 
 #include "Programs.h"
 #include "Support.h"
@@ -12,9 +15,15 @@ inline RunResult RunProgram(const std::vector<std::string>& arguments) { return 
 /** Runs of the built program against the simulated register. */
 class EndToEndTest : public testing::Test {
 protected:
-    /** The command line of a run, with parameters that keep it off the machine's own files. */
+    /**
+     * The command line of a run, with parameters that keep it off the machine's own files; under the program
+     * that TAVO_UNDER names, if it names one.
+     */
     std::vector<std::string> Words(std::vector<std::string> words) const {
+        const char* under = std::getenv("TAVO_UNDER");
+        std::istringstream prefix(under != nullptr ? under : "");
         words.insert(words.begin(), TAVO_PROGRAM);
+        words.insert(words.begin(), std::istream_iterator<std::string>(prefix), {});
         words.insert(words.end(), {"/LogFilePath=" + folder / "log", "/ConfigFilePath=" + ini});
         return words;
     }

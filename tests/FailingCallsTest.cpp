@@ -34,9 +34,13 @@ protected:
     /** Runs the command for k = 1, 2, 3, ... until it ends before the k-th call. */
     void FailEach(const std::vector<std::string>& command, const std::function<void()>& prepare,
                   const std::function<void(const RunResult& run, const std::string& trace)>& check) {
+        const bool isAll = std::getenv("TAVO_ALL_CALLS") != nullptr;
+        // valgrind, which has an allocator of its own and takes its time
+        const bool isUnder = std::getenv("TAVO_UNDER") != nullptr;
         for (const auto& [among, mode, step] : failures) {
+            if (isUnder && among == std::string("malloc")) continue;
             std::string function;
-            for (int k = 1; function != "none"; k += std::getenv("TAVO_ALL_CALLS") != nullptr ? 1 : step) {
+            for (int k = 1; function != "none"; k += isAll ? 1 : isUnder ? 9 : step) {
                 prepare();
                 Simulator ecr({"--trace", "--once", "--data", folder / "register"});
                 // held open, so that the register hangs up after the run, and after the last byte of it
@@ -60,6 +64,7 @@ protected:
                                     function.c_str(), mode));
                 ASSERT_NE(function, "") << run.output;
                 EXPECT_GE(run.status, 0) << "ended by a signal\n" << run.output;
+                EXPECT_NE(run.status, 77) << "valgrind has found something";
                 EXPECT_TRUE(isPortRestored || mode != std::string("once"));
                 check(run, ecr.Finish().output);
                 injected[function]++;
@@ -74,6 +79,10 @@ protected:
         EXPECT_EQ(run.status, 0) << run.output;
     }
     std::string Stored() { return Section(Simulator({"--data", folder / "register"}), "3"); }
+
+    void ExpectInjected(const char* function) {
+        EXPECT_TRUE(injected[function] > 0 || std::getenv("TAVO_UNDER") != nullptr) << function;
+    }
 
     std::map<std::string, int> injected;
     const std::string records = "1;\"Bread\";1.25\r\n2;\"Milk, fresh\";0.5\r\n3;\"Tea\";3\r\n";
@@ -100,7 +109,7 @@ private:
         for (const char* function :
              {"open", "close", "pipe2", "fstat", "read", "write", "ftruncate", "flock", "poll", "tcgetattr",
               "tcsetattr", "fopen", "fwrite", "fflush", "fclose", "malloc"})
-            EXPECT_GT(injected[function], 0) << function;
+            ExpectInjected(function);
     }
 };
 
@@ -114,7 +123,7 @@ TEST_F(FailingCallsTest, ReadNeverCallsAnIncompleteFileComplete) {
             EXPECT_TRUE(run.status != 0 || ReadText(back) == records);
             EXPECT_EQ(Stored(), records);
         });
-    EXPECT_GT(injected["fsync"], 0);
+    ExpectInjected("fsync");
 }
 
 TEST_F(FailingCallsTest, SendNeverCallsAnIncompleteSectionComplete) {
@@ -131,7 +140,7 @@ TEST_F(FailingCallsTest, SendNeverCallsAnIncompleteSectionComplete) {
             const std::string stored = Stored();
             EXPECT_TRUE(run.status != 0 || stored == text) << stored;
         });
-    EXPECT_GT(injected["pread"], 0);
+    ExpectInjected("pread");
 }
 
 TEST_F(FailingCallsTest, ReadAndClearNeverClearsWhatIsNotInTheFile) {
@@ -144,7 +153,7 @@ TEST_F(FailingCallsTest, ReadAndClearNeverClearsWhatIsNotInTheFile) {
             EXPECT_TRUE(isCleared ? ReadText(back) == records : run.status != 0) << "status " << run.status;
             if (isCleared) Store();
         });
-    EXPECT_GT(injected["fsync"], 0);
+    ExpectInjected("fsync");
 }
 
 TEST_F(FailingCallsTest, ExecuteFiscalExecutesNothingTwiceAndLeavesNothingOut) {
