@@ -39,7 +39,7 @@ no value here
 )";
     const std::string longValue(300, 'v');
     Load(text + "Key=o\fKey2=p\r\n[COMMON]\nLong=" + longValue + "\nPadded=" + std::string(250, ' ') +
-         "123456789\n\x1aHidden=1\n");
+         "123456789\n\x1a\nHidden=1\n");
     EXPECT_EQ(Values("common", {"comnumber", "Empty", "Quoted", "Repeated", "Padded", "Hidden"}),
               "ttyS0||\"a=b\"|2|12345|-|");
     EXPECT_EQ(Values("Common", {"Long"}), longValue.substr(0, 255) + "|");

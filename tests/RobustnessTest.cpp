@@ -4,14 +4,12 @@
 #include <memory>
 
 #include "EndToEnd.h"
-#include "Tools.h"
 
 namespace {
 
 /** Rivals for a port, signals, stalled lines and poor surroundings, for the built program. */
 class RobustnessTest : public EndToEndTest {
 protected:
-    RobustnessTest() { Directory::Create(folder / "log"); }  // runs that begin together would race for it
     std::unique_ptr<Process> Start(const std::vector<std::string>& words) const {
         return std::make_unique<Process>(Words(words));
     }
