@@ -50,7 +50,7 @@ protected:
     std::string TakeLog() const {
         const std::string path = folder / "log/TAVO.log";
         const std::regex stamps(R"(\d\d\.\d\d\.\d{4} \d\d:\d\d:\d\d\.\d{3} (TAVO driver version.*\n)?)");
-        const std::string log = std::regex_replace(ReadText(path), stamps, "");
+        std::string log = std::regex_replace(ReadText(path), stamps, "");
         std::remove(path.c_str());
         return log;
     }

@@ -35,14 +35,16 @@ long callsLeft = 0;     // to the one that fails first
 const char* failedFunction = nullptr;
 int (*realMain)(int, char**, char**) = nullptr;
 
-bool Is(const char* variable, const char* value) {
-    const char* text = std::getenv(variable);
-    return text != nullptr && std::strcmp(text, value) == 0;
+const char* ValueOf(const char* variable) {
+    const char* value = std::getenv(variable);
+    return value == nullptr ? "" : value;
 }
+
+bool Is(const char* variable, const char* value) { return std::strcmp(ValueOf(variable), value) == 0; }
 
 void Report(const char* text) {
     isActive = false;  // the report is no call of the program
-    const int file = open(std::getenv("FAIL_REPORT"), O_WRONLY | O_CREAT | O_TRUNC, 0666);
+    const int file = open(ValueOf("FAIL_REPORT"), O_WRONLY | O_CREAT | O_TRUNC, 0666);
     if (write(file, text, std::strlen(text)) < 0 || close(file) != 0) std::abort();
 }
 
@@ -71,7 +73,7 @@ Function* Next(const char* name) {
 int CountedMain(int argc, char** argv, char** environment) {
     // valgrind, under which the program may run, has a main of its own
     if (std::strcmp(program_invocation_short_name, "tavo") != 0) return realMain(argc, argv, environment);
-    callsLeft = std::strtol(std::getenv("FAIL_AT"), nullptr, 10);
+    callsLeft = std::strtol(ValueOf("FAIL_AT"), nullptr, 10);
     alarm(longestRun);
     isActive = true;
     const int status = realMain(argc, argv, environment);
@@ -87,8 +89,10 @@ __attribute__((destructor)) void EndCounting() {
 
 }  // namespace
 
-// A function that does nothing but fail, with an errno, when its turn has come. (A macro: its name and its
-// parameters are the C library's.)
+// Macros, as the names and parameters are the C library's.
+// NOLINTBEGIN(bugprone-macro-parentheses)
+
+// A function that does nothing but fail, with an errno, when its turn has come.
 #define FAILING(Result, name, parameters, arguments, failure, error)                       \
     extern "C" Result name parameters {                                                    \
         return Fails(#name, error) ? (failure) : Next<Result parameters>(#name) arguments; \
@@ -103,6 +107,8 @@ __attribute__((destructor)) void EndCounting() {
         if (fails) errno = ENOSPC;                            \
         return fails ? -1 : result;                           \
     }
+
+// NOLINTEND(bugprone-macro-parentheses)
 
 FAILING(int, pipe2, (int ends[2], int flags), (ends, flags), -1, EMFILE)
 FAILING(int, mkdir, (const char* path, mode_t mode) noexcept, (path, mode), -1, ENOSPC)

@@ -30,9 +30,8 @@ struct RunResult {
 class Process {
 public:
     explicit Process(std::vector<std::string> arguments) {
-        std::vector<char*> argv;
-        for (std::string& argument : arguments) argv.push_back(argument.data());
-        argv.push_back(nullptr);
+        std::vector<char*> argv(arguments.size() + 1);
+        for (size_t i = 0; i < arguments.size(); i++) argv[i] = arguments[i].data();
         int ends[2];
         if (pipe2(ends, O_CLOEXEC) != 0) std::abort();
         m_id = fork();
@@ -63,7 +62,7 @@ public:
     std::string ReadLine() {
         while (m_read.find('\n') == std::string::npos)
             if (!ReadMore()) return "";
-        const std::string line = m_read.substr(0, m_read.find('\n'));
+        std::string line = m_read.substr(0, m_read.find('\n'));
         m_read.erase(0, line.size() + 1);
         return line;
     }

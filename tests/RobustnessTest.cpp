@@ -115,9 +115,10 @@ TEST_F(RobustnessTest, ServesManyRegistersWithOneLog) {
     std::string records;
     for (int i = 1; i <= 20; i++) records += std::to_string(i) + ",\"Article\"\r\n";
     const std::string file = File("a.csv", records);
-    std::vector<std::unique_ptr<Simulator>> registers;
+    std::vector<std::unique_ptr<Simulator>> registers(count);
+    for (auto& ecr : registers) ecr = std::make_unique<Simulator>();
     std::vector<std::unique_ptr<Process>> runs;
-    for (int i = 0; i < count; i++) registers.push_back(std::make_unique<Simulator>());
+    runs.reserve(count);
     for (const auto& ecr : registers)  // every other run takes its own lines back at its end
         runs.push_back(Start(
             {"send", "3", file, "/TTY=" + ecr->Tty(), "/StandardLog=" + std::to_string(runs.size() % 2)}));
