@@ -2,18 +2,19 @@
 
 #include <algorithm>
 #include <cctype>
-#include <cstring>
 
 #include "AppConfig.h"
 #include "DataConverter.h"
 #include "Defaults.h"
 #include "EcrComm/CommChannels/TcFrame.h"
 #include "EcrComm/FrameFormatter.h"
+#include "EcrComm/Protocols.h"
 #include "FileStream.h"
 #include "Format.h"
 #include "Formatting/BinaryDataFormatter.h"
 #include "Formatting/TextDataParser.h"
 #include "OLVE_Compatibility.h"
+#include "Record.h"
 #include "Tools.h"
 
 namespace {
@@ -24,6 +25,8 @@ constexpr const char* blanks = " \t";
 constexpr const char* byteOrderMark = "\xEF\xBB\xBF";
 constexpr byte anySeqNo = 32;
 
+char TheDelimiter() { return AppConfig::GetParameter("Delimiter", defaultCsvDelimiter)[0]; }
+
 const byte* BytesOf(const std::string& text) { return reinterpret_cast<const byte*>(text.data()); }
 
 /** A line's fields one after another, with the place of each. */
@@ -33,10 +36,14 @@ public:
         : TextDataParser(BytesOf(line), static_cast<uint16_t>(line.size())), m_line(line) {}
 
     size_t GetPosition() const { return m_position; }
+    bool IsTooLongOrHasNul() {
+        char field[maxFieldLength + 1];
+        return GetField(field, sizeof field, true) == GetFieldResult_Error;
+    }
 
     /** The next field as it stands between the delimiters, without blanks around it. */
     std::string PeekRaw() const {
-        const char delimiter = AppConfig::GetParameter("Delimiter", defaultCsvDelimiter)[0];
+        const char delimiter = TheDelimiter();
         bool inQuotes = false;
         size_t end = m_position;
         for (; end < m_line.size() && (inQuotes || m_line[end] != delimiter); end++)
@@ -75,7 +82,7 @@ std::string DiagnoseNumber(const std::string& raw) {
     const std::string written = TrimLeft(raw, "-0.");
     const bool isSame = written.compare(0, digits.size(), digits) == 0 &&
                         written.find_first_not_of("0.", digits.size()) == std::string::npos;
-    if (!isSame) return "number is too large: it arrives as " + value;
+    if (!isSame) return "number has too many digits: it arrives as " + value;
     return DecimalToString(readBack, sizeof readBack, number) ? "" : "number is too long to be read back";
 }
 
@@ -94,21 +101,20 @@ std::string DiagnoseUnknown(const std::string& raw) {
                       : Format("byte %02x", static_cast<unsigned char>(raw[0])).c_str());
 }
 
-/** Why the next field cannot be taken, or what is odd about it. */
-std::string DiagnoseField(FieldType type, const std::string& raw) {
-    if (raw.find('\0') != std::string::npos) return "field has a NUL byte";
+std::string DiagnoseControl(const std::string& raw) {
+    const auto control = std::find_if(raw.begin(), raw.end(), [](unsigned char c) { return c < 31; });
+    return control == raw.end() ? "" : Format("text has a control character (%02x)", *control);
+}
+
+/** Why a field cannot be taken, or what is odd about it. */
+std::string DiagnoseField(FieldType type, const std::string& raw, bool isBad) {
+    const std::string control = isBad && type == FieldType_String ? DiagnoseControl(raw) : "";
+    if (!control.empty()) return control;
     switch (type) {
-        case FieldType_String: {
-            const std::string cause = DiagnoseText(raw);
-            if (!cause.empty()) return cause;
-            const auto control = std::find_if(raw.begin(), raw.end(), [](unsigned char c) { return c < 31; });
-            return control == raw.end() ? "" : Format("text has a control character (%02x)", *control);
-        }
+        case FieldType_String: return DiagnoseText(raw);
         case FieldType_Number: return DiagnoseNumber(raw);
         case FieldType_Binary: return DiagnoseBinary(raw);
-        default:
-            return raw.size() > maxFieldLength ? Format("field is longer than %zu characters", maxFieldLength)
-                                               : DiagnoseUnknown(raw);
+        default: return DiagnoseUnknown(raw);
     }
 }
 
@@ -117,7 +123,8 @@ bool IsIndexed(const std::string& line) {
     FieldScanner fields(line);
     Decimal number;
     const FieldType type = fields.GetFieldType();
-    return type != FieldType_Unknown && (type != FieldType_Number || fields.GetNumber(number));
+    if (type != FieldType_Number) return type != FieldType_Unknown;
+    return fields.GetNumber(number) && (number.ToInt64() != -1 || fields.GetFieldType() == FieldType_None);
 }
 
 /** Number of a record, 0 where the line has none or nothing behind it. */
@@ -128,18 +135,51 @@ int64_t NumberOf(const std::string& line) {
     return isNumber && fields.GetFieldType() != FieldType_None ? number.ToInt64() : 0;
 }
 
+/** The data of the application frame that the line makes; empty for one that does not fit a record. */
+Record DataOf(const std::string& line, bool isCommand) {
+    byte data[commIoBufferSize];
+    FieldScanner fields(line);
+    Decimal code;
+    const bool hasCode = isCommand && fields.GetNumber(code);
+    const uint16_t length = DataConverter::PcToEcr(fields, data, sizeof data);
+    Record record(data, data + length);
+    if (hasCode) record.insert(record.begin(), static_cast<byte>(code.ToInt64()));
+    return record;
+}
+
 /** What the record as a whole is too long for. */
-void DiagnoseLength(const std::string& line, std::vector<Finding>& findings) {
-    byte message[FrameFormatter::headerSize + commIoBufferSize];
-    const uint16_t length = DataConverter::PcToEcr(BytesOf(line), static_cast<uint16_t>(line.size()),
-                                                   message + FrameFormatter::headerSize, commIoBufferSize);
-    byte frame[commIoBufferSize];
-    if (length == 0)
+void DiagnoseLength(const std::string& line, bool isCommand, std::vector<Finding>& findings) {
+    const Record data = DataOf(line, isCommand);
+    if (data.empty()) {
         findings.push_back({true, 0, 1, "record is longer than the register takes"});
-    else if (TcFrame::Build(message, static_cast<uint16_t>(length + FrameFormatter::headerSize), anySeqNo,
-                            frame, sizeof frame) == 0)
+        return;
+    }
+    byte message[commIoBufferSize];
+    byte frame[commIoBufferSize];
+    const FrameFormatter formatter(GetProtocolIDBySet(isCommand ? Protocol_Fiscal : Protocol_Standard));
+    const size_t length = data.size() + FrameFormatter::headerSize;
+    const bool fits =
+        length <= sizeof message && TcFrame::Build(message,
+                                                   formatter.BuildFrame(message, sizeof message, data.data(),
+                                                                        static_cast<uint16_t>(data.size())),
+                                                   anySeqNo, frame, sizeof frame) != 0;
+    if (!fits)
         findings.push_back(
             {false, 0, 1, "record is too long for a frame: the transfer ends here with status 99"});
+}
+
+/** What is odd about a number that is to be a record's or a command's. */
+void DiagnoseKey(const std::string& line, bool isCommand, std::vector<Finding>& findings) {
+    FieldScanner fields(line);
+    Decimal number;
+    if (fields.GetFieldType() != FieldType_Number || !fields.GetNumber(number)) return;
+    if (isCommand && (number.GetDecimalCount() > 0 || number.ToInt64() < 0 || number.ToInt64() > 255))
+        findings.push_back({false, 1, 1,
+                            Format("code is no whole number from 0 to 255: it arrives as %d",
+                                   static_cast<byte>(number.ToInt64()))});
+    else if (!isCommand && number.GetDecimalCount() > 0)
+        findings.push_back(
+            {false, 1, 1, "record number has decimals: the point is left out when numbers are compared"});
 }
 
 /** Bytes of a UTF-8 sequence that begins here, 0 when none does. */
@@ -197,14 +237,30 @@ bool SeparatesAll(const std::vector<std::string>& lines, char delimiter) {
     return hasLine;
 }
 
+std::string NameOf(char delimiter) { return delimiter == '\t' ? "tab" : Format("'%c'", delimiter); }
+
 std::string DiagnoseDelimiter(const std::vector<std::string>& lines) {
-    const char delimiter = AppConfig::GetParameter("Delimiter", defaultCsvDelimiter)[0];
-    if (SeparatesAll(lines, delimiter)) return "";
+    const char delimiter = TheDelimiter();
+    // with a decimal comma every line may have both
+    const bool isAnyGood = std::any_of(lines.begin(), lines.end(), [](const std::string& line) {
+        return !line.empty() && !DataOf(line, false).empty();
+    });
+    if (isAnyGood && SeparatesAll(lines, delimiter)) return "";
     for (const char other : {',', ';', '\t', '|'})
         if (other != delimiter && SeparatesAll(lines, other))
-            return Format("every line has a %s, but the delimiter is '%c': set Delimiter",
-                          other == '\t' ? "tab" : Format("'%c'", other).c_str(), delimiter);
+            return "every line has a " + NameOf(other) + ", but the delimiter is " + NameOf(delimiter) +
+                   ": set Delimiter";
     return "";
+}
+
+std::string DiagnoseLineEnds(const std::vector<std::string>& lines) {
+    const std::string start = lines.empty() ? "" : lines[0].substr(0, 2);
+    if (start == "\xFF\xFE" || start == "\xFE\xFF")
+        return "line 1, column 1: the file is UTF-16: save it in the register's code page";
+    const bool hasBareReturn = std::any_of(lines.begin(), lines.end(), [](const std::string& line) {
+        return line.find('\r') != std::string::npos;
+    });
+    return hasBareReturn ? "carriage returns stand inside of lines: a line ends with a line feed" : "";
 }
 
 /** The first record, behind a heading that may be there, on account of which nothing is sorted. */
@@ -214,7 +270,8 @@ std::string DiagnoseOrder(const std::vector<std::string>& lines) {
         if (lines[i].empty() || !IsIndexed(lines[i])) continue;
         if (!isFirst && NumberOf(lines[i]) == 0)
             return Format(
-                "line %zu: no record number with fields behind it: nothing is sorted, and duplicates are "
+                "line %zu: no record number but 0 with fields behind it: nothing is sorted, and duplicates "
+                "are "
                 "not looked for",
                 i + 1);
         isFirst = false;
@@ -232,22 +289,32 @@ std::vector<Finding> DiagnoseLine(const std::string& line, bool isCommand) {
     FieldScanner fields(line);
     for (int field = 1;; field++) {
         const std::string raw = fields.PeekRaw();
-        const auto column = static_cast<int>(line.find_first_not_of(blanks, fields.GetPosition()) + 1);
+        const auto column = static_cast<int>(
+            line.find_first_not_of(TheDelimiter() == '\t' ? " " : blanks, fields.GetPosition()) + 1);
         const FieldType type = fields.GetFieldType();
         if (type == FieldType_None) break;
+        if (fields.IsTooLongOrHasNul()) {
+            const bool hasNul = raw.find('\0') != std::string::npos;
+            findings.push_back({true, field, column,
+                                hasNul ? "field has a NUL byte"
+                                       : Format("field is longer than %zu characters", maxFieldLength)});
+            return findings;
+        }
         byte converted[fileIoBufferSize];
         BinaryDataFormatter formatter(converted, sizeof converted);
         const bool isBad = !DataConverter::ConvertField(type, fields, formatter);
-        const std::string cause = DiagnoseField(type, raw);
+        const std::string cause = DiagnoseField(type, raw, isBad);
         if (isBad || !cause.empty()) findings.push_back({isBad, field, column, cause});
         if (isBad) return findings;
     }
     if (NumberOf(line) == -1)
-        findings.push_back({true, 1, 1, "-1 is no number for a record"});
+        findings.push_back(
+            {true, 1, 1, "-1, also with a point in it, is not taken as the first of several fields"});
     else if (isCommand && FieldScanner(line).GetFieldType() != FieldType_Number)
         findings.push_back({true, 1, 1, "a command begins with its code, a number"});
     else
-        DiagnoseLength(line, findings);
+        DiagnoseLength(line, isCommand, findings);
+    if (findings.empty() || !findings.back().isBad) DiagnoseKey(line, isCommand, findings);
     return findings;
 }
 
@@ -260,8 +327,8 @@ std::vector<std::string> DiagnoseFile(const std::vector<std::string>& lines, boo
             "first field: save it without one");
     const bool isSorted =
         !hasCommands && AppConfig::GetParameter("SortInputFileLines", defaultSortInputFileLines) != 0;
-    for (const std::string& warning : {DiagnoseCoding(lines, hasMark ? 3 : 0), DiagnoseDelimiter(lines),
-                                       isSorted ? DiagnoseOrder(lines) : ""})
+    for (const std::string& warning : {DiagnoseCoding(lines, hasMark ? 3 : 0), DiagnoseLineEnds(lines),
+                                       DiagnoseDelimiter(lines), isSorted ? DiagnoseOrder(lines) : ""})
         if (!warning.empty()) warnings.push_back(warning);
     return warnings;
 }

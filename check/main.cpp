@@ -1,12 +1,13 @@
 #include <cstdio>
-#include <memory>
+#include <new>
+#include <optional>
+#include <string>
 #include <vector>
 
 #include "CommandLine.h"
 #include "Diagnosis.h"
 #include "Driver.h"
 #include "Exceptions.h"
-#include "FileErrors.h"
 #include "Format.h"
 #include "InputFile.h"
 #include "RecordText.h"

@@ -77,7 +77,9 @@ constexpr struct {
      [](Options& o, const std::string&) { o.isTraced = true; }},
     {"--record", "FILE", "keep the traffic in this file, as text with times and meanings",
      [](Options& o, const std::string& v) { o.recordPath = v; }},
-    {"--replay", "FILE", "answer as this recording says, in place of a register, to the commands run then",
+    {"--replay", "FILE",
+     "answer as this recording says, in place of a register, to the commands run then; end with status 1 "
+     "where the tool departs from it",
      [](Options& o, const std::string& v) { o.replayPath = v; }},
     {"--help", nullptr, "show this text", [](Options& o, const std::string&) { o.isHelpRequested = true; }},
 };
@@ -86,6 +88,7 @@ constexpr struct {
 
 Options ParseOptions(int argc, char* argv[]) {
     Options options;
+    bool isRegister = false;
     for (int i = 1; i < argc; i++) {
         const std::string name = argv[i];
         bool isKnown = false;
@@ -103,7 +106,11 @@ Options ParseOptions(int argc, char* argv[]) {
             }
         }
         if (!isKnown) throw new CommandLineException("unknown option " + name);
+        isRegister = isRegister || (name != "--replay" && name != "--once" && name != "--help");
     }
+    if (!options.replayPath.empty() && isRegister)
+        throw new CommandLineException(
+            "--replay is in place of a register: of the other options it takes --once only");
     return options;
 }
 

@@ -10,7 +10,7 @@
 
 namespace {
 
-constexpr Time pauseInLine = 20'000;  // a longer one begins a new line, so that a replay keeps it
+constexpr Time pauseInLine = 3'000;  // a longer one begins a new line, so that a replay keeps it
 
 }  // namespace
 
@@ -62,6 +62,7 @@ Replay::Replay(const std::string& path) : m_path(path) {
     int number = 0;
     for (std::string line; std::getline(file, line);) {
         number++;
+        if (!line.empty() && line.back() == '\r') line.pop_back();
         if (line.empty() || line[0] == ' ') continue;
         Entry entry{number, 0, Kind::HangUp, {}};
         if (!ParseLine(line, entry))
@@ -69,6 +70,7 @@ Replay::Replay(const std::string& path) : m_path(path) {
                 Format("File '%s' line %d: no line of a recording", path.c_str(), number));
         m_entries.push_back(entry);
     }
+    if (m_entries.empty()) throw new FileIoException("File '" + path + "' has no line of a recording");
 }
 
 bool Replay::ParseLine(const std::string& text, Entry& entry) const {

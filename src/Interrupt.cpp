@@ -15,17 +15,23 @@ namespace {
 
 constexpr int interrupts[] = {SIGINT, SIGTERM, SIGHUP};
 
+/** ns in which a second signal is the same wish: timeout(1) sends its one twice, to the process and its
+ * group. */
+constexpr long long sameSignal = 1'000'000'000;
+
 volatile std::sig_atomic_t receivedSignal = 0;
+volatile long long receivedAt = 0;
 int wakeUpPipe[2] = {-1, -1};  // written to by the handler: a poll that is about to begin ends at once
 
 void HandleInterrupt(int signal) {
-    if (receivedSignal != 0) {  // the second one: its default action follows when the handler returns
-        std::signal(signal, SIG_DFL);
-        std::raise(signal);
-        return;
-    }
     const int savedErrno = errno;
-    receivedSignal = signal;
+    if (receivedSignal == 0) {
+        receivedSignal = signal;
+        receivedAt = GetTimeMs();
+    } else if (GetTimeMs() - receivedAt > sameSignal) {
+        std::signal(signal, SIG_DFL);
+        std::raise(signal);  // its default action follows when the handler returns
+    }
     [[maybe_unused]] const ssize_t written = write(wakeUpPipe[1], "", 1);
     errno = savedErrno;
 }

@@ -4,7 +4,8 @@
 
 /**
  * SIGINT, SIGTERM and SIGHUP, taken so that a run ends in order: the first one makes every wait below throw,
- * the cleanup of each layer runs, and the process then ends by that signal. A second one ends it at once.
+ * the cleanup of each layer runs, and the process then ends by that signal. Another one ends it at once, if
+ * it comes a second later or more.
  */
 
 /** Takes the signals, but those that the caller has set to be ignored; a closed standard output stops

@@ -70,6 +70,23 @@ TEST_F(CheckTest, JudgesAFileAsTheToolDoes) {
     EXPECT_EQ(Check({"x", "a.csv"}).status, 1);
 }
 
+TEST_F(CheckTest, KnowsWhichRecordsAreTooLongForAFrame) {
+    Simulator ecr;
+    int tooLong = 0;
+    for (int count = 334; count <= 342; count++) {
+        std::string record = "1";
+        for (int i = 0; i < count; i++) record += ",5";
+        const std::string path = File("a.csv", record + "\n");
+        const bool isWarned =
+            Check({"3", path}).output.find("the transfer ends here with status 99") != std::string::npos;
+        const int status = Tavo(ecr, {"Send", "3", path}).status;
+        EXPECT_EQ(isWarned, status == 99) << count;
+        tooLong += isWarned ? 1 : 0;
+    }
+    EXPECT_GT(tooLong, 0);
+    EXPECT_LT(tooLong, 9);
+}
+
 TEST_F(CheckTest, TellsColumnAndCauseOfABadField) {
     const std::string path =
         File("a.csv",
@@ -80,19 +97,21 @@ TEST_F(CheckTest, TellsColumnAndCauseOfABadField) {
         "line 1, field 3, column 7: field is empty\n"
         "warning: line 2, field 2, column 4: text field is not closed\n"
         "warning: line 3, field 2, column 3: text goes on behind its closing quote\n"
-        "warning: line 4, field 2, column 3: number is too large: it arrives as 7766279631452241919\n"
+        "warning: line 4, field 2, column 3: number has too many digits: it arrives as 7766279631452241919\n"
         "line 5, field 2, column 3: binary field has an odd number of digits\n"
         "warning: line 6, field 2, column 3: binary field has other characters than hexadecimal digits: they "
         "arrive "
         "as 00\n"
-        "line 8, field 1, column 1: -1 is no number for a record\n"
+        "line 8, field 1, column 1: -1, also with a point in it, is not taken as the first of several "
+        "fields\n"
         "line 9, field 2, column 3: text has a control character (09)\n"
         "line 10, field 2, column 3: number has other characters than digits, a '-' before them and one "
         "point\n"
         "line 11, field 2, column 4: field begins with 'x': it is no text in quotes, no number and no binary "
         "data "
         "(0x)\n"
-        "warning: line 7: no record number with fields behind it: nothing is sorted, and duplicates are not "
+        "warning: line 7: no record number but 0 with fields behind it: nothing is sorted, and duplicates "
+        "are not "
         "looked "
         "for\n"
         "Records to send: 5\n";
@@ -108,7 +127,13 @@ TEST_F(CheckTest, WarnsOfFilesThatOtherProgramsMade) {
                   "1,\"a\"\n",
                   "warning: line 1, column 1: the file begins with a UTF-8 byte-order mark"},
                  {"1,\"a\"\n2,\"P\xC3\xA4rnu\"\n", "warning: line 2, column 5: letters look like UTF-8"},
-                 {"1;\"a, b\"\n2;\"c\"\n", "warning: every line has a ';', but the delimiter is ','"}};
+                 {"1;\"a, b\"\n2;\"c\"\n", "warning: every line has a ';', but the delimiter is ','"},
+                 {"1;\"a\";1,25\n", "warning: every line has a ';', but the delimiter is ','"},
+                 {"1,\"a\"\r2,\"b\"\r", "warning: carriage returns stand inside of lines"},
+                 {"\xFF\xFE"
+                  "1,",
+                  "warning: line 1, column 1: the file is UTF-16"},
+                 {"1.5,\"a\"\n", "warning: line 1, field 1, column 1: record number has decimals"}};
     for (const auto& c : cases)
         EXPECT_NE(Check({"3", File("a.csv", c.text)}).output.find(c.warning), std::string::npos) << c.warning;
     const std::string good = Check({"3", File("a.csv", "1,\"P\xE4rnu; Eesti\"\r\n2,\"\xC3\"\r\n")}).output;

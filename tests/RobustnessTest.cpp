@@ -83,7 +83,7 @@ TEST_F(RobustnessTest, EndsInOrderBySignalWhateverItWaitsFor) {
         ecr.Send(c.answer, true);
         if (!c.words.empty()) WaitForPause(*run);
         const auto start = std::chrono::steady_clock::now();
-        run->Signal(c.signal);
+        for (int i = 0; i < 3; i++) run->Signal(c.signal);  // timeout(1) sends its signal twice
         const RunResult result = run->Finish();
         EXPECT_LT(std::chrono::steady_clock::now() - start, std::chrono::milliseconds(500));
         EXPECT_EQ(result.status, -c.signal);
