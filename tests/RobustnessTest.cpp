@@ -4,6 +4,7 @@
 #include <memory>
 
 #include "EndToEnd.h"
+#include "Interrupt.h"
 
 namespace {
 
@@ -83,7 +84,7 @@ TEST_F(RobustnessTest, EndsInOrderBySignalWhateverItWaitsFor) {
         ecr.Send(c.answer, true);
         if (!c.words.empty()) WaitForPause(*run);
         const auto start = std::chrono::steady_clock::now();
-        for (int i = 0; i < 3; i++) run->Signal(c.signal);  // timeout(1) sends its signal twice
+        run->Signal(c.signal);
         const RunResult result = run->Finish();
         EXPECT_LT(std::chrono::steady_clock::now() - start, std::chrono::milliseconds(500));
         EXPECT_EQ(result.status, -c.signal);
@@ -94,6 +95,19 @@ TEST_F(RobustnessTest, EndsInOrderBySignalWhateverItWaitsFor) {
         EXPECT_TRUE(std::regex_match(TakeLog(), log));
         EXPECT_EQ(ecr.Settings().c_lflag, before.c_lflag);
     }
+}
+
+TEST_F(RobustnessTest, TakesASignalSentTwiceForOneAndALaterOneForAnother) {
+    const auto raise = [](std::chrono::milliseconds pause) {
+        CatchInterrupts();
+        std::raise(SIGTERM);
+        std::this_thread::sleep_for(pause);
+        std::raise(SIGTERM);
+        _exit(GetInterrupt());
+    };
+    EXPECT_EXIT(raise(std::chrono::milliseconds(0)), testing::ExitedWithCode(SIGTERM),
+                "");  // as timeout(1) does
+    EXPECT_EXIT(raise(std::chrono::milliseconds(1100)), testing::KilledBySignal(SIGTERM), "");
 }
 
 TEST_F(RobustnessTest, BoundsALineThatStallsOnlyWhenAsked) {
