@@ -108,7 +108,7 @@ std::string DiagnoseControl(const std::string& raw) {
 
 /** Why a field cannot be taken, or what is odd about it. */
 std::string DiagnoseField(FieldType type, const std::string& raw, bool isBad) {
-    const std::string control = isBad && type == FieldType_String ? DiagnoseControl(raw) : "";
+    std::string control = isBad && type == FieldType_String ? DiagnoseControl(raw) : "";
     if (!control.empty()) return control;
     switch (type) {
         case FieldType_String: return DiagnoseText(raw);

@@ -16,7 +16,10 @@ std::string DefaultOf(const Setting& setting) {
 /** Plain text for a manual page. */
 std::string Roff(const std::string& text) {
     std::string roff;
-    for (const char c : text) roff += c == '-' ? "\\-" : c == '\\' ? "\\e" : std::string(1, c);
+    for (const char c : text) {
+        if (c == '-' || c == '\\') roff += '\\';
+        roff += c == '\\' ? 'e' : c;
+    }
     return roff;
 }
 

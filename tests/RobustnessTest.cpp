@@ -26,7 +26,7 @@ void WaitForPause(const Process& process) {
 }  // namespace
 
 TEST_F(RobustnessTest, LetsOneOfSeveralRivalsWorkAndTurnsTheOthersAway) {
-    for (const size_t count : {2, 10}) {
+    for (const size_t count : {size_t{2}, size_t{10}}) {
         const Simulator ecr({"--baud", "1200", "--wait", "10"});
         const std::string link = folder / "port" + std::to_string(count);  // names the same device
         symlink(("/dev/" + ecr.Tty()).c_str(), link.c_str());
