@@ -29,7 +29,7 @@ std::string GetSettingsMan() {
         text += Format(".TP\n.B %s\n", setting.name) + Roff(setting.meaning);
         const std::string value = DefaultOf(setting);
         const std::string unit = *setting.unit == '\0' ? "" : Format(" (%s)", setting.unit);
-        text += value.empty() ? ".\n" : Roff("; default " + value + unit + ".\n");
+        text += value.empty() ? ".\n" : Roff(Format("; default %s%s.\n", value.c_str(), unit.c_str()));
     }
     return text;
 }
