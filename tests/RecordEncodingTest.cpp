@@ -1,7 +1,12 @@
 #include <gtest/gtest.h>
 
+#include <cstring>
+
 #include "AppConfig.h"
 #include "DataConverter.h"
+#include "Formatting/BinaryDataFormatter.h"
+#include "Formatting/BinaryDataParser.h"
+#include "Formatting/TextDataFormatter.h"
 #include "Support.h"
 
 namespace {
@@ -97,4 +102,26 @@ TEST_F(RecordEncodingTest, CarriesARawRecordAsOneBinaryField) {
     EXPECT_EQ(EcrToPc("0E 02 41 42"), "AB");
     EXPECT_EQ(EcrToPc("0E 02 41 42 0C 00"), "");
     EXPECT_EQ(EcrToPc("0B 41"), "");
+}
+
+/** A record is built only where it fits; the text form needs one byte more. */
+TEST_F(RecordEncodingTest, StopsWhereTheBufferEnds) {
+    AppConfig::Clear();
+    const byte data[] = {1, 2};
+    const auto build = [&](DataFormatter& formatter) {
+        return formatter.AddNumber(Decimal(-15, 1)) && formatter.AddString("a\"b") &&
+               formatter.AddBinary(data, 2);
+    };
+    for (uint16_t size = 0; size < 20; size++) {
+        Bytes buffer(size);  // of just that size, so that the sanitizer sees a write behind its end
+        BinaryDataFormatter binary(buffer.data(), size);
+        EXPECT_EQ(build(binary), size >= 4 + 4 + 4) << size;
+        TextDataFormatter text(buffer.data(), size);
+        EXPECT_EQ(build(text), size > std::strlen("-1.5,\"a\"\"b\",0x0102")) << size;
+    }
+    const Bytes record = FromHex("0e 02 01 02");
+    byte taken[2];
+    uint16_t length = 0;
+    EXPECT_FALSE(BinaryDataParser(record.data(), 4).GetBinary(taken, 1, length));
+    EXPECT_TRUE(BinaryDataParser(record.data(), 4).GetBinary(taken, 2, length));
 }
