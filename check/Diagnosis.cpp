@@ -269,11 +269,8 @@ std::string DiagnoseOrder(const std::vector<std::string>& lines) {
     for (size_t i = 0; i < lines.size(); i++) {
         if (lines[i].empty() || !IsIndexed(lines[i])) continue;
         if (!isFirst && NumberOf(lines[i]) == 0)
-            return Format(
-                "line %zu: no record number but 0 with fields behind it: nothing is sorted, and duplicates "
-                "are "
-                "not looked for",
-                i + 1);
+            return Format("line %zu: no record number but 0 with fields behind it: ", i + 1) +
+                   "nothing is sorted, and duplicates are not looked for";
         isFirst = false;
     }
     return "";
@@ -285,7 +282,7 @@ std::vector<Finding> DiagnoseLine(const std::string& line, bool isCommand) {
     std::vector<Finding> findings;
     if (line.size() == maxLineLength)
         findings.push_back(
-            {false, 0, 1, "line is longer than 1023 characters: its rest counts as the next line"});
+            {false, 0, 1, "line has 1023 characters: what may follow in it counts as the next line"});
     FieldScanner fields(line);
     for (int field = 1;; field++) {
         const std::string raw = fields.PeekRaw();

@@ -1,4 +1,5 @@
 #include <gtest/gtest.h>
+#include <sys/stat.h>
 
 #include "AppConfig.h"
 #include "LogFile.h"
@@ -60,6 +61,20 @@ TEST_F(LogTest, NeverCutsOrLosesTheLinesOfAnotherRun) {
     Directory::Create(standard);  // the name is taken: the line is lost, the run goes on
     other.AddMessage("late", false);
     other.Close(true);
+}
+
+TEST_F(LogTest, LetsTheGroupOfASharedFolderWriteItsLogs) {
+    const mode_t mask = umask(077);
+    for (const auto& [folderMode, logMode] : {std::pair(02775u, 0660u), {0775u, 0600u}}) {
+        chmod((folder / "log").c_str(), folderMode);
+        LogFile log;
+        log.Open(standard);
+        struct stat status {};
+        stat(standard.c_str(), &status);
+        EXPECT_EQ(status.st_mode & 0777, logMode);
+        log.Close(false);
+    }
+    EXPECT_EQ(umask(mask), 077u) << "not given back";
 }
 
 TEST_F(LogTest, SaysWhyALogCannotBeOpened) {

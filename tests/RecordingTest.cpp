@@ -1,6 +1,7 @@
 #include <gtest/gtest.h>
 
 #include "EndToEnd.h"
+#include "Link.h"
 
 namespace {
 
@@ -61,4 +62,25 @@ TEST_F(RecordingTest, TellsWhereTheToolDepartsFromTheRecording) {
         EXPECT_EQ(refused.status, 1) << bad;
         EXPECT_NE(refused.output.find(": no line of a recording\n"), std::string::npos) << refused.output;
     }
+    WriteText(recording, "    only a comment\r\n");
+    EXPECT_EQ(RunProgram({ECRSIM_PROGRAM, "--replay", recording}).output,
+              "ecrsim: File '" + recording + "' has no line of a recording\n");
+    EXPECT_EQ(RunProgram({ECRSIM_PROGRAM, "--replay", recording, "--trace"}).status, 2);
+}
+
+TEST(LinkTest, TakesARepeatedFirstRequestForANewSessionOnceItsAnswerWasAcknowledged) {
+    Options options;
+    Register ecr(options);
+    const Trace silent(false);
+    Link link(options, ecr, silent);
+    const auto exchange = [&](const std::string& hex) {
+        for (const byte value : FromHex(hex)) link.Receive(value, 0);
+        return ToHex(link.TakeOutput());
+    };
+    const std::string request = "02 00 0b 10 a3 00 10 a3 01 10 a2 08 1a 03";  // read section 3
+    const std::string answer = "02 20 0B 01 00 00 2A 30 03";
+    EXPECT_EQ(exchange(request), "06 " + answer);
+    EXPECT_EQ(exchange(request), "06");  // the answer is still on its way
+    EXPECT_EQ(exchange("06"), "02 21 0B 00 00 2A 2F 03");
+    EXPECT_EQ(exchange(request), "06 " + answer);
 }
