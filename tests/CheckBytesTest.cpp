@@ -4,36 +4,17 @@
 #include <functional>
 #include <random>
 
-#include "EcrComm/CommChannels/Compatibility/TcFrame_v1.h"
-#include "EcrComm/CommChannels/Compatibility/TcFrame_v2.h"
-#include "EcrComm/CommChannels/TcFrame.h"
 #include "Support.h"
 
 namespace {
 
 constexpr byte seqNo = 32;
 
-Bytes Build(int version, const Bytes& payload) {
-    Bytes frame(2 * payload.size() + 7);
-    const auto size = static_cast<uint16_t>(payload.size());
-    const auto room = static_cast<uint16_t>(frame.size());
-    frame.resize(version == 1   ? TcFrame_v1::Build(payload.data(), size, frame.data(), room)
-                 : version == 2 ? TcFrame_v2::Build(payload.data(), size, seqNo, frame.data(), room)
-                                : TcFrame::Build(payload.data(), size, seqNo, frame.data(), room));
-    return frame;
-}
-
-/** The payload, preceded by its number; empty when the frame is refused. */
+/** The payload behind its number; empty when the frame is refused. */
 Bytes Parse(int version, const Bytes& frame) {
-    Bytes payload(frame.size());
-    const auto size = static_cast<uint16_t>(frame.size());
     byte number = seqNo;
-    const uint16_t length = version == 1 ? TcFrame_v1::Parse(frame.data(), size, payload.data(), size)
-                            : version == 2
-                                ? TcFrame_v2::Parse(frame.data(), size, number, payload.data(), size)
-                                : TcFrame::Parse(frame.data(), size, number, payload.data(), size);
-    payload.resize(length);
-    if (length > 0) payload.insert(payload.begin(), number);
+    Bytes payload = ParseFrame(version, frame, number);
+    if (!payload.empty()) payload.insert(payload.begin(), number);
     return payload;
 }
 
@@ -76,7 +57,7 @@ TEST(CheckBytesTest, SeeEveryFlippedBitAndMostOfTheRest) {
             for (long i = 0; i < count; i++) {
                 Bytes payload(8 + below(80));
                 for (byte& value : payload) value = static_cast<byte>(below(256));
-                const Bytes frame = Build(version, payload);
+                const Bytes frame = BuildFrame(version, payload, seqNo);
                 Bytes damaged = frame;
                 damage.apply(damaged);
                 const Bytes taken = Parse(version, damaged);

@@ -158,7 +158,9 @@ TEST_F(CheckTest, ExplainsEveryLineThatTheToolRefusesAndNoOther) {
     AppConfig::SetParameter("SortInputFileLines", "0", false);
     std::mt19937 random(1);
     const std::string alphabet("1205\"\",,,-.x a\t\x01\xC3;0\0", 20);
-    std::string text;
+    std::string text = "1";
+    for (int i = 0; i < 511; i++) text += ",5";
+    text += "7\n";  // the 1024th character is a line of its own
     for (int i = 0; i < 20000; i++) {
         text += "1,";
         for (auto length = random() % 12; length > 0; length--) text += alphabet[random() % alphabet.size()];
@@ -168,7 +170,7 @@ TEST_F(CheckTest, ExplainsEveryLineThatTheToolRefusesAndNoOther) {
     const std::set<int> refused = RefusedLines(path);
     EXPECT_GT(refused.size(), 5000U);
     const std::vector<std::string> lines = ReadLines(path);
-    ASSERT_EQ(lines.size(), 20001U);
+    ASSERT_EQ(lines.size(), 20003U);
     for (size_t i = 0; i < lines.size(); i++) {
         const std::vector<Finding> findings = DiagnoseLine(lines[i], false);
         const bool isBad = !findings.empty() && findings.back().isBad;

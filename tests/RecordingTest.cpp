@@ -68,6 +68,32 @@ TEST_F(RecordingTest, TellsWhereTheToolDepartsFromTheRecording) {
     EXPECT_EQ(RunProgram({ECRSIM_PROGRAM, "--replay", recording, "--trace"}).status, 2);
 }
 
+TEST_F(RecordingTest, EndsARunThatReceivesARecordThatCannotBeConverted) {
+    const auto frame = [](const std::string& payload, byte seqNo) {
+        return ToHex(BuildFrame(3, FromHex(payload), seqNo));
+    };
+    const struct {
+        std::vector<std::string> command;
+        std::string session;
+        const char* message;
+    } cases[] = {
+        {{"Read", "3", folder / "b.csv"},
+         "0.0 < " + frame("0B 03 00 03 01 02", 0) + "\n0.0 > 06 " + frame("0B 01 00 00", 32) +
+             "\n0.0 < 06\n0.0 > " + frame("0B 01 00 FF", 33) + "\n0.0 < 06\n",
+         "Bad record received"},
+        {{"ReadFiscalStatus", folder / "b.csv"},
+         "0.0 < " + frame("0D 01 00 64", 0) + "\n0.0 > 06 " + frame("0D 02 00 00 FF", 32) + "\n0.0 < 06\n",
+         "Bad status data received"}};
+    for (const auto& c : cases) {
+        WriteText(recording, c.session + "0.0 hung up\n");
+        Simulator replay({"--replay", recording});
+        const RunResult run = Tavo(replay, c.command);
+        EXPECT_EQ(run.status, 5) << run.output;
+        EXPECT_NE(run.output.find(c.message), std::string::npos) << run.output;
+        EXPECT_EQ(replay.Finish().status, 0);
+    }
+}
+
 TEST(LinkTest, TakesARepeatedFirstRequestForANewSessionOnceItsAnswerWasAcknowledged) {
     Options options;
     Register ecr(options);
