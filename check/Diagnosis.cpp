@@ -215,8 +215,8 @@ std::string DiagnoseCoding(const std::vector<std::string>& lines, size_t markLen
         if (column < 0) return "";
         if (column > 0 && warning.empty())
             warning = Format(
-                "line %zu, column %d: letters look like UTF-8, of several bytes each; the register takes "
-                "one byte a letter: save the file in the register's code page",
+                "line %zu, column %d: letters look like UTF-8, of several bytes each; the register takes one "
+                "byte a letter: save the file in the register's code page",
                 i + 1, column);
     }
     return warning;
@@ -320,8 +320,8 @@ std::vector<std::string> DiagnoseFile(const std::vector<std::string>& lines, boo
     const bool hasMark = !lines.empty() && lines[0].compare(0, 3, byteOrderMark) == 0;
     if (hasMark)
         warnings.emplace_back(
-            "line 1, column 1: the file begins with a UTF-8 byte-order mark, which belongs to the "
-            "first field: save it without one");
+            "line 1, column 1: the file begins with a UTF-8 byte-order mark, which belongs to the first "
+            "field: save it without one");
     const bool isSorted =
         !hasCommands && AppConfig::GetParameter("SortInputFileLines", defaultSortInputFileLines) != 0;
     for (const std::string& warning : {DiagnoseCoding(lines, hasMark ? 3 : 0), DiagnoseLineEnds(lines),

@@ -16,8 +16,7 @@ inline constexpr ExitStatus exitStatuses[] = {
     {ReturnCode_CmdLineError, "CmdLineError", "bad command line", "correct it; tavo /?"},
     {ReturnCode_InputFileSyntaxError, "InputFileSyntaxError",
      "the input file has malformed, empty or duplicate lines, and the others were sent; or a command file "
-     "has a bad "
-     "command, and nothing was executed",
+     "has a bad command, and nothing was executed",
      "correct the lines named; tavo-check tells what is wrong with them"},
     {ReturnCode_EcrBusy, "EcrBusy", "the register is busy, or its key lock is in the wrong position",
      "try again later"},

@@ -34,8 +34,7 @@ inline constexpr Setting settings[] = {
      "attempts of a command on communication errors"},
     {"RecordsInPacket", SettingKind_Number, defaultRecordsInPacket, "", "records",
      "records sent before the register answers; it must be set to the same: with less here each packet waits "
-     "for "
-     "the register's patience, with more it does not answer"},
+     "for the register's patience, with more it does not answer"},
     {"Delimiter", SettingKind_Text, 0, defaultCsvDelimiter, "", "character between the fields of a CSV line"},
     {"FileType", SettingKind_Text, 0, "", "", "CSV, BMP or RAW, whatever the file's name"},
     {"SortInputFileLines", SettingKind_Number, defaultSortInputFileLines, "", "",
@@ -66,8 +65,7 @@ inline constexpr Setting settings[] = {
      "time that the register may take to acknowledge a frame"},
     {"ComStallMaxTime", SettingKind_Number, defaultComStallMaxTime, "", "ms",
      "ends the wait for a line that breaks off in the middle of an answer, or that does not take what is "
-     "sent; 0: "
-     "never ends it. 2000 suits a script"},
+     "sent; 0: never ends it. 2000 suits a script"},
     {"SkipInstanceChecking", SettingKind_Number, defaultSkipInstanceChecking, "", "",
      "1: do not look for another run that has the port"},
     {"IpAddress", SettingKind_Text, 0, "", "",
