@@ -1,6 +1,5 @@
 #include <gtest/gtest.h>
 
-#include <sstream>
 
 #include "AppConfig.h"
 #include "CommandLine.h"

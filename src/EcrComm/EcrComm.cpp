@@ -1,6 +1,5 @@
 #include "EcrComm/EcrComm.h"
 
-#include <algorithm>
 #include <cstring>
 #include <string>
 #include <vector>
