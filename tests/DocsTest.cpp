@@ -1,6 +1,5 @@
 #include <gtest/gtest.h>
 
-
 #include "AppConfig.h"
 #include "CommandLine.h"
 #include "IniFile.h"
