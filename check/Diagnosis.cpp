@@ -6,15 +6,14 @@
 #include "AppConfig.h"
 #include "DataConverter.h"
 #include "Defaults.h"
-#include "EcrComm/CommChannels/TcFrame.h"
-#include "EcrComm/FrameFormatter.h"
+#include "EcrComm/CommBase.h"
 #include "EcrComm/Protocols.h"
-#include "FileStream.h"
 #include "Format.h"
 #include "Formatting/BinaryDataFormatter.h"
 #include "Formatting/TextDataParser.h"
 #include "OLVE_Compatibility.h"
 #include "Record.h"
+#include "SourceFile.h"
 #include "Tools.h"
 
 namespace {
@@ -23,7 +22,6 @@ constexpr size_t maxLineLength = 1023;
 constexpr size_t maxFieldLength = 128;
 constexpr const char* blanks = " \t";
 constexpr const char* byteOrderMark = "\xEF\xBB\xBF";
-constexpr byte anySeqNo = 32;
 
 char TheDelimiter() { return AppConfig::GetParameter("Delimiter", defaultCsvDelimiter)[0]; }
 
@@ -154,16 +152,8 @@ void DiagnoseLength(const std::string& line, bool isCommand, std::vector<Finding
         findings.push_back({true, 0, 1, "record is longer than the register takes"});
         return;
     }
-    byte message[commIoBufferSize];
-    byte frame[commIoBufferSize];
-    const FrameFormatter formatter(GetProtocolIDBySet(isCommand ? Protocol_Fiscal : Protocol_Standard));
-    const size_t length = data.size() + FrameFormatter::headerSize;
-    const bool fits =
-        length <= sizeof message && TcFrame::Build(message,
-                                                   formatter.BuildFrame(message, sizeof message, data.data(),
-                                                                        static_cast<uint16_t>(data.size())),
-                                                   anySeqNo, frame, sizeof frame) != 0;
-    if (!fits)
+    SetProtocol(GetProtocolIDBySet(isCommand ? Protocol_Fiscal : Protocol_Standard));
+    if (!FitsFrame(data.data(), static_cast<uint16_t>(data.size())))
         findings.push_back(
             {false, 0, 1, "record is too long for a frame: the transfer ends here with status 99"});
 }
@@ -237,7 +227,7 @@ bool SeparatesAll(const std::vector<std::string>& lines, char delimiter) {
     return hasLine;
 }
 
-std::string NameOf(char delimiter) { return delimiter == '\t' ? "tab" : Format("'%c'", delimiter); }
+std::string NameOf(char delimiter) { return delimiter == '\t' ? "tab" : "'" + Printable({delimiter}) + "'"; }
 
 std::string DiagnoseDelimiter(const std::vector<std::string>& lines) {
     const char delimiter = TheDelimiter();
@@ -331,16 +321,19 @@ std::vector<std::string> DiagnoseFile(const std::vector<std::string>& lines, boo
 }
 
 std::vector<std::string> ReadLines(const std::string& filename) {
-    const FileStream file = OpenInputFile(filename);
+    SourceFile file;
+    file.Open(filename);
+    std::string text(static_cast<size_t>(file.GetSize()), '\0');
+    text.resize(file.Read(0, text.data(), text.size()));
     std::vector<std::string> lines;
-    std::string line;
-    for (int c; (c = getc_unlocked(file.get())) != EOF;) {
-        line += static_cast<char>(c);
-        if (c != '\n' && line.size() < maxLineLength) continue;
-        lines.push_back(line.size() == maxLineLength && c != '\n' ? line : TrimRight(line, " \t\r\n"));
-        line.clear();
+    for (size_t start = 0; start < text.size();) {
+        const size_t end = std::min(text.find('\n', start), text.size());
+        const size_t length = std::min(end - start, maxLineLength);
+        const bool isCut =
+            length == maxLineLength;  // its newline, if it is the next character, is a line of its own
+        const std::string line = text.substr(start, length);
+        lines.push_back(isCut ? line : TrimRight(line, " \t\r\n"));
+        start += length + (isCut ? 0 : 1);
     }
-    if (std::ferror(file.get()) != 0) ThrowReadError(filename);
-    if (!line.empty()) lines.push_back(TrimRight(line, " \t\r\n"));
     return lines;
 }

@@ -4,12 +4,15 @@
 #include <string>
 #include <vector>
 
+#include "AppConfig.h"
 #include "CommandLine.h"
+#include "Defaults.h"
 #include "Diagnosis.h"
 #include "Driver.h"
 #include "Exceptions.h"
 #include "Format.h"
 #include "InputFile.h"
+#include "Output.h"
 #include "RecordText.h"
 #include "Settings.h"
 
@@ -59,6 +62,24 @@ BaseCommandParameters CollectTavoParameters(const Options& options) {
     return CollectParameters(static_cast<int>(argv.size()), argv.data());
 }
 
+/** Of waiting times that the port counts in a byte of tenths of a second. */
+void WarnOfLongTimes() {
+    constexpr int64_t end = 25600;  // ms
+    const auto warn = [](const char* names, int64_t time) {
+        if (time >= end)
+            Print(
+                Format("warning: %s: of %lld ms only %lld are waited, as the port counts up to 25.5 s and "
+                       "begins again "
+                       "at 0\n",
+                       names, static_cast<long long>(time), static_cast<long long>(time % end / 100 * 100)));
+    };
+    warn("EcrOperationMaxTime and EcrCommMaxTime together",
+         int64_t{AppConfig::GetParameter("EcrOperationMaxTime", defaultEcrOperationMaxTime)} +
+             AppConfig::GetParameter("EcrCommMaxTime", defaultLocalEcrCommMaxTime));
+    warn("SerialProtocolResponseMaxTime",
+         AppConfig::GetParameter("SerialProtocolResponseMaxTime", defaultResponseTimeoutMs));
+}
+
 void WarnOfUnknownSettings(const Options& options) {
     for (size_t i = options.isFiscal ? 1 : 2; i < options.words.size(); i++) {
         std::string name;
@@ -66,7 +87,7 @@ void WarnOfUnknownSettings(const Options& options) {
         ParseConfigParam(options.words[i], name, value);
         bool isKnown = false;
         for (const Setting& setting : settings) isKnown = isKnown || name == setting.name;
-        if (!isKnown) Print("warning: there is no setting " + name + "\n");
+        if (!isKnown) Print("warning: there is no setting " + Printable(name) + "\n");
     }
 }
 
@@ -75,19 +96,24 @@ std::vector<Record> CheckRecords(InputFile& input, const Options& options, int& 
     std::vector<Record> records;
     for (int i = 0; input.Read(i); i++) {
         byte data[commIoBufferSize];
-        byte code = 0;
-        const uint16_t length = options.isFiscal ? input.ConvertCommand(code, data) : input.Convert(data);
-        if (length == 0 && !options.isFiscal) continue;
+        const uint16_t length = input.Convert(data);
+        if (length == 0) continue;
         count++;
         const Record record(data, data + length);
         if (input.GetType() == FileType_BMP) records.push_back(record);
         if (!options.isShown || input.GetType() == FileType_BMP) continue;
         const int line = input.GetLineNumber(i);
-        Print(line > 0 ? Format("line %d: ", line) : Format("record %d: ", i + 1));
-        if (options.isFiscal) Print(Format(length > 0 ? "command %d, " : "command %d", code));
-        Print(DescribeKinds(record) + "\n");
+        Print((line > 0 ? Format("line %d: ", line) : Format("record %d: ", i + 1)) + DescribeKinds(record) +
+              "\n");
     }
     return records;
+}
+
+void ShowCommands(const std::vector<FiscalCommand>& commands) {
+    for (const FiscalCommand& command : commands)
+        Print(Format("line %d: command %d%s", command.lineNumber, command.code,
+                     command.data.empty() ? "" : ", ") +
+              DescribeKinds(command.data) + "\n");
 }
 
 void ShowPicture(const std::vector<Record>& rows) {
@@ -118,19 +144,23 @@ void Explain(const std::string& filename, const Options& options) {
 ReturnCode Check(const Options& options) {
     const BaseCommandParameters params = CollectTavoParameters(options);
     WarnOfUnknownSettings(options);
+    WarnOfLongTimes();
     InputFile input;
     int count = 0;
     ReturnCode status = ReturnCode_OK;
     FileType type = FileType_CSV;
     try {
-        if (options.isFiscal)
+        if (options.isFiscal) {
             input.OpenCommands(params.filePath);
-        else
+            count = static_cast<int>(input.GetCommands().size());
+            if (options.isShown) ShowCommands(input.GetCommands());
+        } else {
             input.OpenRecords(params.data, params.filePath);
-        type = input.GetType();
-        const std::vector<Record> rows = CheckRecords(input, options, count);
-        if (options.isShown) ShowPicture(rows);
-        if (!options.isFiscal) status = StatusOfFileErrors();
+            type = input.GetType();
+            const std::vector<Record> rows = CheckRecords(input, options, count);
+            if (options.isShown) ShowPicture(rows);
+            status = StatusOfFileErrors();
+        }
     } catch (ApplicationException* e) {
         status = HandleException(e);  // bad commands, which are explained below
     }
@@ -161,7 +191,7 @@ int main(int argc, char* argv[]) {
                      status));
         return status;
     } catch (const std::bad_alloc&) {
-        std::fputs("System error: Not enough memory\n", stdout);
+        Print("System error: Not enough memory\nCompleted with errors\nReturn value 50\n");
         return ReturnCode_SystemError;
     }
 }

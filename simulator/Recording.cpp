@@ -6,6 +6,7 @@
 
 #include "Exceptions.h"
 #include "Format.h"
+#include "SourceFile.h"
 #include "Tools.h"
 
 namespace {
@@ -57,7 +58,7 @@ void Recording::AddMeaning(const std::string& text) {
 }
 
 Replay::Replay(const std::string& path) : m_path(path) {
-    OpenInputFile(path);  // for its message
+    SourceFile().Open(path);  // for its message
     std::ifstream file(path);
     int number = 0;
     for (std::string line; std::getline(file, line);) {

@@ -8,6 +8,7 @@
 #include "EcrComm/FrameFormatter.h"
 #include "Format.h"
 #include "Formatting/BinaryDataFormatter.h"
+#include "Output.h"
 #include "RecordText.h"
 
 namespace {
@@ -172,7 +173,7 @@ std::vector<Message> Register::ReceiveFiscal(Message& message, const Record& dat
     const byte code = refusal ? *refusal : m_printer.Execute(command, fields, paper);
     if (code == ResponseCode_OK) Note(data);
     message.meaning = Format("command %d: ", command) + DescribeFields(fields);
-    for (const std::string& line : paper) message.meaning += "\n    | " + line;
+    for (const std::string& line : paper) message.meaning += "\n    | " + Printable(line);
     std::vector<Message> answers(static_cast<size_t>(m_options.fiscalWaits), Answer(ResponseCode_Wait));
     answers.push_back(Answer(code));
     return answers;

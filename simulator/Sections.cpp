@@ -8,6 +8,7 @@
 #include "Format.h"
 #include "Formatting/BinaryDataParser.h"
 #include "Path.h"
+#include "TargetFile.h"
 #include "Tools.h"
 
 bool GetRecordNumber(const Record& record, int64_t& number) {
@@ -38,7 +39,7 @@ std::string Sections::PathOf(byte section) const {
 void Sections::Load(byte section) {
     const std::string path = PathOf(section);
     if (!File::Exists(path)) return;
-    const FileStream file = OpenInputFile(path);
+    const FileStream file = OpenFile(path, "rb");
     byte length[2];
     for (int place = 0; std::fread(length, 1, sizeof length, file.get()) == sizeof length; place++) {
         Record record(static_cast<size_t>(length[0] | length[1] << 8));
@@ -79,14 +80,14 @@ void Sections::Save() {
     for (const byte section : m_changed) {
         const std::string path = PathOf(section);
         const std::string temporaryPath = path + ".new";
-        FileStream file = OpenFile(temporaryPath, "wb");
+        TargetFile file;
+        file.Open(temporaryPath);
         for (const Record& record : GetRecords(section)) {
             const byte length[] = {static_cast<byte>(record.size()), static_cast<byte>(record.size() >> 8)};
-            std::fwrite(length, 1, sizeof length, file.get());
-            std::fwrite(record.data(), 1, record.size(), file.get());
+            file.Write(length, sizeof length);
+            file.Write(record.data(), record.size());
         }
-        if (std::ferror(file.get()) != 0) ThrowWriteError(temporaryPath);
-        CloseOutputFile(std::move(file), temporaryPath);
+        file.Close();
         if (std::rename(temporaryPath.c_str(), path.c_str()) != 0) ThrowWriteError(path);
     }
     m_changed.clear();

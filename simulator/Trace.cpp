@@ -1,6 +1,7 @@
 #include "Trace.h"
 
 #include "Format.h"
+#include "Output.h"
 #include "Tools.h"
 
 void Trace::Line(const std::string& text) const {

@@ -4,9 +4,9 @@
 #include <memory>
 
 #include "Exceptions.h"
-#include "Format.h"
 #include "Link.h"
 #include "Options.h"
+#include "Output.h"
 #include "Peer.h"
 #include "Recording.h"
 #include "Register.h"

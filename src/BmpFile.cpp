@@ -5,9 +5,9 @@
 #include <cstdint>
 #include <cstring>
 #include <new>
-#include <utility>
 
 #include "Exceptions.h"
+#include "FileStream.h"
 
 namespace {
 
@@ -46,14 +46,12 @@ bool IsSupported(const byte* header) {
 }
 
 /** Reads the rows as they stand in the file; nothing is allocated before the file is known to hold them. */
-std::vector<byte> ReadRows(FILE* file, const std::string& filename, uint32_t offset, uint64_t size) {
-    if (fseeko(file, 0, SEEK_END) != 0) ThrowReadError(filename);
-    const off_t fileSize = ftello(file);
-    if (fileSize < 0 || offset + size > static_cast<uint64_t>(fileSize)) ThrowReadError(filename);
+std::vector<byte> ReadRows(const SourceFile& file, const std::string& filename, uint32_t offset,
+                           uint64_t size) {
+    if (size == 0) return {};  // wherever they are said to begin
+    if (offset + size > static_cast<uint64_t>(file.GetSize())) ThrowReadError(filename);
     std::vector<byte> rows(size);
-    if (fseeko(file, static_cast<off_t>(offset), SEEK_SET) != 0 ||
-        std::fread(rows.data(), 1, size, file) != size)
-        ThrowReadError(filename);
+    if (file.Read(static_cast<off_t>(offset), rows.data(), size) != size) ThrowReadError(filename);
     return rows;
 }
 
@@ -71,10 +69,9 @@ int BmpFileReader::RowSize() const { return bitmapWidth / 8 + (bitmapWidth % 8 !
 
 void BmpFileReader::Open(const std::string& filename) {
     Close();
-    const FileStream ioFile = OpenInputFile(filename);
+    ioFile.Open(filename);
     byte header[headersSize] = {};
-    const size_t headerLength = std::fread(header, 1, sizeof header, ioFile.get());
-    if (std::ferror(ioFile.get()) != 0) ThrowReadError(filename);
+    const size_t headerLength = ioFile.Read(0, header, sizeof header);
     if (!IsSupported(header)) throw new FileIoException("Wrong bitmap file format");
     if (headerLength < palette) ThrowReadError(filename);
 
@@ -83,7 +80,7 @@ void BmpFileReader::Open(const std::string& filename) {
     const int stride = (RowSize() + 3) / 4 * 4;
     try {
         const std::vector<byte> rows =
-            ReadRows(ioFile.get(), filename, GetField(header, bfOffBits, 4),
+            ReadRows(ioFile, filename, GetField(header, bfOffBits, 4),
                      static_cast<uint64_t>(stride) * static_cast<uint64_t>(bitmapHeight));
         const bool isInverted = header[palette + 2] < header[palette + 6];  // entry 0 is the darker one
         ConvertRows(rows, stride, isInverted);
@@ -124,7 +121,10 @@ int BmpFileReader::Read(int recordNumber, char* buffer, int bufferSize) {
 void BmpFileReader::Close() {
     bitmapBytes.clear();
     bitmapHeight = bitmapWidth = 0;
+    ioFile.Close();
 }
+
+void BmpFileReader::CheckUnchanged() const { ioFile.CheckUnchanged(); }
 
 BmpFileWriter::~BmpFileWriter() {
     try {
@@ -139,8 +139,7 @@ BmpFileWriter::~BmpFileWriter() {
 FileType BmpFileWriter::GetType() { return FileType_BMP; }
 
 void BmpFileWriter::Open(const std::string& filename) {
-    ioFile = OpenFile(filename, "wb");
-    m_filename = filename;
+    ioFile.Open(filename);
     bitmapBody.clear();
 }
 
@@ -173,12 +172,11 @@ std::vector<byte> BmpFileWriter::BuildFile() const {
 }
 
 void BmpFileWriter::Close() {
-    if (!ioFile) return;
-    FileStream file = std::move(ioFile);
+    if (!ioFile.IsOpened()) return;
     if (!bitmapBody.empty()) {
         const std::vector<byte> content = BuildFile();
-        if (std::fwrite(content.data(), 1, content.size(), file.get()) != content.size())
-            ThrowWriteError(m_filename);
+        bitmapBody.clear();  // a second call writes nothing
+        ioFile.Write(content.data(), content.size());
     }
-    CloseOutputFile(std::move(file), m_filename);
+    ioFile.Close();
 }

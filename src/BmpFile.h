@@ -4,8 +4,8 @@
 #include <vector>
 
 #include "Byte.h"
-#include "FileStream.h"
 #include "RecordFile.h"
+#include "SourceFile.h"
 
 /** Reverses the bits of a byte: a file's leftmost pixel is the highest bit, a record's the lowest. */
 byte SwapByte(byte b);
@@ -22,11 +22,13 @@ public:
     /** Rows wider than bufferSize pixels are cut to that width. */
     int Read(int recordNumber, char* buffer, int bufferSize) override;
     void Close() override;
+    void CheckUnchanged() const override;
 
 private:
     int RowSize() const;
     void ConvertRows(const std::vector<byte>& fileRows, int stride, bool isInverted);
 
+    SourceFile ioFile;
     std::vector<byte> bitmapBytes;  // bitmapHeight rows of RowSize() bytes, in record form
     int bitmapHeight = 0;
     int bitmapWidth = 0;  // pixels
@@ -51,7 +53,5 @@ public:
 private:
     std::vector<byte> BuildFile() const;
 
-    FileStream ioFile;
-    std::string m_filename;
     std::vector<std::vector<byte>> bitmapBody;
 };

@@ -1,11 +1,13 @@
 #include "CommandLine.h"
 
 #include <algorithm>
+#include <string_view>
 
 #include "AppConfig.h"
 #include "Defaults.h"
 #include "Exceptions.h"
 #include "Format.h"
+#include "Output.h"
 #include "Tools.h"
 
 namespace {
@@ -44,7 +46,7 @@ bool HasFileArgument(Command command) {
 
 bool IsUsageRequested(int argc, char* argv[]) {
     if (argc < 2) return true;
-    const std::string first = argv[1];
+    const std::string_view first = argv[1];
     const auto switches = {"/help", "/h", "/?", "-help", "-h", "-?"};
     return std::find(switches.begin(), switches.end(), first) != switches.end();
 }
@@ -76,7 +78,7 @@ void ShowUsage() {
 std::string GetCommandLine(int argc, char* argv[]) {
     std::string commandLine = std::string("\"") + argv[0] + "\"";
     for (int i = 1; i < argc; i++) commandLine += Format(" %s", argv[i]);
-    return commandLine;
+    return Printable(commandLine);
 }
 
 std::string GetStartMessage(int argc, char* argv[]) {
@@ -111,7 +113,7 @@ void ParseConfigParam(const std::string& param, std::string& name, std::string& 
     const size_t separator = param.find_first_of("=:");
     const bool isSwitch = !param.empty() && (param[0] == '/' || param[0] == '-');
     if (!isSwitch || separator == std::string::npos || separator == 1 || separator + 1 == param.size())
-        throw new CommandLineException("Bad command line parameter: " + param);
+        throw new CommandLineException("Bad command line parameter: " + Printable(param));
     name = param.substr(1, separator - 1);
     value = param.substr(separator + 1);
 }

@@ -11,12 +11,15 @@
 #include "CsvFile.h"
 #include "DataConverter.h"
 #include "Defaults.h"
+#include "EcrComm/CommBase.h"
 #include "EcrComm/EcrComm.h"
+#include "EcrComm/IoStatistics.h"
 #include "FileErrors.h"
 #include "FileIo.h"
 #include "Format.h"
 #include "InputFile.h"
 #include "Logging.h"
+#include "Output.h"
 
 namespace {
 
@@ -26,27 +29,35 @@ enum StatusType { StatusType_ECR = 0, StatusType_EFT = 1 };
 char fileIoBuffer[fileIoBufferSize];  // a record as the file holds it
 byte commIoBuffer[commIoBufferSize];  // a record as the ECR holds it
 
+std::string reasonNotToRepeat;
+bool hasOpenedOutput = false;  // an earlier attempt of the run; what the file holds is then its own
+
 /** Shows a text that the next one on the line overwrites. */
 void ShowProgress(const std::string& text) { Print(text + "\r"); }
 
 void EraseProgress(size_t length) { ShowProgress(std::string(length, ' ')); }
 
-void RequestOperation(int dataType, Action action) {
+/** A reason not to repeat the command holds from the request on. */
+void RequestOperation(int dataType, Action action, const char* whyNotToRepeat = "") {
     AuthorizeSession();
     ShowProgress("Sending operation request...");
+    reasonNotToRepeat = whyNotToRepeat;
     SendRequest(static_cast<byte>(dataType), action);
     EraseProgress(28);
 }
 
 /** Requests an operation that needs no data and waits until the ECR has done it. */
-void ExecuteAndWait(int dataType, Action action, const std::string& progress) {
-    RequestOperation(dataType, action);
+void ExecuteAndWait(int dataType, Action action, const std::string& progress,
+                    const char* whyNotToRepeat = "") {
+    RequestOperation(dataType, action, whyNotToRepeat);
     ShowProgress(progress);
     while (!ReadClearStatus()) continue;
     EraseProgress(progress.size());
 }
 
-void Clear(int dataType) { ExecuteAndWait(dataType, Action_Clear, "Clearing ..."); }
+void Clear(int dataType, const char* whyNotToRepeat = "") {
+    ExecuteAndWait(dataType, Action_Clear, "Clearing ...", whyNotToRepeat);
+}
 
 /** Converts the ECR's record of the given length and writes it; false when it cannot be converted. */
 bool WriteEcrRecord(FileWriter& writer, uint16_t length) {
@@ -57,24 +68,40 @@ bool WriteEcrRecord(FileWriter& writer, uint16_t length) {
     return true;
 }
 
-/** Returns the number of records read; the file is then complete and on its device. */
-unsigned Read(int dataType, const std::string& filename) {
+/** The writer of the file that section dataType is to be read into, not yet opened. */
+std::unique_ptr<FileWriter> CreateWriter(int dataType, const std::string& filename) {
     const FileType fileType = DetectFileType(filename, dataType);
     DataConverter::Initialize(fileType);
     FileErrors::Reset();
-    const std::unique_ptr<FileWriter> writer = CreateFileWriter(fileType);
-    writer->Open(filename);
+    return CreateFileWriter(fileType);
+}
+
+/** Returns the number of records read; the file is then complete and on its device. */
+unsigned Read(int dataType, const std::string& filename, FileWriter& writer) {
+    writer.Open(filename);
     RequestOperation(dataType, Action_Read);
 
     unsigned recordsRead = 0;
     while (const uint16_t length = ReadData(commIoBuffer, commIoBufferSize)) {
         recordsRead++;
         if (recordsRead % 10 == 0) ShowProgress(Format("Records read: %u", recordsRead));
-        if (!WriteEcrRecord(*writer, length)) throw new CommunicationException("Bad record received");
+        if (!WriteEcrRecord(writer, length)) throw new CommunicationException("Bad record received");
     }
-    writer->Close();
+    writer.Close();
     Print(Format("Records read: %u\n", recordsRead));
     return recordsRead;
+}
+
+/** The file stays locked until the ECR has cleared: from the reading on it is the only copy of the report. */
+void ReadAndClear(int dataType, const std::string& filename) {
+    const std::unique_ptr<FileWriter> writer = CreateWriter(dataType, filename);
+    if (!hasOpenedOutput) writer->KeepFormerContent();
+    hasOpenedOutput = true;
+    if (Read(dataType, filename, *writer) == 0) return;
+    if (IoStatistics::UnnumberedFaults > 0)
+        throw new CommunicationException("Report may be incomplete, not cleared");
+    writer->CheckInPlace();
+    Clear(dataType, "Report is read and its clearing was requested, no further attempt");
 }
 
 /**
@@ -124,11 +151,8 @@ void SendPackets(InputFile& input, int recordsInPacket, const char* statusMessag
     }
 }
 
-void Send(int dataType, const std::string& filename, UpdateType updateType) {
+void Send(int dataType, InputFile& input, UpdateType updateType) {
     const char* statusMessage = updateType == UpdateType_Delete ? "Records deleted" : "Records sent";
-    InputFile input;
-    input.OpenRecords(dataType, filename);
-
     const int recordsInPacket = AppConfig::GetParameter("RecordsInPacket", defaultRecordsInPacket);
     unsigned recordsSent = 0;
     for (bool isDone = false; !isDone;) {
@@ -146,26 +170,62 @@ void Send(int dataType, const std::string& filename, UpdateType updateType) {
             LogMsg(LogType_Both, "Communication timeout on ECR side, renegotiating...", true);
         }
     }
+    input.CheckUnchanged();
     SendEndOfData();
     input.Close();
     FileErrors::Log();
     Print(Format("%s: %u\n", statusMessage, recordsSent));
 }
 
+void Send(int dataType, const std::string& filename, UpdateType updateType) {
+    InputFile input;
+    input.OpenRecords(dataType, filename);
+    Send(dataType, input, updateType);
+}
+
+/** Whether a Send has a first record; one that no frame holds fails here as it would there. */
+bool HasRecordToSend(InputFile& input) {
+    for (int i = 0; input.Read(i); i++) {
+        const uint16_t length = input.TryToConvert(commIoBuffer);
+        if (length == 0) continue;
+        if (!FitsFrame(commIoBuffer, length)) throw new InternalException(__FILE__, __LINE__);
+        return true;
+    }
+    return false;
+}
+
+void ClearAndSend(int dataType, const std::string& filename) {
+    const bool isAnySent = AppConfig::GetParameter("RecordsInPacket", defaultRecordsInPacket) > 0;
+    InputFile input;
+    HeldOutput opening;  // shown where a Send shows it, behind the clearing
+    input.OpenRecords(dataType, filename);
+    if (!isAnySent || !HasRecordToSend(input)) {
+        for (int i = 0; isAnySent && input.Read(i); i++) input.Convert(commIoBuffer);  // to report it
+        FileErrors::Log();
+        throw new ApplicationException("Nothing to send, not cleared", ReturnCode_InputFileSyntaxError);
+    }
+    const std::string shownLater = opening.Take();
+    Clear(dataType);
+    Print(shownLater);
+    Send(dataType, input, UpdateType_Add);
+}
+
 void ExecuteCommandFile(const std::string& filename) {
     AuthorizeSession();
     InputFile input;
     input.OpenCommands(filename);
-    unsigned commandsSent = 0;
-    for (;;) {
-        ShowProgress(Format("Commands sent: %u", commandsSent));
-        if (!input.Read(static_cast<int>(commandsSent))) break;
-        byte code = 0;
-        const uint16_t length = input.ConvertCommand(code, commIoBuffer);
-        Fiscal_SendCommand(code, commIoBuffer, length);
-        commandsSent++;
-    }
     input.Close();
+    unsigned commandsSent = 0;
+    const auto showProgress = [&] { ShowProgress(Format("Commands sent: %u", commandsSent)); };
+    for (const FiscalCommand& command : input.GetCommands()) {
+        showProgress();
+        Fiscal_BeginCommand(command.code, command.data.data(), static_cast<uint16_t>(command.data.size()));
+        reasonNotToRepeat = Format("%u command(s) acknowledged by ECR, no further attempt", commandsSent);
+        Fiscal_EndCommand();
+        commandsSent++;
+        reasonNotToRepeat = Format("%u command(s) acknowledged by ECR, no further attempt", commandsSent);
+    }
+    showProgress();
     Print(Format("Commands sent: %u\n", commandsSent));
 }
 
@@ -186,19 +246,21 @@ void ReadStatus(const std::string& filename, StatusType statusType) {
 
 }  // namespace
 
+void BeginCommand() {
+    reasonNotToRepeat.clear();
+    hasOpenedOutput = false;
+}
+
+std::string WhyNotToRepeat() { return reasonNotToRepeat; }
+
 ReturnCode Execute_Standard(Command command, int dataType, const std::string& filename) {
     switch (command) {
-        case Command_Read: Read(dataType, filename); break;
+        case Command_Read: Read(dataType, filename, *CreateWriter(dataType, filename)); break;
         case Command_Send: Send(dataType, filename, UpdateType_Add); break;
         case Command_Delete: Send(dataType, filename, UpdateType_Delete); break;
         case Command_Clear: Clear(dataType); break;
-        case Command_ReadAndClear:
-            if (Read(dataType, filename) > 0) Clear(dataType);
-            break;
-        case Command_ClearAndSend:
-            Clear(dataType);
-            Send(dataType, filename, UpdateType_Add);
-            break;
+        case Command_ReadAndClear: ReadAndClear(dataType, filename); break;
+        case Command_ClearAndSend: ClearAndSend(dataType, filename); break;
         case Command_Init: ExecuteAndWait(dataType, Action_Init, "Initializing ..."); break;
         default: throw new InternalException(__FILE__, __LINE__);
     }

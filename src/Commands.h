@@ -10,6 +10,14 @@
  * and return the exit status that these stand for; failures that end a command are exceptions.
  */
 
+/** Before the first attempt of a run. */
+void BeginCommand();
+/**
+ * Why a further attempt could lose or double something, as the log tells it; empty as long as it could not.
+ * The ECR may then have cleared the only other copy of a report, or executed a fiscal command.
+ */
+std::string WhyNotToRepeat();
+
 /** Read, Send, Delete, Clear, ReadAndClear, ClearAndSend and Init of section or report dataType. */
 ReturnCode Execute_Standard(Command command, int dataType, const std::string& filename);
 

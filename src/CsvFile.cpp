@@ -10,11 +10,15 @@ FileType CsvFileReaderImpl::GetType() { return FileType_CSV; }
 bool CsvFileReaderImpl::HasRecord(int recordNumber) const { return recordNumber < lineIndex.GetCount(); }
 
 /** Every entry has a number, but for a heading that may stand at the top. */
-bool CsvFileReaderImpl::IsSortable() const {
-    if (AppConfig::GetParameter("SortInputFileLines", defaultSortInputFileLines) == 0) return false;
+bool CsvFileReaderImpl::IsNumbered() const {
     for (int i = 1; i < lineIndex.GetCount(); i++)
         if (lineIndex.At(i).lineKey == 0) return false;
-    return lineIndex.GetCount() >= 2;
+    return true;
+}
+
+bool CsvFileReaderImpl::IsSortable() const {
+    return AppConfig::GetParameter("SortInputFileLines", defaultSortInputFileLines) != 0 &&
+           lineIndex.GetCount() >= 2 && IsNumbered();
 }
 
 void CsvFileReaderImpl::Open(const std::string& filename) {
@@ -25,14 +29,20 @@ void CsvFileReaderImpl::Open(const std::string& filename) {
         lineIndex.SortRange(0, lineIndex.GetCount() - 1);
         LogMsg(LogType_Debug, "Input data file sorting finished", true);
     }
-    lineIndex.RemoveDuplicates(FileErrors::AddDuplicateRecord);
+    // negative numbers are sorted to the front of a heading; nothing is then taken for a duplicate
+    if (IsNumbered()) lineIndex.RemoveDuplicates(FileErrors::AddDuplicateRecord);
 }
 
 int CsvFileReaderImpl::Read(int recordNumber, char* buffer, int bufferSize) {
-    return HasRecord(recordNumber) ? lineIndex.ReadLine(recordNumber, buffer, bufferSize) : 0;
+    if (!HasRecord(recordNumber)) return 0;
+    const int length = lineIndex.ReadLine(recordNumber, buffer, bufferSize);
+    if (length == 0) lineIndex.GetSource().ThrowChanged();  // no empty line is in the index
+    return length;
 }
 
 void CsvFileReaderImpl::Close() { lineIndex.Clear(); }
+
+void CsvFileReaderImpl::CheckUnchanged() const { lineIndex.GetSource().CheckUnchanged(); }
 
 int CsvFileReaderImpl::GetLineNumber(int recordNumber) {
     return HasRecord(recordNumber) ? lineIndex.At(recordNumber).lineNumber : -1;

@@ -24,10 +24,12 @@ public:
     void Open(const std::string& filename) override;
     int Read(int recordNumber, char* buffer, int bufferSize) override;
     void Close() override;
+    void CheckUnchanged() const override;
     int GetLineNumber(int recordNumber) override;
 
 private:
     bool HasRecord(int recordNumber) const;
+    bool IsNumbered() const;
     bool IsSortable() const;
 
     TextFileLineIndex lineIndex;

@@ -7,9 +7,9 @@
 #include "Commands.h"
 #include "Defaults.h"
 #include "EcrComm/EcrComm.h"
-#include "Format.h"
 #include "Interrupt.h"
 #include "Logging.h"
+#include "Output.h"
 
 namespace {
 
@@ -37,13 +37,15 @@ ReturnCode Attempt(const BaseCommandParameters& params, ProtocolID protocol) {
 
 }  // namespace
 
-void LogIfPossible(const std::string& message) {
+void LogIfPossible(std::string_view message) {
     try {
-        LogMsg(LogType_Both, message, true);
+        LogMsg(LogType_Both, std::string(message), true);
     } catch (Exception* e) {
         // only with "StandardLog" = -1, where every message is an internal error; the run ends by its exit
         // status
         delete e;
+    } catch (const std::bad_alloc&) {
+        // a line of the log is no reason to fail either
     }
 }
 
@@ -54,15 +56,22 @@ ReturnCode HandleException(Exception* e) {
     return failure->GetReturnCode();
 }
 
+ReturnCode Repeat(const std::function<ReturnCode()>& attempt) {
+    const int retryCount = AppConfig::GetParameter("RetryCount", defaultAttemptCount);
+    BeginCommand();
+    for (int errorCount = 0;;) {
+        CheckInterrupt();  // a signal in the pause after a failed attempt is no reason for the next one
+        const ReturnCode result = attempt();
+        if (result != ReturnCode_CommunicationError || ++errorCount >= retryCount) return result;
+        const std::string reason = WhyNotToRepeat();
+        if (reason.empty()) continue;
+        LogIfPossible(reason);
+        return result;
+    }
+}
+
 ReturnCode ExecuteCommand(const BaseCommandParameters& params) {
     const ProtocolID protocol =
         GetProtocolIDBySet(params.isFiscalCommand ? Protocol_Fiscal : Protocol_Standard);
-    const int retryCount = AppConfig::GetParameter("RetryCount", defaultAttemptCount);
-    int errorCount = 0;
-    ReturnCode result;
-    do {
-        CheckInterrupt();  // a signal in the pause after a failed attempt is no reason for the next one
-        result = Attempt(params, protocol);
-    } while (result == ReturnCode_CommunicationError && ++errorCount < retryCount);
-    return result;
+    return Repeat([&] { return Attempt(params, protocol); });
 }

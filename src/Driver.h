@@ -1,17 +1,23 @@
 #pragma once
 
-#include <string>
+#include <functional>
+#include <string_view>
 
 #include "CommandLine.h"
 #include "Exceptions.h"
 
 /** Logs with a time stamp if a log takes it; a message that cannot be logged is no reason to fail once more.
  */
-void LogIfPossible(const std::string& message);
+void LogIfPossible(std::string_view message);
 
 /** Logs, prints and frees the failure; returns its exit status. */
 ReturnCode HandleException(Exception* e);
 
-/** Connects, executes and disconnects; repeats that on communication errors, up to "RetryCount" times in all.
+/**
+ * Repeats an attempt on communication errors, up to "RetryCount" times in all, as long as no attempt could do
+ * harm (WhyNotToRepeat); the log then has the reason.
  */
+ReturnCode Repeat(const std::function<ReturnCode()>& attempt);
+
+/** Repeats connecting, executing and disconnecting. */
 ReturnCode ExecuteCommand(const BaseCommandParameters& params);

@@ -2,6 +2,7 @@
 
 #include "Format.h"
 #include "Logging.h"
+#include "Output.h"
 
 namespace {
 

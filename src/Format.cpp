@@ -22,7 +22,14 @@ std::string Format(const char* format, ...) {
     return text;
 }
 
-void Print(const std::string& text) {
-    std::fwrite(text.data(), 1, text.size(), stdout);
-    std::fflush(stdout);
+std::string Printable(const std::string& text) {
+    std::string printable;
+    for (const char c : text) {
+        const auto value = static_cast<unsigned char>(c);
+        if (value < 32 || value == 127)
+            printable += Format("\\x%02x", value);
+        else
+            printable += c;
+    }
+    return printable;
 }

@@ -5,5 +5,6 @@
 /** printf-style formatting into a string of any length. */
 [[gnu::format(printf, 1, 2)]] std::string Format(const char* format, ...);
 
-/** Writes a user message to standard output as it stands and flushes it at once. */
-void Print(const std::string& text);
+/** The text with its control characters (below 32, and 127) as \xNN: it can forge no line and move no cursor.
+ */
+std::string Printable(const std::string& text);

@@ -9,6 +9,7 @@
 
 #include "Exceptions.h"
 #include "Format.h"
+#include "Output.h"
 #include "Tools.h"
 #include "Wrapper/LinuxFunctionWrapper.h"
 
@@ -94,13 +95,13 @@ bool HasSection(const std::string& name) {
 
 void IniFile::SetFile(const std::string& iniFilePath, bool checkIfExists) {
     if (checkIfExists && !File::Exists(iniFilePath))
-        throw new ConfigurationException("INI-file '" + iniFilePath + "' not found");
+        throw new ConfigurationException("INI-file '" + Printable(iniFilePath) + "' not found");
     iniFile = iniFilePath;
 }
 
 void IniFile::SetSection(const std::string& sectionName, bool checkIfExists) {
     if (checkIfExists && !HasSection(sectionName))
-        throw new ConfigurationException("INI-file section [" + sectionName + "] not found");
+        throw new ConfigurationException("INI-file section [" + Printable(sectionName) + "] not found");
     section = sectionName;
 }
 
@@ -110,7 +111,7 @@ FileStream IniFile::OpenForReading() {
     FILE* file = nullptr;
     fopen_s(&file, iniFile.c_str(), "rb");
     if (file == nullptr && (errno == EMFILE || errno == ENFILE || errno == ENOMEM))
-        throw new SystemException("Unable to open INI-file '" + iniFile + "'");
+        throw new SystemException("Unable to open INI-file '" + Printable(iniFile) + "'");
     return FileStream(file);
 }
 

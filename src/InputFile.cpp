@@ -23,21 +23,26 @@ void InputFile::OpenCommands(const std::string& filename) {
     m_reader->Open(filename);
     // lines refused so far are reported, but do not stop the run: they are never executed
     FileErrors::Reset();
-    CheckCommands();
-}
-
-void InputFile::CheckCommands() {
-    byte ecrRecord[commIoBufferSize];
-    for (int i = 0; Read(i); i++) {
-        TextDataParser parser(Bytes(), m_length);
-        if (parser.GetFieldType() != FieldType_Number)
-            FileErrors::AddBadFormatRecord(GetLineNumber(i));
-        else
-            Convert(ecrRecord);
-    }
+    m_commands.clear();
+    for (int i = 0; Read(i); i++) TakeCommand();
     FileErrors::Log();
     if (FileErrors::GetBadFormatRecordCount() > 0)
         throw new ApplicationException("Input file contains bad data", ReturnCode_InputFileSyntaxError);
+}
+
+void InputFile::TakeCommand() {
+    const int lineNumber = GetLineNumber(m_recordNumber);
+    byte ecrRecord[commIoBufferSize];
+    TextDataParser parser(Bytes(), m_length);
+    if (parser.GetFieldType() != FieldType_Number) {
+        FileErrors::AddBadFormatRecord(lineNumber);
+        return;
+    }
+    if (Convert(ecrRecord) == 0) return;
+    Decimal code;
+    parser.GetNumber(code);
+    const uint16_t length = DataConverter::PcToEcr(parser, ecrRecord, commIoBufferSize);
+    m_commands.push_back({static_cast<byte>(code.ToInt64()), {ecrRecord, ecrRecord + length}, lineNumber});
 }
 
 void InputFile::Close() { m_reader.reset(); }
@@ -53,18 +58,14 @@ bool InputFile::Read(int recordNumber) {
     return m_length != 0;
 }
 
-uint16_t InputFile::Convert(byte* ecrRecord) const {
-    const uint16_t length = DataConverter::PcToEcr(Bytes(), m_length, ecrRecord, commIoBufferSize);
-    if (length == 0) FileErrors::AddBadFormatRecord(GetLineNumber(m_recordNumber));
-    return length;
+uint16_t InputFile::TryToConvert(byte* ecrRecord) const {
+    return DataConverter::PcToEcr(Bytes(), m_length, ecrRecord, commIoBufferSize);
 }
 
-uint16_t InputFile::ConvertCommand(byte& code, byte* ecrData) const {
-    TextDataParser parser(Bytes(), m_length);
-    Decimal number;
-    parser.GetNumber(number);
-    code = static_cast<byte>(number.ToInt64());
-    return DataConverter::PcToEcr(parser, ecrData, commIoBufferSize);
+uint16_t InputFile::Convert(byte* ecrRecord) const {
+    const uint16_t length = TryToConvert(ecrRecord);
+    if (length == 0) FileErrors::AddBadFormatRecord(GetLineNumber(m_recordNumber));
+    return length;
 }
 
 ReturnCode StatusOfFileErrors() {

@@ -3,11 +3,20 @@
 #include <cstdint>
 #include <memory>
 #include <string>
+#include <vector>
 
 #include "Byte.h"
 #include "Defaults.h"
 #include "Exceptions.h"
+#include "Record.h"
 #include "RecordFile.h"
+
+/** A fiscal command as the ECR takes it. */
+struct FiscalCommand {
+    byte code;
+    Record data;
+    int lineNumber;
+};
 
 /**
  * The file that a Send, a Delete or an ExecuteFiscal works through, as records in the ECR's form. Problems
@@ -17,8 +26,11 @@ class InputFile {
 public:
     /** Opens the file for a transfer into section dataType; FileIoException when that fails. */
     void OpenRecords(int dataType, const std::string& filename);
-    /** Opens a CSV file of fiscal commands and checks all of them; ApplicationException when one is none. */
+    /** Opens a CSV file of fiscal commands, checks all of them and keeps them; ApplicationException when one
+     * is none. */
     void OpenCommands(const std::string& filename);
+    /** FileIoException when the file has been changed since it was opened. */
+    void CheckUnchanged() const { m_reader->CheckUnchanged(); }
     void Close();
 
     FileType GetType() const { return m_reader->GetType(); }
@@ -30,18 +42,21 @@ public:
     /** Converts the current record into a buffer of commIoBufferSize; 0 for a bad one, which is then
      * reported. */
     uint16_t Convert(byte* ecrRecord) const;
-    /** The same for a fiscal command, which OpenCommands has found good: its code, and the length of its
-     * data. */
-    uint16_t ConvertCommand(byte& code, byte* ecrData) const;
+    /** The same without a report. */
+    uint16_t TryToConvert(byte* ecrRecord) const;
+
+    /** What OpenCommands has found, in the order of the file. */
+    const std::vector<FiscalCommand>& GetCommands() const { return m_commands; }
 
 private:
-    void CheckCommands();
+    void TakeCommand();
     const byte* Bytes() const { return reinterpret_cast<const byte*>(m_record); }
 
     std::unique_ptr<FileReader> m_reader;
     char m_record[fileIoBufferSize] = {};  // the current one, as the file holds it
     uint16_t m_length = 0;
     int m_recordNumber = 0;
+    std::vector<FiscalCommand> m_commands;
 };
 
 /** The exit status that the problems counted in FileErrors stand for. */

@@ -1,11 +1,11 @@
 #include "Interrupt.h"
 
 #include <fcntl.h>
+#include <sys/resource.h>
 #include <unistd.h>
 
 #include <cerrno>
 #include <csignal>
-#include <cstdlib>
 
 #include "EcrComm/CommChannels/Linux/HighResolutionTimer.h"
 #include "Exceptions.h"
@@ -13,7 +13,7 @@
 
 namespace {
 
-constexpr int interrupts[] = {SIGINT, SIGTERM, SIGHUP};
+constexpr int interrupts[] = {SIGINT, SIGTERM, SIGHUP, SIGQUIT};
 
 /** ns in which a second signal is the same wish: timeout(1) sends its one twice, to the process and its
  * group. */
@@ -29,6 +29,7 @@ void HandleInterrupt(int signal) {
         receivedSignal = signal;
         receivedAt = GetTimeMs();
     } else if (GetTimeMs() - receivedAt > sameSignal) {
+        if (getpid() == 1) _exit(128 + signal);  // the first process of a container has no default actions
         std::signal(signal, SIG_DFL);
         std::raise(signal);  // its default action follows when the handler returns
     }
@@ -55,6 +56,7 @@ void CatchInterrupts() {
         sigaction(interrupt, &action, nullptr);
     }
     std::signal(SIGPIPE, SIG_IGN);
+    std::signal(SIGXFSZ, SIG_IGN);
 }
 
 int GetInterrupt() { return receivedSignal; }
@@ -78,8 +80,19 @@ bool WaitForEvent(int handle, short events, int timeoutMs, const char* failure) 
     }
 }
 
+bool WaitForOutput(int handle) {
+    static int momentMs = 100;
+    pollfd descriptors[] = {{handle, POLLOUT, 0}, {wakeUpPipe[0], POLLIN, 0}};
+    while (receivedSignal == 0 && poll(descriptors, 2, -1) < 0 && errno == EINTR) continue;
+    if (receivedSignal == 0 || poll(descriptors, 1, momentMs) != 0) return true;
+    momentMs = 0;  // waited for once
+    return false;
+}
+
 void EndByInterrupt(int signal) {
+    const rlimit noCore{0, 0};  // SIGQUIT would leave one, with the password in it
+    setrlimit(RLIMIT_CORE, &noCore);
     std::signal(signal, SIG_DFL);
     std::raise(signal);
-    std::abort();  // not reached: none of these signals can be outlived
+    _exit(128 + signal);  // the first process of a container outlives it
 }

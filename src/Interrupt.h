@@ -3,13 +3,13 @@
 #include <poll.h>
 
 /**
- * SIGINT, SIGTERM and SIGHUP, taken so that a run ends in order: the first one makes every wait below throw,
- * the cleanup of each layer runs, and the process then ends by that signal. Another one ends it at once, if
- * it comes a second later or more.
+ * SIGINT, SIGTERM, SIGHUP and SIGQUIT, taken so that a run ends in order: the first one makes every wait
+ * below throw, the cleanup of each layer runs, and the process then ends by that signal. Another one ends it
+ * at once, if it comes a second later or more.
  */
 
-/** Takes the signals, but those that the caller has set to be ignored; a closed standard output stops
- * nothing. */
+/** Takes the signals, but those that the caller has set to be ignored. A closed standard output stops
+ * nothing, and a limit of the size of files makes their writing fail. */
 void CatchInterrupts();
 
 /** The signal that arrived, 0 for none. */
@@ -26,5 +26,12 @@ void CheckInterrupt();
  */
 bool WaitForEvent(int handle, short events, int timeoutMs, const char* failure);
 
-/** Ends the process by the signal, as its default action would have. */
+/**
+ * Waits until the descriptor takes output; once a signal has arrived, for a moment at most. False when it
+ * does not take any then.
+ */
+bool WaitForOutput(int handle);
+
+/** Ends the process by the signal, as its default action would have; by status 128 + signal where it has
+ * none. */
 [[noreturn]] void EndByInterrupt(int signal);

@@ -6,7 +6,9 @@
 #include <unistd.h>
 
 #include <cerrno>
+#include <climits>
 #include <ctime>
+#include <utility>
 
 #include "Exceptions.h"
 #include "Format.h"
@@ -51,6 +53,47 @@ struct stat StatusOf(int file) {
     return status;
 }
 
+/** Where a link leads that root or the user who runs has made; empty for anything else. */
+std::string TargetOfOwnLink(const std::string& path) {
+    const int link = open(path.c_str(), O_PATH | O_NOFOLLOW | O_CLOEXEC);
+    if (link == -1) return "";
+    const struct stat status = StatusOf(link);
+    char target[PATH_MAX];
+    const bool isOwn = S_ISLNK(status.st_mode) && (status.st_uid == 0 || status.st_uid == geteuid());
+    // of the link that was looked at, whatever stands under its name now
+    const ssize_t length = isOwn ? readlinkat(link, "", target, sizeof target) : -1;
+    close(link);
+    if (length <= 0 || length == sizeof target) return "";
+    const std::string text(target, static_cast<size_t>(length));
+    return text[0] == '/' ? text : path.substr(0, path.rfind('/') + 1) + text;
+}
+
+/**
+ * Opens a log, makes it if it is missing: never waits, and follows no link of another user's, who may write
+ * the folder. The creation is a call of its own, as some systems let nobody "create" another user's file in a
+ * sticky folder. -1 when it cannot be opened.
+ */
+int OpenWithoutFollowing(std::string path) {
+    constexpr int maxTries = 8;  // links one after another, and other runs that make or delete the log
+    constexpr int flags = O_WRONLY | O_APPEND | O_NOFOLLOW | O_NONBLOCK | O_NOCTTY | O_CLOEXEC;
+    for (int i = 0; i < maxTries && !path.empty(); i++) {
+        int file = open(path.c_str(), flags);
+        if (file == -1 && errno == ENOENT) file = open(path.c_str(), flags | O_CREAT | O_EXCL, 0666);
+        if (file != -1) return file;
+        if (errno == ELOOP)
+            path = TargetOfOwnLink(path);
+        else if (errno != EEXIST)
+            break;
+    }
+    return -1;
+}
+
+/** Any other thing under a log's name is a trap: a second name of another file, a FIFO, a device. */
+bool IsPlainFile(int file) {
+    struct stat status {};
+    return fstat(file, &status) == 0 && S_ISREG(status.st_mode) && status.st_nlink <= 1;
+}
+
 }  // namespace
 
 LogFile::~LogFile() { Close(true); }
@@ -63,15 +106,16 @@ void LogFile::Open(const std::string& path) {
         !Directory::Exists(directory))
         throw new SystemException("Log file directory create failed");
     OpenForAppending(path);
-    if (!IsOpened()) throw new FileIoException("Can't open file '" + path + "'");
+    if (!IsOpened()) throw new FileIoException("Can't open file '" + Printable(path) + "'");
     m_filePath = path;
 }
 
 void LogFile::OpenForAppending(const std::string& path) {
     const mode_t mask = umask(0);
     umask(MaskFor(path, mask));
-    m_file = open(path.c_str(), O_WRONLY | O_APPEND | O_CREAT | O_CLOEXEC, 0666);
+    m_file = OpenWithoutFollowing(path);
     umask(mask);
+    if (m_file != -1 && !IsPlainFile(m_file)) close(std::exchange(m_file, -1));
     if (!IsOpened()) return;
     m_originalFileSize = StatusOf(m_file).st_size;
     m_appendedSize = 0;
@@ -90,7 +134,8 @@ void LogFile::AddMessage(const std::string& message, bool addTime) {
 
 bool LogFile::IsDeleted() const {
     const LogLock lock(m_file);
-    return StatusOf(m_file).st_nlink == 0;
+    struct stat status {};
+    return fstat(m_file, &status) == 0 && status.st_nlink == 0;
 }
 
 void LogFile::ReopenIfPossible() {
@@ -110,8 +155,11 @@ void LogFile::Close(bool save) {
         // grown past what this run wrote: cutting would take another run's lines, too
         const bool isAlone = StatusOf(m_file).st_size == m_originalFileSize + m_appendedSize;
         [[maybe_unused]] const int result = !save && isAlone ? ftruncate(m_file, m_originalFileSize) : 0;
-        const struct stat status = StatusOf(m_file);
-        if (status.st_size == 0 && status.st_nlink > 0) File::Delete(m_filePath);
+        const struct stat own = StatusOf(m_file);
+        struct stat found {};
+        const bool isInPlace = lstat(m_filePath.c_str(), &found) == 0 && found.st_dev == own.st_dev &&
+                               found.st_ino == own.st_ino;
+        if (own.st_size == 0 && isInPlace) File::Delete(m_filePath);
     }
     close(m_file);
     m_file = -1;

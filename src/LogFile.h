@@ -13,7 +13,10 @@ public:
     LogFile& operator=(const LogFile&) = delete;
     ~LogFile();
 
-    /** Opens the file for appending and creates its directory (one level) if it is missing. */
+    /**
+     * Opens the file for appending and creates its directory (one level) if it is missing. Only a regular
+     * file with one name is taken, and a link only from root or from the user who runs: FileIoException.
+     */
     void Open(const std::string& path);
     bool IsOpened() const;
     /** Appends "day.month.year hour:minute:second.ms " if addTime, the message and a line feed, in one write.

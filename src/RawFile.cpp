@@ -1,7 +1,6 @@
 #include "RawFile.h"
 
 #include <algorithm>
-#include <utility>
 
 namespace {
 
@@ -11,33 +10,21 @@ constexpr int rawRecordSize = 64;
 
 FileType RawFileReader::GetType() { return FileType_RAW; }
 
-void RawFileReader::Open(const std::string& filename) {
-    ioFile = OpenInputFile(filename);
-    m_filename = filename;
-}
+void RawFileReader::Open(const std::string& filename) { ioFile.Open(filename); }
 
 int RawFileReader::Read(int recordNumber, char* buffer, int bufferSize) {
     const auto size = static_cast<size_t>(std::min(rawRecordSize, bufferSize));
-    if (fseeko(ioFile.get(), off_t{recordNumber} * rawRecordSize, SEEK_SET) != 0) ThrowReadError(m_filename);
-    const size_t length = std::fread(buffer, 1, size, ioFile.get());
-    if (std::ferror(ioFile.get()) != 0) ThrowReadError(m_filename);
-    return static_cast<int>(length);
+    return static_cast<int>(ioFile.Read(off_t{recordNumber} * rawRecordSize, buffer, size));
 }
 
-void RawFileReader::Close() { ioFile.reset(); }
+void RawFileReader::Close() { ioFile.Close(); }
+
+void RawFileReader::CheckUnchanged() const { ioFile.CheckUnchanged(); }
 
 FileType RawFileWriter::GetType() { return FileType_RAW; }
 
-void RawFileWriter::Open(const std::string& filename) {
-    ioFile = OpenFile(filename, "wb");
-    m_filename = filename;
-}
+void RawFileWriter::Open(const std::string& filename) { ioFile.Open(filename); }
 
-void RawFileWriter::Write(const char* data, int length) {
-    const auto size = static_cast<size_t>(length);
-    if (std::fwrite(data, 1, size, ioFile.get()) != size) ThrowWriteError(m_filename);
-}
+void RawFileWriter::Write(const char* data, int length) { ioFile.Write(data, static_cast<size_t>(length)); }
 
-void RawFileWriter::Close() {
-    if (ioFile) CloseOutputFile(std::move(ioFile), m_filename);
-}
+void RawFileWriter::Close() { ioFile.Close(); }

@@ -2,8 +2,8 @@
 
 #include <string>
 
-#include "FileStream.h"
 #include "RecordFile.h"
+#include "SourceFile.h"
 
 /** Records of exactly 64 bytes one after another; the last one may be shorter. */
 class RawFileReader : public FileReader {
@@ -12,10 +12,10 @@ public:
     void Open(const std::string& filename) override;
     int Read(int recordNumber, char* buffer, int bufferSize) override;
     void Close() override;
+    void CheckUnchanged() const override;
 
 private:
-    FileStream ioFile;
-    std::string m_filename;
+    SourceFile ioFile;
 };
 
 /** Records as they are given, with nothing added. */
@@ -25,8 +25,4 @@ public:
     void Open(const std::string& filename) override;
     void Write(const char* data, int length) override;
     void Close() override;
-
-private:
-    FileStream ioFile;
-    std::string m_filename;
 };

@@ -2,6 +2,8 @@
 
 #include <string>
 
+#include "TargetFile.h"
+
 /** Kinds of data files; docs: README, "Data files". */
 enum FileType {
     FileType_CSV = 0,  // text, one record a line
@@ -20,6 +22,8 @@ public:
      */
     virtual int Read(int recordNumber, char* buffer, int bufferSize) = 0;
     virtual void Close() = 0;
+    /** FileIoException when the file has been changed since it was opened. */
+    virtual void CheckUnchanged() const = 0;
 };
 
 /** A data file that records are appended to. Freeing it closes the file, but only Close tells of a failed
@@ -35,4 +39,11 @@ public:
     /** Completes the file and brings it to the device; FileIoException when any of it could not be written.
      */
     virtual void Close() = 0;
+
+    /** See TargetFile. */
+    void KeepFormerContent() { ioFile.KeepFormerContent(); }
+    void CheckInPlace() const { ioFile.CheckInPlace(); }
+
+protected:
+    TargetFile ioFile;
 };

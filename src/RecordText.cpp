@@ -2,6 +2,7 @@
 
 #include "DataConverter.h"
 #include "Defaults.h"
+#include "Format.h"
 #include "Formatting/BinaryDataParser.h"
 #include "Formatting/TextDataFormatter.h"
 
@@ -37,7 +38,7 @@ std::optional<std::string> TextOf(const Record& record) {
     return std::string(text, text + formatter.GetLength());
 }
 
-std::string DescribeFields(const Record& record) { return TextOf(record).value_or("malformed"); }
+std::string DescribeFields(const Record& record) { return Printable(TextOf(record).value_or("malformed")); }
 
 std::string DescribeKinds(const Record& record) {
     std::string text;
@@ -47,7 +48,7 @@ std::string DescribeKinds(const Record& record) {
         TextDataFormatter formatter(field, sizeof field);
         if (!text.empty()) text += ", ";
         if (!DataConverter::ConvertField(type, parser, formatter)) return text + "malformed";
-        text += kindNames[type] + std::string(field, field + formatter.GetLength());
+        text += kindNames[type] + Printable({field, field + formatter.GetLength()});
     }
     return text;
 }

@@ -31,7 +31,8 @@ inline constexpr Setting settings[] = {
      "stretches the time that a byte may take"},
     {"Password", SettingKind_Text, 0, "", "", "password of the register; without one none is given"},
     {"RetryCount", SettingKind_Number, defaultAttemptCount, "", "attempts",
-     "attempts of a command on communication errors"},
+     "attempts of a command on communication errors; none follows one in which the register may have cleared "
+     "a report or executed a fiscal command"},
     {"RecordsInPacket", SettingKind_Number, defaultRecordsInPacket, "", "records",
      "records sent before the register answers; it must be set to the same: with less here each packet waits "
      "for the register's patience, with more it does not answer"},
@@ -50,7 +51,8 @@ inline constexpr Setting settings[] = {
     {"EcrOperationMaxTime", SettingKind_Number, defaultEcrOperationMaxTime, "", "ms",
      "time that the register may take for an answer"},
     {"EcrCommMaxTime", SettingKind_Number, defaultLocalEcrCommMaxTime, "", "ms",
-     "time that the line may take, added to it (10000 on a network link)"},
+     "time that the line may take, added to it (10000 on a network link); together up to 25500, beyond that "
+     "they begin again at 0"},
     {"EcrDisconnectTime", SettingKind_Number, defaultEcrDisconnectTime, "", "10 ms",
      "pause after disconnecting: 1 to 99; none for 100 and more"},
     {"EcrRecoveryTime", SettingKind_Number, defaultEcrRecoveryTime, "", "10 ms",

@@ -1,7 +1,5 @@
 #include "TextFileLineIndex.h"
 
-#include <unistd.h>
-
 #include <algorithm>
 #include <climits>
 #include <cstring>
@@ -11,10 +9,10 @@
 #include "Byte.h"
 #include "Decimal.h"
 #include "Exceptions.h"
-#include "Format.h"
 #include "Formatting/TextDataParser.h"
 #include "Interrupt.h"
 #include "Logging.h"
+#include "Output.h"
 
 namespace {
 
@@ -38,12 +36,10 @@ size_t LineLength(const char* text, size_t available, size_t maxLength) {
 }
 
 /** Fills block from the file's offset on, to less than its size only at the end of the file. */
-void ReadBlock(FILE* file, const std::string& filename, off_t offset, std::vector<char>& block, size_t size) {
+void ReadBlock(const SourceFile& file, off_t offset, std::vector<char>& block, size_t size) {
     const size_t kept = block.size();
     block.resize(size);
-    const ssize_t count = pread(fileno(file), block.data() + kept, size - kept, offset);
-    if (count < 0) ThrowReadError(filename);
-    block.resize(kept + static_cast<size_t>(count));
+    block.resize(kept + file.Read(offset, block.data() + kept, size - kept));
 }
 
 /** Key of a record line, nothing for a malformed one. */
@@ -63,8 +59,7 @@ std::optional<int64_t> KeyOfLine(const char* line, size_t length) {
 
 int TextFileLineIndex::Build(const std::string& filename, LineCallback onEmptyLine, LineCallback onBadLine) {
     Clear();
-    ioFile = OpenInputFile(filename);
-    m_filename = filename;
+    ioFile.Open(filename);
     Print("Preparing data ...\r");
     LogMsg(LogType_Debug, "Preparing input file data", true);
 
@@ -80,11 +75,9 @@ int TextFileLineIndex::Build(const std::string& filename, LineCallback onEmptyLi
             block.erase(block.begin(), block.begin() + static_cast<std::ptrdiff_t>(begin));
             blockOffset += static_cast<off_t>(begin);
             begin = 0;
-            ReadBlock(ioFile.get(), filename, blockOffset + static_cast<off_t>(block.size()), block,
-                      buildBlockSize);
+            ReadBlock(ioFile, blockOffset + static_cast<off_t>(block.size()), block, buildBlockSize);
             isLastBlock = block.size() < buildBlockSize;
-            if (blockOffset + static_cast<off_t>(block.size()) > INT_MAX)
-                throw new FileIoException("File '" + filename + "' is too large");
+            if (blockOffset + static_cast<off_t>(block.size()) > INT_MAX) ioFile.ThrowTooLarge();
             length = LineLength(block.data(), block.size(), maxLineLength);
         }
         if (length == 0) break;
@@ -130,6 +123,7 @@ bool TextFileLineIndex::IsSorted() const {
 
 void TextFileLineIndex::SortRange(int first, int last) {
     while (first < last) {
+        CheckInterrupt();
         const int64_t pivot = At((first + last) / 2).lineKey;
         int i = first;
         int j = last;
@@ -175,7 +169,7 @@ int TextFileLineIndex::ReadLine(int position, char* buffer, int bufferSize) {
                         : LineLength(m_window.data() + begin, m_window.size() - begin, maxLength);
     if (length < maxLength && (length == 0 || m_window[begin + length - 1] != '\n')) {
         m_window.clear();
-        ReadBlock(ioFile.get(), m_filename, offset, m_window, windowSize);
+        ReadBlock(ioFile, offset, m_window, windowSize);
         m_windowOffset = offset;
         begin = 0;
         length = LineLength(m_window.data(), m_window.size(), maxLength);
@@ -188,5 +182,5 @@ int TextFileLineIndex::ReadLine(int position, char* buffer, int bufferSize) {
 void TextFileLineIndex::Clear() {
     fileLineIndex.clear();
     m_window.clear();
-    ioFile.reset();
+    ioFile.Close();
 }

@@ -4,7 +4,7 @@
 #include <string>
 #include <vector>
 
-#include "FileStream.h"
+#include "SourceFile.h"
 
 /**
  * Where the records of a text file stand: 16 bytes a line, while the lines themselves stay on disk.
@@ -41,6 +41,8 @@ public:
     /** Copies the entry's line, at most bufferSize - 1 characters, trimmed at its end; returns the length. */
     int ReadLine(int position, char* buffer, int bufferSize);
 
+    const SourceFile& GetSource() const { return ioFile; }
+
     void Clear();
 
 private:
@@ -49,8 +51,7 @@ private:
                  LineCallback onBadLine);
 
     std::vector<FileLine> fileLineIndex;
-    FileStream ioFile;
-    std::string m_filename;
+    SourceFile ioFile;
     std::vector<char> m_window;  // part of the file that was read last
     int32_t m_windowOffset = 0;
 };

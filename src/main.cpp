@@ -3,6 +3,7 @@
 
 #include <cstdio>
 #include <new>
+#include <string_view>
 
 #include "CommandLine.h"
 #include "Commands.h"
@@ -13,6 +14,7 @@
 #include "Interrupt.h"
 #include "Ipc.h"
 #include "Logging.h"
+#include "Output.h"
 
 namespace {
 
@@ -24,6 +26,8 @@ void OpenStandardDescriptors() {
     while (descriptor >= 0 && descriptor <= STDERR_FILENO);
     if (descriptor >= 0) close(descriptor);
 }
+
+constexpr const char* noMemory = "System error: Not enough memory\n";
 
 ReturnCode Run(int argc, char* argv[]) {
     try {
@@ -41,15 +45,23 @@ ReturnCode Run(int argc, char* argv[]) {
     }
 }
 
+/** The messages of the end ask for no memory, which may be what is missing. */
 int RunToEnd(int argc, char* argv[]) {
-    const ReturnCode returnCode = Run(argc, argv);
+    ReturnCode returnCode = ReturnCode_SystemError;
+    try {
+        returnCode = Run(argc, argv);
+    } catch (const std::bad_alloc&) {
+        Print(noMemory);
+    }
     Ipc::LeaveSingleProcessBlock();
     const int interrupt = GetInterrupt();
     const int status = interrupt != 0 ? 128 + interrupt : returnCode;  // what a shell sees of a signal
-    const std::string completed = Format("Completed %s", status == ReturnCode_OK ? "OK" : "with errors");
+    const std::string_view completed = status == ReturnCode_OK ? "Completed OK" : "Completed with errors";
     LogIfPossible(completed);
-    Print(completed + "\n");
-    Print(Format("Return value %i\n", status));
+    Print(completed);
+    char returned[32];
+    std::snprintf(returned, sizeof returned, "\nReturn value %i\n", status);
+    Print(returned);
     StopLogging(status != ReturnCode_OK);
     if (interrupt != 0) EndByInterrupt(interrupt);
     return status;
@@ -59,12 +71,12 @@ int RunToEnd(int argc, char* argv[]) {
 
 int main(int argc, char* argv[]) {
     OpenStandardDescriptors();
+    if (!IsUsageRequested(argc, argv)) return RunToEnd(argc, argv);
     try {
-        if (!IsUsageRequested(argc, argv)) return RunToEnd(argc, argv);
         ShowUsage();
         return ReturnCode_OK;
     } catch (const std::bad_alloc&) {
-        std::fputs("System error: Not enough memory\n", stdout);
+        Print(noMemory);
         return ReturnCode_SystemError;
     }
 }

@@ -80,7 +80,10 @@ TEST_F(BmpFileTest, RefusesWhatItDoesNotUnderstandAtOnce) {
     for (const Bytes& bytes :
          {With(18, 8, 0x7FFFFFFF7FFFFFFF), With(10, 4, 0xFFFFFFFF), With(10, 4, 63), With(22, 4, 3)})
         EXPECT_EQ(RowsOf(bytes), "13 File '" + path + "' read error") << ToHex(bytes);
-    EXPECT_EQ(RowsOf(With(22, 4, 0)) + RowsOf(With(18, 4, 0)), "");
+    Bytes noRows = With(22, 4, 0);
+    EXPECT_EQ(RowsOf(noRows) + RowsOf(With(18, 4, 0)), "");
+    noRows[10] = 0xFF;  // they are said to begin behind the end
+    EXPECT_EQ(RowsOf(noRows), "");
     for (Bytes cut = picture; !cut.empty();) {
         cut.pop_back();
         EXPECT_EQ(RowsOf(cut).substr(0, 3), "13 ") << cut.size();

@@ -95,7 +95,10 @@ TEST_F(ComPortTest, FailsAtOnceWhenTheLineIsGone) {
     port.Open();
     terminal.HangUp();
     port.SetReadTimeout(1000);
-    EXPECT_LT(MsOf([&] { EXPECT_FALSE(port.Read(buffer, 1)); }), 500);
+    EXPECT_LT(MsOf([&] {
+                  EXPECT_EQ(FailureOf([&] { port.Read(buffer, 1); }).find("50 Serial port read error"), 0u);
+              }),
+              500);
     EXPECT_EQ(FailureOf([&] { port.Write(buffer, 1); }).find("50 Serial port write error"), 0u);
     EXPECT_EQ(FailureOf([&] { port.Read(nullptr, 1); }).substr(0, 2), "99");
     EXPECT_EQ(FailureOf([&] { port.WriteDirect(buffer, 0); }).substr(0, 2), "99");

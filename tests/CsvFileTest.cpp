@@ -57,6 +57,8 @@ TEST_F(CsvFileTest, SortsReportsAndKeepsTheRightLines) {
          "8 number is not unique; 9 number is not unique; 2 number is not unique; 10 number is not unique; 4 "
          "number is not unique; 6 number is not unique; 3 number is not unique; "
          "9:1,9|10:2,10|6:3,6|"},
+        // sorted, the heading stands among numbers below 0: it is no record, and nothing is dropped
+        {"\"No\",1\n-5,1\n-5,2\n-3,3\n", "3:-5,2|2:-5,1|4:-3,3|1:\"No\",1|"},
         {"\n \t\r\n1,1\nabc,2\n-1,3\n1x,4\n2,2\n",
          "1 is empty; 2 is empty; 4 has bad format; 5 has bad format; 6 has bad format; 3:1,1|7:2,2|"},
         {longLine + "\n2,2\n", "2 has bad format; 1:" + longLine.substr(0, 1023) + "|3:2,2|"}};

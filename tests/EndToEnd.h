@@ -12,6 +12,12 @@
 
 inline RunResult RunProgram(const std::vector<std::string>& arguments) { return Process(arguments).Finish(); }
 
+inline std::string ManyRecords(int count, const char* lineEnd) {
+    std::string text;
+    for (int i = 1; i <= count; i++) text += std::to_string(i) + ",\"Article\"" + lineEnd;
+    return text;
+}
+
 /** Runs of the built program against the simulated register. */
 class EndToEndTest : public testing::Test {
 protected:

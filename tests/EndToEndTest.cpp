@@ -3,16 +3,6 @@
 
 #include "EndToEnd.h"
 
-namespace {
-
-std::string ManyRecords(int count, const char* lineEnd) {
-    std::string text;
-    for (int i = 1; i <= count; i++) text += std::to_string(i) + ",\"Article\"" + lineEnd;
-    return text;
-}
-
-}  // namespace
-
 TEST_F(EndToEndTest, SendsReadsDeletesAndClears) {
     const Simulator ecr({"--wait", "3"});
     File("plu.csv",
@@ -140,6 +130,12 @@ TEST_F(EndToEndTest, EndsEveryFailureBeforeTheLineWithItsOwnStatus) {
     const std::string tty = "/TTY=" + ecr.Tty();
     const std::string huge = folder / "huge";
     std::ofstream(huge).seekp(int64_t{1} << 31).put('\n');
+    const std::string empty = File("empty.csv", "");
+    const std::string bad = File("bad.csv", "bad\n1,\"\x01\"\n");  // in the index, and on its conversion
+    const std::string good = File("good.csv", "1,\"a\"\n");
+    std::string fields;
+    for (int i = 0; i < 330; i++) fields += ",16";
+    const std::string tooLong = File("long.csv", "1" + fields + "\n");
     const struct {
         std::vector<std::string> words;
         std::string output;
@@ -169,14 +165,25 @@ TEST_F(EndToEndTest, EndsEveryFailureBeforeTheLineWithItsOwnStatus) {
                  {{"send", "3", "/tmp", tty}, "File '/tmp' read error", 13},
                  {{"send", "3", huge, tty}, "File '" + huge + "' is too large", 13},
                  {{"send", "3", "a", "/FileType=BIN", tty}, "Configuration error: Unsupported file type", 10},
-                 {{"send", "3", "none.csv", tty}, "Unable to open file 'none.csv'", 13}};
+                 {{"clear", "3", "A\033[2J"}, "Bad command line parameter: A\\x1b[2J (use /? for help)", 1},
+                 {{"clearandsend", "3", "none.csv", tty}, "Unable to open file 'none.csv'", 13},
+                 {{"clearandsend", "3", empty, tty}, preparing + "\nNothing to send, not cleared", 2},
+                 {{"clearandsend", "3", bad, tty},
+                  "Preparing data ...\rLine 1     - Record has bad format         \n" + preparing.substr(19) +
+                      "Line 2     - Record has bad format         \n\nNothing to send, not cleared",
+                  2},
+                 {{"clearandsend", "3", good, tty, "/RecordsInPacket=0"},
+                  preparing + "\nNothing to send, not cleared",
+                  2},
+                 {{"clearandsend", "3", tooLong, tty}, preparing + "Internal error", 99},
+                 {{"send", "3", "no\n01.csv", tty}, "Unable to open file 'no\\x0a01.csv'", 13}};
     for (const auto& c : cases) {
         std::remove((folder / "log/TAVO.log").c_str());
         EXPECT_EQ(Output(c.words), c.output + "\n" + Failed(c.status)) << c.words.back();
         EXPECT_TRUE(c.status != 1 || TakeLog().empty());  // a command line error is not logged
     }
     EXPECT_EQ(TakeLog(),
-              "\n\nI/O statistics : OUT frames = 0, IN frames = 0\nUnable to open file 'none.csv'\n"
+              "\n\nI/O statistics : OUT frames = 0, IN frames = 0\nUnable to open file 'no\\x0a01.csv'\n"
               "Completed with errors\n");
     EXPECT_EQ(Tavo({"runserver", "/ServerPortFrom=1"}).output, Failed(99));
     EXPECT_EQ(Tavo({"executeserver", "2", tty}).output, Failed(15));

@@ -3,6 +3,7 @@
 //   FAIL_AMONG        "malloc": count allocations; "calls": count calls of the other functions below
 //   FAIL_AT=k         the call to fail, counted from 1 since main began; the program's start-up is left alone
 //   FAIL_MODE         "once": no other call fails; "same": later calls of the same function, too; "all": all
+//   FAIL_SHORT=n      a read gives n bytes at most
 //   FAIL_REPORT=path  where the failed function's name goes, or "none" when the k-th call never came
 
 #include <dlfcn.h>
@@ -14,6 +15,7 @@
 #include <termios.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <cerrno>
 #include <cstdarg>
 #include <cstdlib>
@@ -62,6 +64,12 @@ bool Fails(const char* function, int error) {
     }
     errno = error;
     return true;
+}
+
+/** What a read gives that is asked for so many bytes. */
+size_t AtMost(size_t size) {
+    const size_t most = std::strtoul(ValueOf("FAIL_SHORT"), nullptr, 10);
+    return most == 0 ? size : std::min(size, most);
 }
 
 /** The function that this library stands in front of. */
@@ -113,8 +121,9 @@ __attribute__((destructor)) void EndCounting() {
 FAILING(int, pipe2, (int ends[2], int flags), (ends, flags), -1, EMFILE)
 FAILING(int, mkdir, (const char* path, mode_t mode) noexcept, (path, mode), -1, ENOSPC)
 FAILING(int, fstat, (int file, struct stat* status) noexcept, (file, status), -1, EIO)
-FAILING(ssize_t, read, (int file, void* data, size_t size), (file, data, size), -1, EIO)
-FAILING(ssize_t, pread, (int file, void* data, size_t size, off_t at), (file, data, size, at), -1, EIO)
+FAILING(ssize_t, read, (int file, void* data, size_t size), (file, data, AtMost(size)), -1, EIO)
+FAILING(ssize_t, pread, (int file, void* data, size_t size, off_t at), (file, data, AtMost(size), at), -1,
+        EIO)
 FAILING(ssize_t, write, (int file, const void* data, size_t size), (file, data, size), -1,
         isatty(file) != 0 ? EIO : ENOSPC)
 FAILING(int, ftruncate, (int file, off_t size) noexcept, (file, size), -1, EIO)
@@ -124,11 +133,9 @@ FAILING(int, tcgetattr, (int file, termios* settings) noexcept, (file, settings)
 FAILING(int, tcsetattr, (int file, int when, const termios* settings) noexcept, (file, when, settings), -1,
         EIO)
 FAILING(FILE*, fopen, (const char* path, const char* mode), (path, mode), nullptr, EMFILE)
-FAILING(size_t, fwrite, (const void* data, size_t size, size_t count, FILE* file), (data, size, count, file),
-        0, ENOSPC)
+FAILING(int, rename, (const char* from, const char* to) noexcept, (from, to), -1, EIO)
 LOSING(close, int, (void)file)
 LOSING(fsync, int, (void)!Next<int(int, off_t) noexcept>("ftruncate")(file, 0))
-LOSING(fflush, FILE*, __fpurge(file))
 LOSING(fclose, FILE*, __fpurge(file))
 
 extern "C" void* malloc(size_t size) { return Fails("malloc", ENOMEM) ? nullptr : __libc_malloc(size); }

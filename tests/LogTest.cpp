@@ -1,5 +1,6 @@
 #include <gtest/gtest.h>
 #include <sys/stat.h>
+#include <unistd.h>
 
 #include "AppConfig.h"
 #include "LogFile.h"
@@ -61,6 +62,13 @@ TEST_F(LogTest, NeverCutsOrLosesTheLinesOfAnotherRun) {
     Directory::Create(standard);  // the name is taken: the line is lost, the run goes on
     other.AddMessage("late", false);
     other.Close(true);
+
+    LogFile empty;
+    empty.Open(folder / "log/a.log");
+    rename((folder / "log/a.log").c_str(), (folder / "log/b.log").c_str());
+    WriteText(folder / "log/a.log", "");
+    empty.Close(false);
+    EXPECT_TRUE(File::Exists(folder / "log/a.log")) << "it is another run's";
 }
 
 TEST_F(LogTest, LetsTheGroupOfASharedFolderWriteItsLogs) {
@@ -75,6 +83,51 @@ TEST_F(LogTest, LetsTheGroupOfASharedFolderWriteItsLogs) {
         log.Close(false);
     }
     EXPECT_EQ(umask(mask), 077u) << "not given back";
+}
+
+TEST_F(LogTest, FollowsNoLinkOfAnotherUserAndTakesOnlyAPlainFile) {
+    if (geteuid() != 0) GTEST_SKIP() << "only root can make the links of another user";
+    constexpr uid_t anotherUser = 65534;
+    const std::string target = folder / "target";
+    const struct {
+        const char* trap;
+        bool isTaken;
+        std::function<void(const std::string& log)> make;
+    } cases[] = {
+        {"own link", true, [&](const std::string& log) { symlink(target.c_str(), log.c_str()); }},
+        {"own link to a link", true,
+         [&](const std::string& log) {
+             symlink("../target", (folder / "log/second").c_str());
+             symlink("second", log.c_str());
+         }},
+        {"link of another user", false,
+         [&](const std::string& log) {
+             symlink(target.c_str(), log.c_str());
+             EXPECT_EQ(lchown(log.c_str(), anotherUser, anotherUser), 0);
+         }},
+        {"own link to itself", false, [](const std::string& log) { symlink(log.c_str(), log.c_str()); }},
+        {"own link to a device", false, [](const std::string& log) { symlink("/dev/null", log.c_str()); }},
+        {"hard link", false,
+         [&](const std::string& log) {
+             WriteText(target, "");
+             EXPECT_EQ(link(target.c_str(), log.c_str()), 0);
+         }},
+        {"FIFO without a reader", false, [](const std::string& log) { mkfifo(log.c_str(), 0666); }},
+        {"directory", false, [](const std::string& log) { Directory::Create(log); }}};
+    for (const char* name : {"TAVO.log", "dbgerror.log"})
+        for (const auto& c : cases) {
+            SCOPED_TRACE(c.trap);
+            std::filesystem::remove_all(folder / "log");
+            std::filesystem::remove(target);
+            Directory::Create(folder / "log");
+            const std::string log = folder / "log/" + name;
+            c.make(log);
+            EXPECT_EQ(FailureOf(StartLogging), c.isTaken ? "" : "13 Can't open file '" + log + "'");
+            LogMsg(LogType_Both, "line", false);
+            StopLogging(true);
+            const bool isWritten = c.isTaken && std::string(name) == "TAVO.log";
+            EXPECT_EQ(ReadText(target), isWritten ? "line\n" : "");
+        }
 }
 
 TEST_F(LogTest, SaysWhyALogCannotBeOpened) {

@@ -37,7 +37,8 @@ public:
         m_id = fork();
         if (m_id == 0) {
             // what the caller of the tests ignores (nohup does) is not ignored by the program
-            for (const int signal : {SIGINT, SIGTERM, SIGHUP, SIGPIPE}) std::signal(signal, SIG_DFL);
+            for (const int signal : {SIGINT, SIGTERM, SIGHUP, SIGQUIT, SIGPIPE, SIGXFSZ})
+                std::signal(signal, SIG_DFL);
             dup2(ends[1], STDOUT_FILENO);
             dup2(ends[1], STDERR_FILENO);
             execv(argv[0], argv.data());
@@ -58,6 +59,11 @@ public:
 
     void Signal(int signal) const { kill(m_id, signal); }
     pid_t GetId() const { return m_id; }
+    /** Bytes of its output that nobody has read yet. */
+    int GetWaitingOutput() const {
+        int count = 0;
+        return ioctl(m_output, FIONREAD, &count) == 0 ? count : -1;
+    }
     /** The next line of its output, without the line feed; empty when it has ended. */
     std::string ReadLine() {
         while (m_read.find('\n') == std::string::npos)

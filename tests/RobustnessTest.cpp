@@ -16,11 +16,15 @@ protected:
     }
 };
 
-/** Returns when the program sleeps in a pause of its own. */
-void WaitForPause(const Process& process) {
-    const std::string path = "/proc/" + std::to_string(process.GetId()) + "/syscall";
-    const std::string nanosleep = std::to_string(SYS_clock_nanosleep) + " ";
-    while (ReadText(path).compare(0, nanosleep.size(), nanosleep) != 0) std::this_thread::yield();
+/** Returns when the program is in this call: what /proc shows of its number and arguments begins so. */
+void WaitForCall(pid_t process, const std::string& call) {
+    const std::string path = "/proc/" + std::to_string(process) + "/syscall";
+    while (ReadText(path).compare(0, call.size(), call) != 0) std::this_thread::yield();
+}
+
+/** What readelf tells of the program. */
+std::string ElfOf(const char* program) {
+    return RunProgram({"/usr/bin/readelf", "-Whld", "--dyn-syms", program}).output;
 }
 
 }  // namespace
@@ -66,6 +70,7 @@ TEST_F(RobustnessTest, EndsInOrderBySignalWhateverItWaitsFor) {
         std::string answer;
         std::vector<std::string> words;
     } cases[] = {{"waiting for an acknowledgement", SIGTERM, "", {}},
+                 {"waiting for an acknowledgement", SIGQUIT, "", {}},
                  {"inside a frame", SIGINT, std::string("\x06\x02\x20\x0b", 4), {}},
                  {"between records", SIGHUP, std::string("\x06\x02\x20\x0b\x01\x00\x00\x2a\x30\x03", 10), {}},
                  {"in the recovery pause",
@@ -82,7 +87,7 @@ TEST_F(RobustnessTest, EndsInOrderBySignalWhateverItWaitsFor) {
         const auto run = Start(words);
         ecr.TakeFrame();
         ecr.Send(c.answer, true);
-        if (!c.words.empty()) WaitForPause(*run);
+        if (!c.words.empty()) WaitForCall(run->GetId(), std::to_string(SYS_clock_nanosleep) + " ");
         const auto start = std::chrono::steady_clock::now();
         run->Signal(c.signal);
         const RunResult result = run->Finish();
@@ -94,6 +99,48 @@ TEST_F(RobustnessTest, EndsInOrderBySignalWhateverItWaitsFor) {
         const std::regex log("\n\nI/O statistics : OUT frames = [^]*" + message + "Completed with errors\n");
         EXPECT_TRUE(std::regex_match(TakeLog(), log));
         EXPECT_EQ(ecr.Settings().c_lflag, before.c_lflag);
+    }
+}
+
+TEST_F(RobustnessTest, EndsBySignalThoughNobodyReadsItsOutput) {
+    std::string bad;
+    for (int i = 0; i < 5000; i++) bad += "bad\n";  // each a line of output, more than a pipe holds
+    const PseudoTerminal ecr;
+    const auto run = Start({"send", "3", File("a.csv", bad), "/TTY=" + ecr.Tty()});
+    const std::string status = "/proc/" + std::to_string(run->GetId()) + "/stat";
+    int waiting = 0;
+    for (int before = -1; waiting != before || waiting == 0;
+         std::this_thread::sleep_for(std::chrono::milliseconds(20)))
+        before = std::exchange(waiting, run->GetWaitingOutput());
+    const auto start = std::chrono::steady_clock::now();
+    run->Signal(SIGTERM);
+    while (ReadText(status).find(") Z ") == std::string::npos &&
+           std::chrono::steady_clock::now() - start < std::chrono::seconds(5))
+        std::this_thread::yield();
+    EXPECT_LT(std::chrono::steady_clock::now() - start, std::chrono::seconds(5));
+    EXPECT_EQ(run->Finish().status, -SIGTERM);
+}
+
+TEST_F(RobustnessTest, EndsWithAStatusAsTheFirstProcessOfAContainer) {
+    const PseudoTerminal ecr;
+    std::vector<std::string> words = Words({"clear", "3", "/TTY=" + ecr.Tty()});
+    words.insert(words.begin(), {"/usr/bin/unshare", "--pid", "--fork", "--map-root-user"});
+    const Process container(words);
+    ecr.TakeFrame();
+    const std::string id = std::to_string(container.GetId());
+    kill(std::stoi(ReadText("/proc/" + id + "/task/" + id + "/children")), SIGTERM);
+    EXPECT_EQ(const_cast<Process&>(container).Finish().status, 128 + SIGTERM);
+}
+
+TEST_F(RobustnessTest, IsHardenedAsThePackageIs) {
+#ifdef __SANITIZE_ADDRESS__
+    GTEST_SKIP() << "a build for tests only";
+#endif
+    for (const char* program : {TAVO_PROGRAM, ECRSIM_PROGRAM, TAVO_CHECK_PROGRAM}) {
+        const std::string elf = ElfOf(program);
+        for (const char* sign : {"DYN (Position-Independent Executable file)", "GNU_RELRO", "BIND_NOW",
+                                 "__stack_chk_fail", "__vsnprintf_chk"})
+            EXPECT_NE(elf.find(sign), std::string::npos) << program << ": " << sign;
     }
 }
 
@@ -167,6 +214,9 @@ TEST_F(RobustnessTest, WorksInPoorSurroundings) {
               "\n\nI/O statistics : OUT frames = 4, IN frames = 3\nCompleted OK\n"
               "\n\nI/O statistics : OUT frames = 1, IN frames = 4\nCompleted OK\n");
     EXPECT_EQ(status("", send, " > /dev/full"), 0);
+    const std::string large = File("large.csv", ManyRecords(300, "\r\n"));
+    EXPECT_EQ(status("", {"send", "4", large}, ""), 0);
+    EXPECT_EQ(status("ulimit -f 4;", {"read", "4", folder / "c.csv"}, ""), 13);  // 2 KiB
     // nobody reads the progress
     status("{ sleep 0.1;", send, "; echo $? > " + folder / "status; } | true");
     EXPECT_EQ(ReadText(folder / "status"), "0\n");

@@ -2,6 +2,7 @@
 
 #include "Defaults.h"
 #include "EcrComm/CommChannel.h"
+#include "EcrComm/CommChannels/TcFrame.h"
 #include "EcrComm/FrameFormatter.h"
 #include "EcrComm/IoStatistics.h"
 
@@ -45,6 +46,14 @@ void SetProtocol(ProtocolID id) {
 }
 
 ProtocolID GetProtocol() { return currentProtocolID; }
+
+bool FitsFrame(const byte* data, uint16_t dataLength) {
+    constexpr byte anySeqNo = 32;  // none that is escaped
+    if (dataLength + headerSize > commIoBufferSize) return false;
+    const uint16_t length = frameFormatter.BuildFrame(ioBuffer, commIoBufferSize, data, dataLength);
+    byte frame[commIoBufferSize];
+    return TcFrame::Build(ioBuffer, length, anySeqNo, frame, sizeof frame) != 0;
+}
 
 CommResult SendFrame(const byte* data, uint16_t dataLength) {
     const uint16_t frameLength = frameFormatter.BuildFrame(ioBuffer, commIoBufferSize, data, dataLength);

@@ -17,7 +17,10 @@ enum CommResult {
 void SetProtocol(ProtocolID id);
 ProtocolID GetProtocol();
 
-/** Sends one frame; data of more than 1021 bytes is an InternalException. */
+/** Whether a frame holds the data, application and transport frame both. */
+bool FitsFrame(const byte* data, uint16_t dataLength);
+
+/** Sends one frame; data that does not fit it is an InternalException. */
 CommResult SendFrame(const byte* data, uint16_t dataLength);
 
 /**

@@ -250,18 +250,26 @@ bool Server_DisconnectFromServer() {
     return isWritten;
 }
 
-void Fiscal_SendCommand(byte command, const byte* data, uint16_t dataLen) {
+void Fiscal_BeginCommand(byte command, const byte* data, uint16_t dataLen) {
     std::vector<byte> request{command};
     request.insert(request.end(), data, data + dataLen);
+    ProcessCommResult(SendFrame(request.data(), static_cast<uint16_t>(request.size())));
+}
+
+void Fiscal_EndCommand() {
     byte response[commIoBufferSize] = {};
     uint16_t responseLen = 0;
-    SendWithResponse(request.data(), static_cast<uint16_t>(request.size()), response, sizeof response,
-                     responseLen);
+    ReadResponse(response, sizeof response, responseLen);
     while (response[0] == ResponseCode_Wait) {
         responseLen = 1;
         ReadResponse(response, 1, responseLen);
     }
     CheckResponse(response[0], fiscalRefusals);
+}
+
+void Fiscal_SendCommand(byte command, const byte* data, uint16_t dataLen) {
+    Fiscal_BeginCommand(command, data, dataLen);
+    Fiscal_EndCommand();
 }
 
 uint16_t Fiscal_ReadStatus(byte* status, uint16_t) {

@@ -78,7 +78,11 @@ bool ReadClearStatus();
  * written. */
 bool Server_DisconnectFromServer();
 
-/** Executes one fiscal command; waits as long as the ECR asks for. */
+/** Hands the ECR one fiscal command, which it may execute from the return of this on. */
+void Fiscal_BeginCommand(byte command, const byte* data, uint16_t dataLen);
+/** Waits until the ECR has executed it, as long as it asks for. */
+void Fiscal_EndCommand();
+/** Both. */
 void Fiscal_SendCommand(byte command, const byte* data, uint16_t dataLen);
 /** Read a status record into a buffer of at least 1023 bytes and return its length. */
 uint16_t Fiscal_ReadStatus(byte* status, uint16_t statusLen);

@@ -4,7 +4,10 @@ int IoStatistics::FramesSend = 0;
 int IoStatistics::FramesReceived = 0;
 int IoStatistics::LostRespCount = 0;
 int IoStatistics::GarbageCount = 0;
+int IoStatistics::UnnumberedFaults = 0;
 
-void IoStatistics::Reset() { FramesSend = FramesReceived = LostRespCount = GarbageCount = 0; }
+void IoStatistics::Reset() {
+    FramesSend = FramesReceived = LostRespCount = GarbageCount = UnnumberedFaults = 0;
+}
 
 int IoStatistics::GetIoErrorCount() { return GarbageCount + LostRespCount; }

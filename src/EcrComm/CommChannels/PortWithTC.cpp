@@ -12,6 +12,7 @@
 #include "EcrComm/CommChannels/Linux/ComPort.h"
 #include "EcrComm/CommChannels/Linux/TCP.h"
 #include "EcrComm/CommChannels/TcFrame.h"
+#include "EcrComm/IoStatistics.h"
 #include "Exceptions.h"
 #include "Format.h"
 
@@ -53,6 +54,7 @@ void PortWithTC::Open() {
     m_protocolVersion = AppConfig::GetParameter("SerialProtocolVersion", defaultSerialProtocolVersion);
     m_retryCount = AppConfig::GetParameter("SerialProtocolRetryCount", defaultRetryCount);
     m_responseTimeoutMs = AppConfig::GetParameter("SerialProtocolResponseMaxTime", defaultResponseTimeoutMs);
+    IoStatistics::UnnumberedFaults = 0;
     RestartSequence();
     m_lastRcvFrameBytesTotal = m_lastRcvFrameBytesRead = 0;
 }
@@ -105,6 +107,10 @@ bool PortWithTC::ReadResponse(byte& response) {
     return result;
 }
 
+void PortWithTC::NoteFault() const {
+    if (m_protocolVersion == 1) IoStatistics::UnnumberedFaults++;
+}
+
 uint16_t PortWithTC::RemoveGarbage(uint16_t bytesInBuffer) {
     byte* end = m_rcvFrameBuf + bytesInBuffer;
     byte* frame = std::find(m_rcvFrameBuf, end, STX);
@@ -119,12 +125,15 @@ uint16_t PortWithTC::RemoveGarbage(uint16_t bytesInBuffer) {
 bool PortWithTC::ReadFrame(uint16_t bytesInBuffer) {
     const unsigned int received = m_pCommunicationChannel->ReadUnknownSize(
         m_rcvFrameBuf + bytesInBuffer, static_cast<unsigned int>(sizeof m_rcvFrameBuf - bytesInBuffer), ETX);
-    const uint16_t size = RemoveGarbage(static_cast<uint16_t>(bytesInBuffer + received));
+    const auto arrived = static_cast<uint16_t>(bytesInBuffer + received);
+    const uint16_t size = RemoveGarbage(arrived);
+    if (size == 0 || size < arrived) NoteFault();
     if (size == 0) return false;
 
     byte seqNo = 0;
     const uint16_t length = ParseTcFrame(m_rcvFrameBuf, size, seqNo, m_rcvFrameBuf, sizeof m_rcvFrameBuf);
     const byte answer = length > 0 ? ACK : NAK;
+    if (answer == NAK) NoteFault();
     if (!m_pCommunicationChannel->Write(&answer, 1) || answer == NAK) return false;
     // a frame already taken comes again when its acknowledgement was lost: acknowledged once more and dropped
     if (seqNo != m_nextRcvFrameSeqNo) return false;
@@ -157,6 +166,7 @@ PortWithTC::Attempt PortWithTC::SendOnce(const byte* frame, uint16_t frameSize) 
     if (response == ACK) return Attempt::Delivered;
     if (response == NAK) return Attempt::Rejected;
     // An answer frame instead of the acknowledgement, which was lost: it proves that the block arrived.
+    NoteFault();
     m_rcvFrameBuf[0] = response;
     return ReadFrame(1) ? Attempt::Delivered : Attempt::Lost;
 }
@@ -178,6 +188,7 @@ bool PortWithTC::Write(const byte* data, unsigned int size) {
     for (int attempt = 0; attempt < m_retryCount; attempt++) {
         const Attempt result = SendOnce(frame, frameSize);
         if (result == Attempt::Delivered) return true;
+        NoteFault();
         if (result == Attempt::Rejected) rejections++;
     }
     return rejections >= m_retryCount && WriteInNextVersion(data, size);
@@ -186,6 +197,7 @@ bool PortWithTC::Write(const byte* data, unsigned int size) {
 bool PortWithTC::WriteInNextVersion(const byte* data, unsigned int size) {
     RestartSequence();
     m_protocolVersion = m_protocolVersion >= m_MaxProtocolVersion ? 1 : m_protocolVersion + 1;
+    IoStatistics::UnnumberedFaults = 0;
     if (!Write(data, size)) return false;
     AppConfig::SetParameter("SerialProtocolVersion", Format("%d", m_protocolVersion), true);
     return true;

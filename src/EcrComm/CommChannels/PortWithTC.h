@@ -44,6 +44,7 @@ private:
                           uint16_t frameBufSize) const;
     uint16_t ParseTcFrame(const byte* frame, uint16_t size, byte& seqNo, byte* data,
                           uint16_t dataBufSize) const;
+    void NoteFault() const;
     uint16_t RemoveGarbage(uint16_t bytesInBuffer);
     bool ReadFrame(uint16_t bytesInBuffer);
     bool DeliverPayload(byte* data, unsigned int size);

@@ -245,12 +245,20 @@ bool ComPort::WaitForInput() const {
     return WaitForEvent(handle, POLLIN, isFirstByte ? firstByteTimeoutMs : m_stallMaxTimeMs, readError);
 }
 
+void ComPort::CheckHangUp() const {
+    // a read of nothing: the device is gone, or somebody else has taken what was there
+    pollfd line{handle, 0, 0};
+    if (poll(&line, 1, 0) == 0) return;
+    errno = ENODEV;
+    throw new SystemException(readError);
+}
+
 bool ComPort::NextByte(byte& value) {
     while (m_inputBegin == m_inputEnd) {
         if (!WaitForInput()) return false;
         const ssize_t count = read(handle, m_input, sizeof m_input);
         if (count < 0 && errno != EINTR && errno != EAGAIN) throw new SystemException(readError);
-        if (count == 0) return false;  // hung up
+        if (count == 0) CheckHangUp();
         m_inputBegin = 0;
         m_inputEnd = count < 0 ? 0 : static_cast<size_t>(count);
     }

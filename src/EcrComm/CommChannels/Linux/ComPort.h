@@ -8,11 +8,11 @@
 #include "EcrComm/CommChannels/ICommChannel.h"
 
 /**
- * The serial port named by the setting "TTY". Device errors are SystemExceptions with fixed texts; a time-out
- * is none, reads return what arrived. Time-outs count in whole 100 ms up to 25500 ms, where they wrap; less
- * than 100 ms does not wait. After the first byte of a read the wait for the next one has no limit, nor has a
- * write that the other side holds back, unless "ComStallMaxTime" sets one. While a port is open no other run
- * can open it.
+ * The serial port named by the setting "TTY". Device errors are SystemExceptions with fixed texts, the
+ * device's disappearance among them; a time-out is none, reads return what arrived. Time-outs count in whole
+ * 100 ms up to 25500 ms, where they wrap; less than 100 ms does not wait. After the first byte of a read the
+ * wait for the next one has no limit, nor has a write that the other side holds back, unless
+ * "ComStallMaxTime" sets one. While a port is open no other run can open it.
  */
 class ComPort final : public ICommChannel {
 public:
@@ -49,6 +49,7 @@ private:
                                  unsigned int byteTimeoutMs, bool useEndByte, byte endByte);
     void Lock();
     bool HasDrained() const;
+    void CheckHangUp() const;
     bool NextByte(byte& value);
     bool WaitForInput() const;
 

@@ -1,0 +1,22 @@
+#pragma once
+
+#include <string>
+#include <string_view>
+
+/**
+ * Writes a user message to standard output as it stands, at once. A reader that does not take it is waited
+ * for, but not by a run that a signal is to end.
+ */
+void Print(std::string_view text);
+
+/** Keeps back what is printed from its making on; prints it when it is freed, unless it was taken. */
+class HeldOutput {
+public:
+    HeldOutput();
+    HeldOutput(const HeldOutput&) = delete;
+    HeldOutput& operator=(const HeldOutput&) = delete;
+    ~HeldOutput();
+
+    /** What was printed; from now on printing goes its usual way. */
+    std::string Take();
+};
