@@ -8,17 +8,10 @@
 
 #include "AppConfig.h"
 #include "BmpFile.h"
-#include "Commands.h"
 #include "CsvFile.h"
 #include "DataConverter.h"
 #include "Defaults.h"
-#include "EcrComm/CommBase.h"
-#include "EcrComm/CommChannel.h"
-#include "EcrComm/CommChannels/Compatibility/TcFrameSeqNo.h"
-#include "EcrComm/CommChannels/PortWithTC.h"
-#include "EcrComm/CommChannels/TcFrameBytes.h"
 #include "FileErrors.h"
-#include "IniFile.h"
 #include "Support.h"
 
 namespace {
@@ -63,40 +56,9 @@ void CheckCodec(int version, const Bytes& bytes) {
             "what was built is parsed");
 }
 
-/** Frames of all versions: the codec alone, and the port over a line of bursts that hold anything. */
 void Frames(Bytes& input) {
     const byte choice = TakeByte(input);
-    const int version = 1 + choice % 3;
-    if (choice / 3 % 4 < 2) return CheckCodec(version, input);
-    Set("SerialProtocolVersion", std::to_string(version));
-    Set("SerialProtocolRetryCount", "3");
-    MemoryChannel line;
-    Bytes received;  // since the last block sent
-    line.onEmpty = [&] {
-        const Bytes burst = Take(input, TakeByte(input));
-        line.input.assign(burst.begin(), burst.end());
-        received.insert(received.end(), burst.begin(), burst.end());
-    };
-    line.onWrite = [&](const Bytes& block) {
-        const auto end = received.end() - static_cast<std::ptrdiff_t>(line.input.size());
-        const Bytes frame(std::find(received.begin(), end, STX), end);
-        byte seqNo = 0;
-        bool isFrame = false;
-        for (int v = 1; v <= 3; v++) isFrame = isFrame || !ParseFrame(v, frame, seqNo).empty();
-        Require(block != Bytes{ACK} || isFrame, "only frames are acknowledged");
-        received.erase(received.begin(), end);
-    };
-    PortWithTC port(Lend(&line));
-    port.Open();
-    while (!input.empty()) {
-        const byte operation = TakeByte(input);
-        Bytes data = operation % 2 == 0 ? Bytes(size_t{1} + operation / 2) : Take(input, 1 + operation / 2);
-        const auto size = static_cast<unsigned int>(data.size());
-        if (operation % 2 == 0)
-            port.Read(data.data(), size);
-        else if (size > 0)
-            port.Write(data.data(), size);
-    }
+    CheckCodec(1 + choice % newestFrameVersion, input);
 }
 
 Bytes Convert(uint16_t (*function)(const byte*, uint16_t, byte*, uint16_t), const Bytes& from) {
@@ -144,31 +106,6 @@ void Csv(Bytes& content) {
         Require(lineAt(i - 1) == lines[i - 1], "a line is the same read backwards");
 }
 
-/** The INI file: any text is read, and settings behind it are found. */
-void Ini(Bytes& content) {
-    const auto load = [&] {
-        AppConfig::Clear();
-        Set("ConfigFilePath", Scratch(content));
-        Set("ECR", "Fuzz");
-        AppConfig::Initialize();
-    };
-    load();
-    AppConfig::GetDefaultEcrName();
-    for (const char* section : {"", "Common", "ECR_Till1"})
-        for (const char* key : {"TTY", "Password", ""}) {
-            const std::string value = IniFile::GetString(section, key, "");
-            Require(value.size() <= 255 && value.find_first_of("\r\n\f\x1a") == std::string::npos,
-                    "a value is in one line of at most 255 characters");
-        }
-    for (const byte c : content)
-        if (c == 0 || c == 26) return;  // these end the text
-    const std::string settings = "\n[Common]\nMark=common\nOther = 7\r\n[ECR_Fuzz]\nMark =  own \n";
-    content.insert(content.end(), settings.begin(), settings.end());
-    load();
-    Require(AppConfig::GetParameter("Other", 0) == 7, "a setting of all registers is found");
-    Require(AppConfig::GetParameter("Mark", "") == "own", "a register's own setting wins");
-}
-
 /** All rows of a bitmap; nothing when it is refused. */
 std::vector<Bytes> ReadRows(const std::string& path) {
     BmpFileReader reader;
@@ -195,67 +132,10 @@ void Bitmap(Bytes& content) {
     Require(ReadRows(path) == rows, "rows written are read again");
 }
 
-/**
- * A whole command against a register that sends whatever the input holds.
- *
- * An input is: command; options; section; length of the file and the file; then what the register sends, in
- * pieces with a length byte each. Bits 0 and 1 of the options choose whether a piece is bytes on the line,
- * the payload of a frame or the data of an application frame: most inputs would not get past the check bytes
- * otherwise. 2 and 3: file type; 4 and 5: version; 6: password; 7: packets.
- */
-void Session(Bytes& input) {
-    constexpr Command commands[] = {Command_Read,         Command_Send,          Command_Delete,
-                                    Command_Clear,        Command_ReadAndClear,  Command_ClearAndSend,
-                                    Command_Init,         Command_ExecuteFiscal, Command_ReadFiscalStatus,
-                                    Command_ReadEftStatus};
-    const Command command = commands[TakeByte(input) % std::size(commands)];
-    const byte options = TakeByte(input);
-    const int section = TakeByte(input);
-    const std::string path = Scratch(Take(input, TakeByte(input)));
-    const bool isOnTheLine = (options & 3) % 3 == 0;
-    const bool isData = (options & 3) % 3 == 2;
-    const int version = 1 + (options >> 4 & 3) % 3;
-    const char* types[] = {"", "CSV", "BMP", "RAW"};
-    Set("FileType", types[options >> 2 & 3]);
-    Set("SerialProtocolVersion", std::to_string(version));
-    Set("SerialProtocolRetryCount", "2");
-    Set("Password", (options & 0x40) != 0 ? "1234" : "");
-    Set("RecordsInPacket", (options & 0x80) != 0 ? "3" : "1");
-
-    byte seqNo = 32;
-    MemoryChannel line;
-    line.onWrite = [&](const Bytes& block) {
-        if (block.size() > 1 && !isOnTheLine) line.input.push_back(ACK);
-    };
-    line.onEmpty = [&] {
-        Bytes bytes = Take(input, TakeByte(input));
-        const auto length = static_cast<byte>(bytes.size());
-        if (isData) bytes.insert(bytes.begin(), {GetProtocol(), length, 0});
-        if (!isOnTheLine && !bytes.empty()) {
-            bytes = BuildFrame(version, bytes, seqNo);
-            seqNo = TcFrameSeqNo::Next(seqNo);
-        }
-        line.input.assign(bytes.begin(), bytes.end());
-    };
-    PortWithTC port(Lend(&line));
-    SelectCommChannel(Lend(&port));
-    const bool isFiscal = command >= Command_ExecuteFiscal;
-    const std::unique_ptr<Exception> failure = Catch([&] {
-        SetProtocol(GetProtocolIDBySet(isFiscal ? Protocol_Fiscal : Protocol_Standard));
-        CommChannel_Open();
-        isFiscal ? Execute_Fiscal(command, path) : Execute_Standard(command, section, path);
-    });
-    SelectCommChannel(Lend(nullptr));
-    // the records of such short files fit a frame, so nothing that the register sends is an internal error
-    Require(!failure || failure->GetReturnCode() != ReturnCode_InternalError,
-            "no answer is an internal error");
-}
-
 constexpr struct {
     const char* name;
     void (*run)(Bytes& input);
-} targets[] = {{"frames", Frames}, {"records", Records}, {"csv", Csv},
-               {"ini", Ini},       {"bitmap", Bitmap},   {"session", Session}};
+} targets[] = {{"frames", Frames}, {"records", Records}, {"csv", Csv}, {"bitmap", Bitmap}};
 
 void Run(const std::string& target, Bytes input) {
     AppConfig::Clear();

@@ -1,6 +1,7 @@
 #include "Tables.h"
 
 #include "CommandLine.h"
+#include "EcrComm/CommChannels/FrameVersion.h"
 #include "ExitStatus.h"
 #include "Format.h"
 #include "Options.h"
@@ -12,6 +13,8 @@ namespace {
 std::string DefaultOf(const Setting& setting) {
     return setting.kind == SettingKind_Number ? Format("%d", setting.defaultNumber) : setting.defaultText;
 }
+
+std::string MeaningOf(const Setting& setting) { return WithFrameVersions(setting.meaning); }
 
 /** Plain text for a manual page. */
 std::string Roff(const std::string& text) {
@@ -26,7 +29,7 @@ std::string Roff(const std::string& text) {
 std::string GetSettingsMan() {
     std::string text;
     for (const Setting& setting : settings) {
-        text += Format(".TP\n.B %s\n", setting.name) + Roff(setting.meaning);
+        text += Format(".TP\n.B %s\n", setting.name) + Roff(MeaningOf(setting));
         const std::string value = DefaultOf(setting);
         const std::string unit = *setting.unit == '\0' ? "" : Format(" (%s)", setting.unit);
         text += value.empty() ? ".\n" : Roff(Format("; default %s%s.\n", value.c_str(), unit.c_str()));
@@ -38,8 +41,8 @@ std::string GetSettingsIni() {
     std::string text;
     for (const Setting& setting : settings)
         text += Format("\n%s%s: %s\n%s = %s\n", setting.name,
-                       *setting.unit == '\0' ? "" : Format(" (%s)", setting.unit).c_str(), setting.meaning,
-                       setting.name, DefaultOf(setting).c_str());
+                       *setting.unit == '\0' ? "" : Format(" (%s)", setting.unit).c_str(),
+                       MeaningOf(setting).c_str(), setting.name, DefaultOf(setting).c_str());
     return text;
 }
 
@@ -85,7 +88,8 @@ std::string GetSettingsMarkdown() {
     for (const Setting& setting : settings) {
         const std::string value = DefaultOf(setting);
         text += Format("| `%s` | %s | %s | %s |\n", setting.name,
-                       value.empty() ? "" : ("`" + value + "`").c_str(), setting.unit, setting.meaning);
+                       value.empty() ? "" : ("`" + value + "`").c_str(), setting.unit,
+                       MeaningOf(setting).c_str());
     }
     return text;
 }

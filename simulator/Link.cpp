@@ -4,9 +4,6 @@
 
 #include "Defaults.h"
 #include "EcrComm/CommChannels/Compatibility/TcFrameSeqNo.h"
-#include "EcrComm/CommChannels/Compatibility/TcFrame_v1.h"
-#include "EcrComm/CommChannels/Compatibility/TcFrame_v2.h"
-#include "EcrComm/CommChannels/TcFrame.h"
 #include "Format.h"
 
 namespace {
@@ -21,7 +18,11 @@ constexpr int bitsPerByte = 11;
 }  // namespace
 
 Link::Link(const Options& options, Register& ecr, const Trace& trace)
-    : m_options(options), m_ecr(ecr), m_trace(trace), m_nextSndSeqNo(firstSentSeqNo) {}
+    : m_options(options),
+      m_version(GetFrameVersion(options.version)),
+      m_ecr(ecr),
+      m_trace(trace),
+      m_nextSndSeqNo(firstSentSeqNo) {}
 
 Time Link::DurationOf(size_t bytes) const {
     return m_options.baud == 0 ? 0 : static_cast<Time>(bytes) * bitsPerByte * 1'000'000 / m_options.baud;
@@ -61,18 +62,12 @@ void Link::Receive(byte value, Time now) {
 bool Link::ParseFrame(byte& seqNo, std::vector<byte>& payload) {
     const auto size = static_cast<uint16_t>(m_frame.size());
     payload.resize(size);
-    uint16_t length = 0;
-    switch (m_options.version) {
-        case 1: length = TcFrame_v1::Parse(m_frame.data(), size, payload.data(), size); break;
-        case 2: length = TcFrame_v2::Parse(m_frame.data(), size, seqNo, payload.data(), size); break;
-        default: length = TcFrame::Parse(m_frame.data(), size, seqNo, payload.data(), size); break;
-    }
-    payload.resize(length);
-    return length > 0;
+    payload.resize(m_version.parse(m_frame.data(), size, seqNo, payload.data(), size));
+    return !payload.empty();
 }
 
 bool Link::IsRepeated(byte seqNo, const std::vector<byte>& payload) const {
-    if (m_options.version == 1 || !m_hasReceived || seqNo != m_lastRcvSeqNo) return false;
+    if (!m_version.isNumbered || !m_hasReceived || seqNo != m_lastRcvSeqNo) return false;
     // Number 0 also begins a session; it is the same frame again only while its first answer is on its way.
     return seqNo != 0 || (payload == m_lastPayload && m_attempts > 0 && m_nextSndSeqNo == firstSentSeqNo);
 }
@@ -83,10 +78,10 @@ void Link::ReceiveFrame(Time now) {
     const bool isGood = ParseFrame(seqNo, payload);
     m_frame.clear();
     if (!isGood) {
-        m_trace.Line(Format("<- frame that is none of version %d", m_options.version));
+        m_trace.Line(Format("<- frame that is none of version %d", m_version.number));
         SendControl(NAK, "NAK");
     } else if (IsRepeated(seqNo, payload)) {
-        m_trace.Line(Format("<- frame v%d #%d again, dropped", m_options.version, seqNo));
+        m_trace.Line(Format("<- frame v%d #%d again, dropped", m_version.number, seqNo));
         SendControl(ACK, "ACK");
     } else {
         AcceptFrame(seqNo, payload, now);
@@ -94,7 +89,7 @@ void Link::ReceiveFrame(Time now) {
 }
 
 void Link::AcceptFrame(byte seqNo, const std::vector<byte>& payload, Time now) {
-    if (m_options.version != 1 && seqNo == 0) RestartSession();
+    if (m_version.isNumbered && seqNo == 0) RestartSession();
     m_hasReceived = true;
     m_lastRcvSeqNo = seqNo;
     m_lastPayload = payload;
@@ -103,7 +98,7 @@ void Link::AcceptFrame(byte seqNo, const std::vector<byte>& payload, Time now) {
 
     Message message{payload, ""};
     const std::vector<Message> answers = m_ecr.Receive(message);
-    m_trace.Line(Format("<- frame v%d #%d: ", m_options.version, seqNo) + message.meaning);
+    m_trace.Line(Format("<- frame v%d #%d: ", m_version.number, seqNo) + message.meaning);
     SendControl(ACK, "ACK");
     Queue(answers, now);
 }
@@ -142,20 +137,11 @@ void Link::SendFront(Time now) {
     const Message& message = m_queue.front();
     byte frame[2 * commIoBufferSize];
     const auto size = static_cast<uint16_t>(message.frame.size());
-    uint16_t length = 0;
-    switch (m_options.version) {
-        case 1: length = TcFrame_v1::Build(message.frame.data(), size, frame, sizeof frame); break;
-        case 2:
-            length = TcFrame_v2::Build(message.frame.data(), size, m_nextSndSeqNo, frame, sizeof frame);
-            break;
-        default:
-            length = TcFrame::Build(message.frame.data(), size, m_nextSndSeqNo, frame, sizeof frame);
-            break;
-    }
+    const uint16_t length = m_version.build(message.frame.data(), size, m_nextSndSeqNo, frame, sizeof frame);
     m_output.insert(m_output.end(), frame, frame + length);
     m_attempts++;
     m_ackDeadline = now + DurationOf(length) + ackTimeout;
-    m_trace.Line(Format("-> frame v%d #%d: ", m_options.version, m_nextSndSeqNo) + message.meaning);
+    m_trace.Line(Format("-> frame v%d #%d: ", m_version.number, m_nextSndSeqNo) + message.meaning);
 }
 
 void Link::Repeat(Time now, const char* reason) {

@@ -5,6 +5,7 @@
 #include <vector>
 
 #include "Byte.h"
+#include "EcrComm/CommChannels/FrameVersion.h"
 #include "Options.h"
 #include "Peer.h"
 #include "Register.h"
@@ -38,6 +39,7 @@ private:
     Time DurationOf(size_t bytes) const;
 
     const Options m_options;
+    const FrameVersion& m_version;
     Register& m_ecr;
     const Trace& m_trace;
     std::vector<byte> m_output;

@@ -3,6 +3,7 @@
 #include <climits>
 #include <cstdlib>
 
+#include "EcrComm/CommChannels/FrameVersion.h"
 #include "Exceptions.h"
 #include "Format.h"
 
@@ -31,7 +32,9 @@ void AddRefusal(Options& options, const std::string& value) {
         static_cast<byte>(ParseNumber(value.substr(separator + 1), 1, 255));
 }
 
-void SetVersion(Options& options, const std::string& value) { options.version = ParseNumber(value, 1, 3); }
+void SetVersion(Options& options, const std::string& value) {
+    options.version = ParseNumber(value, 1, newestFrameVersion);
+}
 
 constexpr struct {
     const char* name;
@@ -41,7 +44,7 @@ constexpr struct {
 } optionTable[] = {
     {"--data", "DIR", "keep the sections in this folder as files; without it they end with the program",
      [](Options& o, const std::string& v) { o.dataDirectory = v; }},
-    {"--version", "1|2|3", "version of the frames that the register understands (3)", SetVersion},
+    {"--version", "@VERSIONS@", "version of the frames that the register understands (3)", SetVersion},
     {"--protocol-set", "0|1", "set of protocol identifiers (1)",
      [](Options& o, const std::string& v) { o.protocolSet = ParseNumber(v, 0, 1); }},
     {"--password", "P", "ask for this password before the first request",
@@ -96,7 +99,8 @@ Options ParseOptions(int argc, char* argv[]) {
             if (name != option.name) continue;
             isKnown = true;
             if (option.argument != nullptr && ++i == argc)
-                throw new CommandLineException(name + " needs an argument: " + option.argument);
+                throw new CommandLineException(name +
+                                               " needs an argument: " + WithFrameVersions(option.argument));
             try {
                 option.apply(options, option.argument != nullptr ? argv[i] : "");
             } catch (CommandLineException* e) {
@@ -117,7 +121,8 @@ Options ParseOptions(int argc, char* argv[]) {
 std::vector<OptionHelp> GetOptionHelp() {
     std::vector<OptionHelp> help;
     for (const auto& option : optionTable)
-        help.push_back({option.name, option.argument != nullptr ? option.argument : "", option.help});
+        help.push_back(
+            {option.name, option.argument != nullptr ? WithFrameVersions(option.argument) : "", option.help});
     return help;
 }
 

@@ -15,7 +15,8 @@ struct Setting {
     const char* meaning;
 };
 
-/** Every setting of the program. Defaults that the program passes when it asks for one stand in Defaults.h.
+/** Every setting of the program. WithFrameVersions fills in what a meaning leaves to it. Defaults that the
+ * program passes when it asks for one stand in Defaults.h.
  */
 inline constexpr Setting settings[] = {
     {"ConfigFilePath", SettingKind_Text, 0, "", "",
@@ -60,7 +61,7 @@ inline constexpr Setting settings[] = {
     {"ProtocolSet", SettingKind_Number, defaultProtocolSet, "", "",
      "set of protocol identifiers of the register, 0 or 1"},
     {"SerialProtocolVersion", SettingKind_Number, defaultSerialProtocolVersion, "", "",
-     "version of the frames to begin with, 1 to 3; others are tried when it is refused"},
+     "version of the frames to begin with, @VERSION_RANGE@; others are tried when it is refused"},
     {"SerialProtocolRetryCount", SettingKind_Number, defaultRetryCount, "", "attempts",
      "attempts for each frame"},
     {"SerialProtocolResponseMaxTime", SettingKind_Number, defaultResponseTimeoutMs, "", "ms",

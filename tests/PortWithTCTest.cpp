@@ -130,7 +130,7 @@ TEST(TcFrameTest, WritesAndReadsTheBytesOfEachVersion) {
 }
 
 TEST(TcFrameTest, RefusesFlippedAndCutFramesAndTakesLongOnes) {
-    for (int version = 1; version <= 3; version++) {
+    for (int version = 1; version <= newestFrameVersion; version++) {
         byte seqNo = 0;
         const Bytes good = BuildFrame(version, FromHex("01 02 41 10 7F"), 0x20);
         for (size_t i = 0; i < good.size(); i++) {

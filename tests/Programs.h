@@ -2,6 +2,7 @@
 
 #include <fcntl.h>
 #include <gtest/gtest.h>
+#include <poll.h>
 #include <sys/ioctl.h>
 #include <sys/wait.h>
 #include <termios.h>
@@ -81,7 +82,15 @@ public:
     }
 
 private:
+    /** A program that says nothing for so long hangs: it is killed, and the test fails. */
+    static constexpr int longestSilenceMs = 60'000;
+
     bool ReadMore() {
+        pollfd output{m_output, POLLIN, 0};
+        if (m_id > 0 && poll(&output, 1, longestSilenceMs) == 0) {
+            ADD_FAILURE() << "hangs, and is killed, having said\n" << m_read;
+            Signal(SIGKILL);
+        }
         char buffer[4096];
         const ssize_t count = read(m_output, buffer, sizeof buffer);
         if (count > 0) m_read.append(buffer, static_cast<size_t>(count));

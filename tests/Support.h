@@ -12,10 +12,8 @@
 #include <utility>
 #include <vector>
 
-#include "EcrComm/CommChannels/Compatibility/TcFrame_v1.h"
-#include "EcrComm/CommChannels/Compatibility/TcFrame_v2.h"
+#include "EcrComm/CommChannels/FrameVersion.h"
 #include "EcrComm/CommChannels/ICommChannel.h"
-#include "EcrComm/CommChannels/TcFrame.h"
 #include "Exceptions.h"
 #include "Format.h"
 
@@ -46,7 +44,7 @@ inline void WriteText(const std::string& path, const std::string& text) {
 class TempFolder {
 public:
     explicit TempFolder(const std::string& parent = "/tmp") : m_path(parent + "/tavo-test-XXXXXX") {
-        mkdtemp(m_path.data());
+        if (mkdtemp(m_path.data()) == nullptr) std::abort();
     }
     TempFolder(const TempFolder&) = delete;
     TempFolder& operator=(const TempFolder&) = delete;
@@ -78,18 +76,13 @@ inline Bytes BuildFrame(int version, const Bytes& payload, byte seqNo, size_t ro
     Bytes frame(room);
     const auto size = static_cast<uint16_t>(payload.size());
     const auto most = static_cast<uint16_t>(room);
-    frame.resize(version == 1   ? TcFrame_v1::Build(payload.data(), size, frame.data(), most)
-                 : version == 2 ? TcFrame_v2::Build(payload.data(), size, seqNo, frame.data(), most)
-                                : TcFrame::Build(payload.data(), size, seqNo, frame.data(), most));
+    frame.resize(GetFrameVersion(version).build(payload.data(), size, seqNo, frame.data(), most));
     return frame;
 }
 /** The payload, taken in a buffer of just the frame's size; empty when the frame is refused. */
 inline Bytes ParseFrame(int version, Bytes frame, byte& seqNo) {
     const auto size = static_cast<uint16_t>(frame.size());
-    byte* data = frame.data();
-    frame.resize(version == 1   ? TcFrame_v1::Parse(data, size, data, size)
-                 : version == 2 ? TcFrame_v2::Parse(data, size, seqNo, data, size)
-                                : TcFrame::Parse(data, size, seqNo, data, size));
+    frame.resize(GetFrameVersion(version).parse(frame.data(), size, seqNo, frame.data(), size));
     return frame;
 }
 

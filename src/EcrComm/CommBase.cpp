@@ -2,7 +2,7 @@
 
 #include "Defaults.h"
 #include "EcrComm/CommChannel.h"
-#include "EcrComm/CommChannels/TcFrame.h"
+#include "EcrComm/CommChannels/FrameVersion.h"
 #include "EcrComm/FrameFormatter.h"
 #include "EcrComm/IoStatistics.h"
 
@@ -52,7 +52,7 @@ bool FitsFrame(const byte* data, uint16_t dataLength) {
     if (dataLength + headerSize > commIoBufferSize) return false;
     const uint16_t length = frameFormatter.BuildFrame(ioBuffer, commIoBufferSize, data, dataLength);
     byte frame[commIoBufferSize];
-    return TcFrame::Build(ioBuffer, length, anySeqNo, frame, sizeof frame) != 0;
+    return GetFrameVersion(newestFrameVersion).build(ioBuffer, length, anySeqNo, frame, sizeof frame) != 0;
 }
 
 CommResult SendFrame(const byte* data, uint16_t dataLength) {

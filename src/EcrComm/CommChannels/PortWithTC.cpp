@@ -6,12 +6,9 @@
 
 #include "AppConfig.h"
 #include "EcrComm/CommChannels/Compatibility/TcFrameSeqNo.h"
-#include "EcrComm/CommChannels/Compatibility/TcFrame_v1.h"
-#include "EcrComm/CommChannels/Compatibility/TcFrame_v2.h"
 #include "EcrComm/CommChannels/DataLogger.h"
 #include "EcrComm/CommChannels/Linux/ComPort.h"
 #include "EcrComm/CommChannels/Linux/TCP.h"
-#include "EcrComm/CommChannels/TcFrame.h"
 #include "EcrComm/IoStatistics.h"
 #include "Exceptions.h"
 #include "Format.h"
@@ -19,25 +16,12 @@
 namespace {
 
 constexpr byte firstReceivedSeqNo = 32;
-constexpr int maxEntryLevel = 3;  // one Write tries every version once
 
 ChannelOwner CreateRawChannel(CommChannelType type) {
     if (type == CommChannel_SerialPortWithTC) return ComPort::Create();
     if (type == CommChannel_EthernetWithTC) return TCP::Create();
     throw new InternalException(__FILE__, __LINE__);
 }
-
-/** Counts a level of nesting for as long as it lives. */
-class EntryGuard {
-public:
-    explicit EntryGuard(int& level) : m_level(level) { m_level++; }
-    EntryGuard(const EntryGuard&) = delete;
-    EntryGuard& operator=(const EntryGuard&) = delete;
-    ~EntryGuard() { m_level--; }
-
-private:
-    int& m_level;
-};
 
 }  // namespace
 
@@ -78,26 +62,6 @@ void PortWithTC::RestartSequence() {
     m_nextRcvFrameSeqNo = firstReceivedSeqNo;
 }
 
-uint16_t PortWithTC::BuildTcFrame(const byte* data, uint16_t size, byte seqNo, byte* frame,
-                                  uint16_t frameBufSize) const {
-    switch (m_protocolVersion) {
-        case 1: return TcFrame_v1::Build(data, size, frame, frameBufSize);
-        case 2: return TcFrame_v2::Build(data, size, seqNo, frame, frameBufSize);
-        default: return TcFrame::Build(data, size, seqNo, frame, frameBufSize);
-    }
-}
-
-uint16_t PortWithTC::ParseTcFrame(const byte* frame, uint16_t size, byte& seqNo, byte* data,
-                                  uint16_t dataBufSize) const {
-    switch (m_protocolVersion) {
-        case 1:
-            seqNo = m_nextRcvFrameSeqNo;  // frames without a number are never taken for repeated ones
-            return TcFrame_v1::Parse(frame, size, data, dataBufSize);
-        case 2: return TcFrame_v2::Parse(frame, size, seqNo, data, dataBufSize);
-        default: return TcFrame::Parse(frame, size, seqNo, data, dataBufSize);
-    }
-}
-
 bool PortWithTC::ReadResponse(byte& response) {
     unsigned int savedTimeoutMs = 0;
     GetReadTimeout(savedTimeoutMs);
@@ -108,7 +72,7 @@ bool PortWithTC::ReadResponse(byte& response) {
 }
 
 void PortWithTC::NoteFault() const {
-    if (m_protocolVersion == 1) IoStatistics::UnnumberedFaults++;
+    if (!GetFrameVersion(m_protocolVersion).isNumbered) IoStatistics::UnnumberedFaults++;
 }
 
 uint16_t PortWithTC::RemoveGarbage(uint16_t bytesInBuffer) {
@@ -130,8 +94,9 @@ bool PortWithTC::ReadFrame(uint16_t bytesInBuffer) {
     if (size == 0 || size < arrived) NoteFault();
     if (size == 0) return false;
 
-    byte seqNo = 0;
-    const uint16_t length = ParseTcFrame(m_rcvFrameBuf, size, seqNo, m_rcvFrameBuf, sizeof m_rcvFrameBuf);
+    byte seqNo = m_nextRcvFrameSeqNo;  // a frame without a number is never taken for a repeated one
+    const uint16_t length = GetFrameVersion(m_protocolVersion)
+                                .parse(m_rcvFrameBuf, size, seqNo, m_rcvFrameBuf, sizeof m_rcvFrameBuf);
     const byte answer = length > 0 ? ACK : NAK;
     if (answer == NAK) NoteFault();
     if (!m_pCommunicationChannel->Write(&answer, 1) || answer == NAK) return false;
@@ -171,34 +136,36 @@ PortWithTC::Attempt PortWithTC::SendOnce(const byte* frame, uint16_t frameSize) 
     return ReadFrame(1) ? Attempt::Delivered : Attempt::Lost;
 }
 
-bool PortWithTC::Write(const byte* data, unsigned int size) {
-    const EntryGuard guard(m_entryLevel);
-    if (m_entryLevel > maxEntryLevel) return false;
-    if (size == 0 || data == nullptr) throw new InternalException(__FILE__, __LINE__);
-    m_lastRcvFrameBytesTotal = m_lastRcvFrameBytesRead = 0;
-
+PortWithTC::Attempt PortWithTC::WriteInVersion(const byte* data, unsigned int size) {
     byte frame[commIoBufferSize];
     const uint16_t frameSize = size > sizeof frame ? uint16_t{0}
-                                                   : BuildTcFrame(data, static_cast<uint16_t>(size),
-                                                                  m_nextSndFrameSeqNo, frame, sizeof frame);
+                                                   : GetFrameVersion(m_protocolVersion)
+                                                         .build(data, static_cast<uint16_t>(size),
+                                                                m_nextSndFrameSeqNo, frame, sizeof frame);
     if (frameSize == 0) throw new InternalException(__FILE__, __LINE__);
     m_nextSndFrameSeqNo = TcFrameSeqNo::Next(m_nextSndFrameSeqNo);
 
     int rejections = 0;
     for (int attempt = 0; attempt < m_retryCount; attempt++) {
         const Attempt result = SendOnce(frame, frameSize);
-        if (result == Attempt::Delivered) return true;
+        if (result == Attempt::Delivered) return result;
         NoteFault();
         if (result == Attempt::Rejected) rejections++;
     }
-    return rejections >= m_retryCount && WriteInNextVersion(data, size);
+    return rejections >= m_retryCount ? Attempt::Rejected : Attempt::Lost;
 }
 
-bool PortWithTC::WriteInNextVersion(const byte* data, unsigned int size) {
-    RestartSequence();
-    m_protocolVersion = m_protocolVersion >= m_MaxProtocolVersion ? 1 : m_protocolVersion + 1;
-    IoStatistics::UnnumberedFaults = 0;
-    if (!Write(data, size)) return false;
-    AppConfig::SetParameter("SerialProtocolVersion", Format("%d", m_protocolVersion), true);
-    return true;
+bool PortWithTC::Write(const byte* data, unsigned int size) {
+    if (size == 0 || data == nullptr) throw new InternalException(__FILE__, __LINE__);
+    m_lastRcvFrameBytesTotal = m_lastRcvFrameBytesRead = 0;
+    for (int tried = 0; tried < m_MaxProtocolVersion; tried++) {
+        const Attempt result = WriteInVersion(data, size);
+        if (result == Attempt::Delivered && tried > 0)
+            AppConfig::SetParameter("SerialProtocolVersion", Format("%d", m_protocolVersion), true);
+        if (result != Attempt::Rejected) return result == Attempt::Delivered;
+        RestartSequence();
+        m_protocolVersion = m_protocolVersion >= m_MaxProtocolVersion ? 1 : m_protocolVersion + 1;
+        IoStatistics::UnnumberedFaults = 0;
+    }
+    return false;
 }

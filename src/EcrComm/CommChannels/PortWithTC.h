@@ -4,6 +4,7 @@
 
 #include "Defaults.h"
 #include "EcrComm/CommChannels/CommChannelType.h"
+#include "EcrComm/CommChannels/FrameVersion.h"
 #include "EcrComm/CommChannels/ICommChannel.h"
 
 /**
@@ -37,19 +38,15 @@ public:
 private:
     enum class Attempt { Delivered, Rejected, Lost };
 
-    static constexpr int m_MaxProtocolVersion = 3;
+    static constexpr int m_MaxProtocolVersion = newestFrameVersion;
 
     bool ReadResponse(byte& response);
-    uint16_t BuildTcFrame(const byte* data, uint16_t size, byte seqNo, byte* frame,
-                          uint16_t frameBufSize) const;
-    uint16_t ParseTcFrame(const byte* frame, uint16_t size, byte& seqNo, byte* data,
-                          uint16_t dataBufSize) const;
     void NoteFault() const;
     uint16_t RemoveGarbage(uint16_t bytesInBuffer);
     bool ReadFrame(uint16_t bytesInBuffer);
     bool DeliverPayload(byte* data, unsigned int size);
     Attempt SendOnce(const byte* frame, uint16_t frameSize);
-    bool WriteInNextVersion(const byte* data, unsigned int size);
+    Attempt WriteInVersion(const byte* data, unsigned int size);
     void RestartSequence();
 
     int m_protocolVersion = m_MaxProtocolVersion;
@@ -60,6 +57,5 @@ private:
     byte m_rcvFrameBuf[commIoBufferSize] = {};
     uint16_t m_lastRcvFrameBytesTotal = 0;
     uint16_t m_lastRcvFrameBytesRead = 0;
-    int m_entryLevel = 0;  // of nested Write calls
     ChannelOwner m_pCommunicationChannel;
 };
