@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cctype>
+#include <optional>
 
 #include "AppConfig.h"
 #include "DataConverter.h"
@@ -18,63 +19,23 @@
 
 namespace {
 
-constexpr size_t maxLineLength = 1023;
-constexpr size_t maxFieldLength = 128;
 constexpr const char* blanks = " \t";
 constexpr const char* byteOrderMark = "\xEF\xBB\xBF";
 
-char TheDelimiter() { return AppConfig::GetParameter("Delimiter", defaultCsvDelimiter)[0]; }
-
-const byte* BytesOf(const std::string& text) { return reinterpret_cast<const byte*>(text.data()); }
-
-/** A line's fields one after another, with the place of each. */
-class FieldScanner : public TextDataParser {
-public:
-    explicit FieldScanner(const std::string& line)
-        : TextDataParser(BytesOf(line), static_cast<uint16_t>(line.size())), m_line(line) {}
-
-    size_t GetPosition() const { return m_position; }
-    bool IsTooLongOrHasNul() {
-        char field[maxFieldLength + 1];
-        return GetField(field, sizeof field, true) == GetFieldResult_Error;
-    }
-
-    /** The next field as it stands between the delimiters, without blanks around it. */
-    std::string PeekRaw() const {
-        const char delimiter = TheDelimiter();
-        bool inQuotes = false;
-        size_t end = m_position;
-        for (; end < m_line.size() && (inQuotes || m_line[end] != delimiter); end++)
-            if (m_line[end] == '"') inQuotes = !inQuotes;
-        return Trim(m_line.substr(m_position, end - m_position), blanks);
-    }
-
-private:
-    const std::string& m_line;
-};
-
-/** What is wrong with a text field; it is taken all the same where its first character is a quote. */
-std::string DiagnoseText(const std::string& raw) {
-    bool inQuotes = false;
-    size_t closed = 0;
-    for (size_t i = 0; i < raw.size(); i++) {
-        if (raw[i] != '"') continue;
-        if (inQuotes && i + 1 < raw.size() && raw[i + 1] == '"') {
-            i++;
-            continue;
-        }
-        inQuotes = !inQuotes;
-        closed = i;
-    }
-    if (inQuotes) return "text field is not closed";
-    return closed + 1 == raw.size() ? "" : "text goes on behind its closing quote";
+/** A line's fields. */
+TextDataParser Fields(const std::string& line, char delimiter = ConfiguredDelimiter()) {
+    return {reinterpret_cast<const byte*>(line.data()), static_cast<uint16_t>(line.size()), delimiter};
 }
 
+std::optional<int64_t> KeyOf(const std::string& line) {
+    return KeyOfLine(line.data(), line.size(), ConfiguredDelimiter());
+}
+
+/** What is odd about a number that is taken. */
 std::string DiagnoseNumber(const std::string& raw) {
     Decimal number;
     char readBack[32];
-    if (!number.FromString(raw))
-        return "number has other characters than digits, a '-' before them and one point";
+    number.FromString(raw);
     const std::string value = number.ToString();
     const std::string digits = TrimLeft(value, "-0.");
     const std::string written = TrimLeft(raw, "-0.");
@@ -85,58 +46,58 @@ std::string DiagnoseNumber(const std::string& raw) {
 }
 
 std::string DiagnoseBinary(const std::string& raw) {
-    if (raw.size() % 2 != 0) return "binary field has an odd number of digits";
     const bool isHex =
         std::all_of(raw.begin() + 2, raw.end(), [](unsigned char c) { return std::isxdigit(c) != 0; });
     return isHex ? "" : "binary field has other characters than hexadecimal digits: they arrive as 00";
 }
 
-std::string DiagnoseUnknown(const std::string& raw) {
-    if (raw.empty()) return "field is empty";
-    return Format("field begins with %s: it is no text in quotes, no number and no binary data (0x)",
-                  std::isprint(static_cast<unsigned char>(raw[0])) != 0
-                      ? ("'" + raw.substr(0, 1) + "'").c_str()
-                      : Format("byte %02x", static_cast<unsigned char>(raw[0])).c_str());
+std::string DiagnoseText(const std::string& raw, bool isQuoteOpen) {
+    if (isQuoteOpen) return "text field is not closed";
+    return raw.back() == '"' ? "" : "text goes on behind its closing quote";
 }
 
-std::string DiagnoseControl(const std::string& raw) {
-    const auto control = std::find_if(raw.begin(), raw.end(), [](unsigned char c) { return c < 31; });
-    return control == raw.end() ? "" : Format("text has a control character (%02x)", *control);
-}
-
-/** Why a field cannot be taken, or what is odd about it. */
-std::string DiagnoseField(FieldType type, const std::string& raw, bool isBad) {
-    std::string control = isBad && type == FieldType_String ? DiagnoseControl(raw) : "";
-    if (!control.empty()) return control;
+/** What is odd about a field that is taken. */
+std::string DiagnoseTaken(FieldType type, const std::string& raw, bool isQuoteOpen) {
     switch (type) {
-        case FieldType_String: return DiagnoseText(raw);
+        case FieldType_String: return DiagnoseText(raw, isQuoteOpen);
         case FieldType_Number: return DiagnoseNumber(raw);
-        case FieldType_Binary: return DiagnoseBinary(raw);
-        default: return DiagnoseUnknown(raw);
+        default: return DiagnoseBinary(raw);
     }
 }
 
-/** Whether the line has a place in the index, though a later field may be bad. */
-bool IsIndexed(const std::string& line) {
-    FieldScanner fields(line);
-    Decimal number;
-    const FieldType type = fields.GetFieldType();
-    if (type != FieldType_Number) return type != FieldType_Unknown;
-    return fields.GetNumber(number) && (number.ToInt64() != -1 || fields.GetFieldType() == FieldType_None);
+std::string NameCharacter(char c) {
+    return std::isprint(static_cast<unsigned char>(c)) != 0
+               ? "'" + std::string(1, c) + "'"
+               : Format("byte %02x", static_cast<unsigned char>(c));
 }
 
-/** Number of a record, 0 where the line has none or nothing behind it. */
-int64_t NumberOf(const std::string& line) {
-    FieldScanner fields(line);
-    Decimal number;
-    const bool isNumber = fields.GetFieldType() == FieldType_Number && fields.GetNumber(number);
-    return isNumber && fields.GetFieldType() != FieldType_None ? number.ToInt64() : 0;
+/** Why a field is not taken, in words. */
+std::string DiagnoseRefused(FieldRefusal refusal, const std::string& raw) {
+    switch (refusal) {
+        case FieldRefusal::None: return "";
+        case FieldRefusal::TooLong:
+            return Format("field is longer than %d characters", TextDataParser::maxFieldLength);
+        case FieldRefusal::HasNul: return "field has a NUL byte";
+        case FieldRefusal::Empty: return "field is empty";
+        case FieldRefusal::UnknownKind:
+            return "field begins with " + NameCharacter(raw[0]) +
+                   ": it is no text in quotes, no number and no binary data (0x)";
+        case FieldRefusal::NotClosed: return "text field is not closed";
+        case FieldRefusal::Control: {
+            const auto control = std::find_if(raw.begin(), raw.end(), [](unsigned char c) { return c < 31; });
+            return Format("text has a control character (%02x)", *control);
+        }
+        case FieldRefusal::NoNumber:
+            return "number has other characters than digits, a '-' before them and one point";
+        case FieldRefusal::OddDigits: return "binary field has an odd number of digits";
+    }
+    return "";
 }
 
 /** The data of the application frame that the line makes; empty for one that does not fit a record. */
 Record DataOf(const std::string& line, bool isCommand) {
     byte data[commIoBufferSize];
-    FieldScanner fields(line);
+    TextDataParser fields = Fields(line);
     Decimal code;
     const bool hasCode = isCommand && fields.GetNumber(code);
     const uint16_t length = DataConverter::PcToEcr(fields, data, sizeof data);
@@ -160,9 +121,9 @@ void DiagnoseLength(const std::string& line, bool isCommand, std::vector<Finding
 
 /** What is odd about a number that is to be a record's or a command's. */
 void DiagnoseKey(const std::string& line, bool isCommand, std::vector<Finding>& findings) {
-    FieldScanner fields(line);
+    TextDataParser fields = Fields(line);
     Decimal number;
-    if (fields.GetFieldType() != FieldType_Number || !fields.GetNumber(number)) return;
+    if (!fields.GetNumber(number)) return;
     if (isCommand && (number.GetDecimalCount() > 0 || number.ToInt64() < 0 || number.ToInt64() > 255))
         findings.push_back({false, 1, 1,
                             Format("code is no whole number from 0 to 255: it arrives as %d",
@@ -212,17 +173,22 @@ std::string DiagnoseCoding(const std::vector<std::string>& lines, size_t markLen
     return warning;
 }
 
-/** Whether every line that is not empty has the character outside of quotes. */
+/** Whether the delimiter ends the line's first field. */
+bool Separates(const std::string& line, char delimiter) {
+    char field[maxLineLength + 1];
+    TextDataParser fields = Fields(line, delimiter);
+    fields.GetField(field, sizeof field, false);
+    const bool isLast = fields.GetFieldType() == FieldType_None;
+    return !isLast || (!fields.IsQuoteOpen() && line.back() == delimiter);
+}
+
+/** Whether every line that is not empty has the delimiter outside of quotes. */
 bool SeparatesAll(const std::vector<std::string>& lines, char delimiter) {
     bool hasLine = false;
     for (const std::string& line : lines) {
-        bool inQuotes = false;
-        const bool isFound = std::any_of(line.begin(), line.end(), [&](char c) {
-            if (c == '"') inQuotes = !inQuotes;
-            return c == delimiter && !inQuotes;
-        });
-        if (!isFound && !line.empty()) return false;
-        hasLine = hasLine || isFound;
+        if (line.empty()) continue;
+        if (!Separates(line, delimiter)) return false;
+        hasLine = true;
     }
     return hasLine;
 }
@@ -230,7 +196,7 @@ bool SeparatesAll(const std::vector<std::string>& lines, char delimiter) {
 std::string NameOf(char delimiter) { return delimiter == '\t' ? "tab" : "'" + Printable({delimiter}) + "'"; }
 
 std::string DiagnoseDelimiter(const std::vector<std::string>& lines) {
-    const char delimiter = TheDelimiter();
+    const char delimiter = ConfiguredDelimiter();
     // with a decimal comma every line may have both
     const bool isAnyGood = std::any_of(lines.begin(), lines.end(), [](const std::string& line) {
         return !line.empty() && !DataOf(line, false).empty();
@@ -257,8 +223,9 @@ std::string DiagnoseLineEnds(const std::vector<std::string>& lines) {
 std::string DiagnoseOrder(const std::vector<std::string>& lines) {
     bool isFirst = true;
     for (size_t i = 0; i < lines.size(); i++) {
-        if (lines[i].empty() || !IsIndexed(lines[i])) continue;
-        if (!isFirst && NumberOf(lines[i]) == 0)
+        const std::optional<int64_t> key = lines[i].empty() ? std::nullopt : KeyOf(lines[i]);
+        if (!key) continue;
+        if (!isFirst && *key == 0)
             return Format("line %zu: no record number but 0 with fields behind it: ", i + 1) +
                    "nothing is sorted, and duplicates are not looked for";
         isFirst = false;
@@ -273,31 +240,25 @@ std::vector<Finding> DiagnoseLine(const std::string& line, bool isCommand) {
     if (line.size() == maxLineLength)
         findings.push_back(
             {false, 0, 1, "line has 1023 characters: what may follow in it counts as the next line"});
-    FieldScanner fields(line);
-    for (int field = 1;; field++) {
-        const std::string raw = fields.PeekRaw();
-        const auto column = static_cast<int>(
-            line.find_first_not_of(TheDelimiter() == '\t' ? " " : blanks, fields.GetPosition()) + 1);
-        const FieldType type = fields.GetFieldType();
-        if (type == FieldType_None) break;
-        if (fields.IsTooLongOrHasNul()) {
-            const bool hasNul = raw.find('\0') != std::string::npos;
-            findings.push_back({true, field, column,
-                                hasNul ? "field has a NUL byte"
-                                       : Format("field is longer than %zu characters", maxFieldLength)});
-            return findings;
-        }
+    TextDataParser fields = Fields(line);
+    const char* skipped = ConfiguredDelimiter() == '\t' ? " " : blanks;
+    FieldType type;
+    for (int field = 1; (type = fields.GetFieldType()) != FieldType_None; field++) {
         byte converted[fileIoBufferSize];
         BinaryDataFormatter formatter(converted, sizeof converted);
         const bool isBad = !DataConverter::ConvertField(type, fields, formatter);
-        const std::string cause = DiagnoseField(type, raw, isBad);
+        const std::string raw = Trim(fields.GetFieldText(), blanks);
+        const auto column = static_cast<int>(line.find_first_not_of(skipped, fields.GetFieldStart()) + 1);
+        const std::string cause = isBad ? DiagnoseRefused(fields.GetRefusal(), raw)
+                                        : DiagnoseTaken(type, raw, fields.IsQuoteOpen());
         if (isBad || !cause.empty()) findings.push_back({isBad, field, column, cause});
         if (isBad) return findings;
     }
-    if (NumberOf(line) == -1)
+    const std::optional<int64_t> key = KeyOf(line);
+    if (!key)
         findings.push_back(
             {true, 1, 1, "-1, also with a point in it, is not taken as the first of several fields"});
-    else if (isCommand && FieldScanner(line).GetFieldType() != FieldType_Number)
+    else if (isCommand && Fields(line).GetFieldType() != FieldType_Number)
         findings.push_back({true, 1, 1, "a command begins with its code, a number"});
     else
         DiagnoseLength(line, isCommand, findings);
@@ -327,13 +288,10 @@ std::vector<std::string> ReadLines(const std::string& filename) {
     text.resize(file.Read(0, text.data(), text.size()));
     std::vector<std::string> lines;
     for (size_t start = 0; start < text.size();) {
-        const size_t end = std::min(text.find('\n', start), text.size());
-        const size_t length = std::min(end - start, maxLineLength);
-        const bool isCut =
-            length == maxLineLength;  // its newline, if it is the next character, is a line of its own
-        const std::string line = text.substr(start, length);
-        lines.push_back(isCut ? line : TrimRight(line, " \t\r\n"));
-        start += length + (isCut ? 0 : 1);
+        const size_t length = LineLength(text.data() + start, text.size() - start);
+        const bool isCut = length == maxLineLength && text[start + length - 1] != '\n';
+        lines.emplace_back(text, start, isCut ? length : TrimmedLength(text.data() + start, length));
+        start += length;
     }
     return lines;
 }

@@ -100,8 +100,8 @@ std::vector<Record> CheckRecords(InputFile& input, const Options& options, int& 
         if (length == 0) continue;
         count++;
         const Record record(data, data + length);
-        if (input.GetType() == FileType_BMP) records.push_back(record);
-        if (!options.isShown || input.GetType() == FileType_BMP) continue;
+        if (input.GetKind().isPicture) records.push_back(record);
+        if (!options.isShown || input.GetKind().isPicture) continue;
         const int line = input.GetLineNumber(i);
         Print((line > 0 ? Format("line %d: ", line) : Format("record %d: ", i + 1)) + DescribeKinds(record) +
               "\n");
@@ -148,7 +148,7 @@ ReturnCode Check(const Options& options) {
     InputFile input;
     int count = 0;
     ReturnCode status = ReturnCode_OK;
-    FileType type = FileType_CSV;
+    bool hasLines = true;
     try {
         if (options.isFiscal) {
             input.OpenCommands(params.filePath);
@@ -156,7 +156,7 @@ ReturnCode Check(const Options& options) {
             if (options.isShown) ShowCommands(input.GetCommands());
         } else {
             input.OpenRecords(params.data, params.filePath);
-            type = input.GetType();
+            hasLines = input.GetKind().hasLines;
             const std::vector<Record> rows = CheckRecords(input, options, count);
             if (options.isShown) ShowPicture(rows);
             status = StatusOfFileErrors();
@@ -164,7 +164,7 @@ ReturnCode Check(const Options& options) {
     } catch (ApplicationException* e) {
         status = HandleException(e);  // bad commands, which are explained below
     }
-    if (type == FileType_CSV) Explain(params.filePath, options);
+    if (hasLines) Explain(params.filePath, options);
     Print(Format(options.isFiscal ? "Commands to execute: %d\n" : "Records to send: %d\n", count));
     return status;
 }

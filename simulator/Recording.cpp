@@ -15,13 +15,9 @@ constexpr Time pauseInLine = 3'000;  // a longer one begins a new line, so that 
 
 }  // namespace
 
-Recording::Recording(const std::string& path) : m_path(path), m_file(OpenFile(path, "w")) {}
+Recording::Recording(const std::string& path) { m_file.Open(path); }
 
-void Recording::Write(const std::string& text) {
-    if (std::fwrite(text.data(), 1, text.size(), m_file.get()) != text.size() ||
-        std::fflush(m_file.get()) != 0)
-        ThrowWriteError(m_path);
-}
+void Recording::Write(const std::string& text) { m_file.Write(text.data(), text.size()); }
 
 std::string Recording::Stamp(Time now) {
     if (m_start == never) m_start = now;

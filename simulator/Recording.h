@@ -3,8 +3,8 @@
 #include <string>
 #include <vector>
 
-#include "FileStream.h"
 #include "Peer.h"
+#include "TargetFile.h"
 
 /**
  * A session's traffic as text, one block of bytes a line:
@@ -33,8 +33,7 @@ private:
     void Write(const std::string& text);
     std::string Stamp(Time now);
 
-    std::string m_path;
-    FileStream m_file;
+    TargetFile m_file;
     Time m_start = never;
     Time m_lastByteTime = 0;
     char m_direction = '\0';  // of the line begun, none without one

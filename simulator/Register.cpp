@@ -2,7 +2,6 @@
 
 #include <iterator>
 
-#include "AppConfig.h"
 #include "Defaults.h"
 #include "EcrComm/EcrComm.h"
 #include "EcrComm/FrameFormatter.h"
@@ -42,10 +41,7 @@ Record BadFieldData(int field) {
 
 }  // namespace
 
-Register::Register(const Options& options) : m_options(options), m_sections(options.dataDirectory) {
-    // the trace writes records as the tool's CSV does by default
-    AppConfig::SetParameter("Delimiter", defaultCsvDelimiter, false);
-}
+Register::Register(const Options& options) : m_options(options), m_sections(options.dataDirectory) {}
 
 Message Register::BuildMessage(const Record& data, const std::string& meaning) const {
     byte frame[commIoBufferSize];

@@ -8,6 +8,7 @@
 #include "Format.h"
 #include "Formatting/BinaryDataParser.h"
 #include "Path.h"
+#include "SourceFile.h"
 #include "TargetFile.h"
 #include "Tools.h"
 
@@ -39,11 +40,15 @@ std::string Sections::PathOf(byte section) const {
 void Sections::Load(byte section) {
     const std::string path = PathOf(section);
     if (!File::Exists(path)) return;
-    const FileStream file = OpenFile(path, "rb");
+    SourceFile file;
+    file.Open(path);
     byte length[2];
-    for (int place = 0; std::fread(length, 1, sizeof length, file.get()) == sizeof length; place++) {
+    off_t position = 0;
+    for (int place = 0; file.Read(position, length, sizeof length) == sizeof length; place++) {
         Record record(static_cast<size_t>(length[0] | length[1] << 8));
-        if (std::fread(record.data(), 1, record.size(), file.get()) != record.size()) ThrowReadError(path);
+        position += static_cast<off_t>(sizeof length);
+        if (file.Read(position, record.data(), record.size()) != record.size()) ThrowReadError(path);
+        position += static_cast<off_t>(record.size());
         m_sections[section][KeyOf(record, place)] = record;
     }
 }

@@ -10,7 +10,7 @@
 #include <csignal>
 #include <ctime>
 
-#include "EcrComm/CommChannels/Linux/HighResolutionTimer.h"
+#include "Clock.h"
 #include "Exceptions.h"
 
 namespace {

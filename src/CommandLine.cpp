@@ -4,7 +4,6 @@
 #include <string_view>
 
 #include "AppConfig.h"
-#include "Defaults.h"
 #include "Exceptions.h"
 #include "Format.h"
 #include "Output.h"
@@ -139,7 +138,5 @@ BaseCommandParameters CollectParameters(int argc, char* argv[]) {
         AppConfig::SetParameter(name, value, false);
     }
     AppConfig::Initialize();
-    // kept as a run-time value, so that no record parsed asks the INI file for it
-    AppConfig::SetParameter("Delimiter", AppConfig::GetParameter("Delimiter", defaultCsvDelimiter), false);
     return params;
 }

@@ -30,7 +30,8 @@ char fileIoBuffer[fileIoBufferSize];  // a record as the file holds it
 byte commIoBuffer[commIoBufferSize];  // a record as the ECR holds it
 
 std::string reasonNotToRepeat;
-bool hasOpenedOutput = false;  // an earlier attempt of the run; what the file holds is then its own
+std::unique_ptr<FileWriter>
+    reportWriter;  // of all attempts of a run, so that the file stays locked between them
 
 /** Shows a text that the next one on the line overwrites. */
 void ShowProgress(const std::string& text) { Print(text + "\r"); }
@@ -92,15 +93,15 @@ unsigned Read(int dataType, const std::string& filename, FileWriter& writer) {
     return recordsRead;
 }
 
-/** The file stays locked until the ECR has cleared: from the reading on it is the only copy of the report. */
 void ReadAndClear(int dataType, const std::string& filename) {
-    const std::unique_ptr<FileWriter> writer = CreateWriter(dataType, filename);
-    if (!hasOpenedOutput) writer->KeepFormerContent();
-    hasOpenedOutput = true;
-    if (Read(dataType, filename, *writer) == 0) return;
+    if (!reportWriter) {
+        reportWriter = CreateWriter(dataType, filename);
+        reportWriter->KeepFormerContent();
+    }
+    if (Read(dataType, filename, *reportWriter) == 0) return;
     if (IoStatistics::UnnumberedFaults > 0)
         throw new CommunicationException("Report may be incomplete, not cleared");
-    writer->CheckInPlace();
+    reportWriter->CheckInPlace();
     Clear(dataType, "Report is read and its clearing was requested, no further attempt");
 }
 
@@ -205,6 +206,7 @@ void ClearAndSend(int dataType, const std::string& filename) {
         throw new ApplicationException("Nothing to send, not cleared", ReturnCode_InputFileSyntaxError);
     }
     const std::string shownLater = opening.Take();
+    input.CheckUnchanged();
     Clear(dataType);
     Print(shownLater);
     Send(dataType, input, UpdateType_Add);
@@ -246,10 +248,9 @@ void ReadStatus(const std::string& filename, StatusType statusType) {
 
 }  // namespace
 
-void BeginCommand() {
-    reasonNotToRepeat.clear();
-    hasOpenedOutput = false;
-}
+CommandRun::CommandRun() { reasonNotToRepeat.clear(); }
+
+CommandRun::~CommandRun() { reportWriter.reset(); }
 
 std::string WhyNotToRepeat() { return reasonNotToRepeat; }
 

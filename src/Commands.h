@@ -10,8 +10,15 @@
  * and return the exit status that these stand for; failures that end a command are exceptions.
  */
 
-/** Before the first attempt of a run. */
-void BeginCommand();
+/** A run of one command, in one attempt or more; what they share goes with it. */
+class CommandRun {
+public:
+    CommandRun();
+    CommandRun(const CommandRun&) = delete;
+    CommandRun& operator=(const CommandRun&) = delete;
+    ~CommandRun();
+};
+
 /**
  * Why a further attempt could lose or double something, as the log tells it; empty as long as it could not.
  * The ECR may then have cleared the only other copy of a report, or executed a fiscal command.

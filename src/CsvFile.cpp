@@ -4,6 +4,14 @@
 #include "Defaults.h"
 #include "FileErrors.h"
 #include "Logging.h"
+#include "Output.h"
+
+namespace {
+
+/** The progress of the indexing. */
+void ShowPreparing(bool begins) { Print(begins ? "Preparing data ...\r" : std::string(18, ' ') + "\r"); }
+
+}  // namespace
 
 FileType CsvFileReaderImpl::GetType() { return FileType_CSV; }
 
@@ -17,12 +25,12 @@ bool CsvFileReaderImpl::IsNumbered() const {
 }
 
 bool CsvFileReaderImpl::IsSortable() const {
-    return AppConfig::GetParameter("SortInputFileLines", defaultSortInputFileLines) != 0 &&
+    return !m_inFileOrder && AppConfig::GetParameter("SortInputFileLines", defaultSortInputFileLines) != 0 &&
            lineIndex.GetCount() >= 2 && IsNumbered();
 }
 
 void CsvFileReaderImpl::Open(const std::string& filename) {
-    lineIndex.Build(filename, FileErrors::AddEmptyRecord, FileErrors::AddBadFormatRecord);
+    lineIndex.Build(filename, FileErrors::AddEmptyRecord, FileErrors::AddBadFormatRecord, ShowPreparing);
     if (!IsSortable()) return;
     if (!lineIndex.IsSorted()) {
         LogMsg(LogType_Debug, "Input data file sorting started", true);
@@ -51,6 +59,6 @@ int CsvFileReaderImpl::GetLineNumber(int recordNumber) {
 FileType CsvFileWriter::GetType() { return FileType_CSV; }
 
 void CsvFileWriter::Write(const char* data, int length) {
-    RawFileWriter::Write(data, length);
-    RawFileWriter::Write("\r\n", 2);
+    const std::string line = std::string(data, static_cast<size_t>(length)) + "\r\n";
+    RawFileWriter::Write(line.data(), static_cast<int>(line.size()));
 }

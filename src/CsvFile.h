@@ -20,6 +20,10 @@ public:
  */
 class CsvFileReaderImpl : public CsvFileReader {
 public:
+    CsvFileReaderImpl() = default;
+    /** inFileOrder: as "SortInputFileLines" of 0, whatever it is. */
+    explicit CsvFileReaderImpl(bool inFileOrder) : m_inFileOrder(inFileOrder) {}
+
     FileType GetType() override;
     void Open(const std::string& filename) override;
     int Read(int recordNumber, char* buffer, int bufferSize) override;
@@ -33,6 +37,7 @@ private:
     bool IsSortable() const;
 
     TextFileLineIndex lineIndex;
+    bool m_inFileOrder = false;
 };
 
 /** One record a line, ended by CR LF. */

@@ -2,6 +2,8 @@
 
 #include <cstring>
 
+#include "Defaults.h"
+#include "FileIo.h"
 #include "Formatting/BinaryDataFormatter.h"
 #include "Formatting/BinaryDataParser.h"
 #include "Formatting/TextDataFormatter.h"
@@ -13,9 +15,13 @@ constexpr uint16_t fieldBufferSize = 128;
 
 }  // namespace
 
-FileType DataConverter::m_pcFileType = FileType_CSV;
+bool DataConverter::m_isText = true;
+char DataConverter::m_delimiter = *defaultCsvDelimiter;
 
-void DataConverter::Initialize(FileType pcFileType) { m_pcFileType = pcFileType; }
+void DataConverter::Initialize(FileType pcFileType) {
+    m_isText = KindOf(pcFileType).isText;
+    m_delimiter = ConfiguredDelimiter();
+}
 
 bool DataConverter::ConvertField(FieldType type, DataParser& inData, DataFormatter& outData) {
     char text[fieldBufferSize];
@@ -41,8 +47,8 @@ bool DataConverter::Convert(DataParser& inData, DataFormatter& outData) {
 
 uint16_t DataConverter::PcToEcr(const byte* pcData, uint16_t pcDataLen, byte* ecrBuffer,
                                 uint16_t ecrBufferLen) {
-    if (m_pcFileType == FileType_CSV) {
-        TextDataParser parser(pcData, pcDataLen);
+    if (m_isText) {
+        TextDataParser parser(pcData, pcDataLen, m_delimiter);
         return PcToEcr(parser, ecrBuffer, ecrBufferLen);
     }
     std::memset(ecrBuffer, 0, ecrBufferLen);
@@ -60,8 +66,8 @@ uint16_t DataConverter::EcrToPc(const byte* ecrData, uint16_t ecrDataLen, byte* 
                                 uint16_t pcBufferLen) {
     std::memset(pcBuffer, 0, pcBufferLen);
     BinaryDataParser parser(ecrData, ecrDataLen);
-    if (m_pcFileType == FileType_CSV) {
-        TextDataFormatter formatter(pcBuffer, pcBufferLen);
+    if (m_isText) {
+        TextDataFormatter formatter(pcBuffer, pcBufferLen, m_delimiter);
         return Convert(parser, formatter) ? formatter.GetLength() : uint16_t{0};
     }
     uint16_t dataLen = 0;

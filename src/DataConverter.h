@@ -27,5 +27,6 @@ public:
     static uint16_t EcrToPc(const byte* ecrData, uint16_t ecrDataLen, byte* pcBuffer, uint16_t pcBufferLen);
 
 private:
-    static FileType m_pcFileType;
+    static bool m_isText;
+    static char m_delimiter;
 };

@@ -58,7 +58,7 @@ ReturnCode HandleException(Exception* e) {
 
 ReturnCode Repeat(const std::function<ReturnCode()>& attempt) {
     const int retryCount = AppConfig::GetParameter("RetryCount", defaultAttemptCount);
-    BeginCommand();
+    const CommandRun run;
     for (int errorCount = 0;;) {
         CheckInterrupt();  // a signal in the pause after a failed attempt is no reason for the next one
         const ReturnCode result = attempt();

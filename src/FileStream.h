@@ -11,9 +11,6 @@ struct FileCloser {
 /** An open C stream that closes itself. */
 using FileStream = std::unique_ptr<FILE, FileCloser>;
 
-/** ThrowOpenError when the file cannot be opened. */
-FileStream OpenFile(const std::string& filename, const char* mode);
-
 /** The FileIoExceptions of a data file: "Unable to open file '...'" and the like. */
 [[noreturn]] void ThrowOpenError(const std::string& filename);
 [[noreturn]] void ThrowReadError(const std::string& filename);

@@ -4,7 +4,6 @@
 #include "CsvFile.h"
 #include "DataConverter.h"
 #include "FileErrors.h"
-#include "FileIo.h"
 #include "Formatting/TextDataParser.h"
 
 void InputFile::OpenRecords(int dataType, const std::string& filename) {
@@ -17,13 +16,13 @@ void InputFile::OpenRecords(int dataType, const std::string& filename) {
 
 void InputFile::OpenCommands(const std::string& filename) {
     DataConverter::Initialize(FileType_CSV);
-    m_reader = CreateFileReader(FileType_CSV);
     // commands run in the order of the file, and one that repeats is no duplicate
-    AppConfig::SetParameter("SortInputFileLines", "0", false);
+    m_reader = std::make_unique<CsvFileReaderImpl>(true);
     m_reader->Open(filename);
     // lines refused so far are reported, but do not stop the run: they are never executed
     FileErrors::Reset();
     m_commands.clear();
+    m_delimiter = ConfiguredDelimiter();
     for (int i = 0; Read(i); i++) TakeCommand();
     FileErrors::Log();
     if (FileErrors::GetBadFormatRecordCount() > 0)
@@ -33,7 +32,7 @@ void InputFile::OpenCommands(const std::string& filename) {
 void InputFile::TakeCommand() {
     const int lineNumber = GetLineNumber(m_recordNumber);
     byte ecrRecord[commIoBufferSize];
-    TextDataParser parser(Bytes(), m_length);
+    TextDataParser parser(Bytes(), m_length, m_delimiter);
     if (parser.GetFieldType() != FieldType_Number) {
         FileErrors::AddBadFormatRecord(lineNumber);
         return;
@@ -48,7 +47,7 @@ void InputFile::TakeCommand() {
 void InputFile::Close() { m_reader.reset(); }
 
 int InputFile::GetLineNumber(int recordNumber) const {
-    if (m_reader->GetType() != FileType_CSV) return 0;
+    if (!GetKind().hasLines) return 0;
     return static_cast<CsvFileReader&>(*m_reader).GetLineNumber(recordNumber);
 }
 

@@ -8,6 +8,7 @@
 #include "Byte.h"
 #include "Defaults.h"
 #include "Exceptions.h"
+#include "FileIo.h"
 #include "Record.h"
 #include "RecordFile.h"
 
@@ -33,7 +34,7 @@ public:
     void CheckUnchanged() const { m_reader->CheckUnchanged(); }
     void Close();
 
-    FileType GetType() const { return m_reader->GetType(); }
+    const FileKind& GetKind() const { return KindOf(m_reader->GetType()); }
     /** Line of the file that the record came from, 0 for files without lines. */
     int GetLineNumber(int recordNumber) const;
 
@@ -57,6 +58,7 @@ private:
     uint16_t m_length = 0;
     int m_recordNumber = 0;
     std::vector<FiscalCommand> m_commands;
+    char m_delimiter = '\0';  // of the commands
 };
 
 /** The exit status that the problems counted in FileErrors stand for. */

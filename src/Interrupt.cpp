@@ -2,12 +2,13 @@
 
 #include <fcntl.h>
 #include <sys/resource.h>
+#include <sys/time.h>
 #include <unistd.h>
 
 #include <cerrno>
 #include <csignal>
 
-#include "EcrComm/CommChannels/Linux/HighResolutionTimer.h"
+#include "Clock.h"
 #include "Exceptions.h"
 #include "Format.h"
 
@@ -19,15 +20,28 @@ constexpr int interrupts[] = {SIGINT, SIGTERM, SIGHUP, SIGQUIT};
  * group. */
 constexpr long long sameSignal = 1'000'000'000;
 
+/** ns behind a signal in which a reader of the output is still waited for. */
+constexpr long long lastOutputTime = 300'000'000;
+
 volatile std::sig_atomic_t receivedSignal = 0;
 volatile long long receivedAt = 0;
 int wakeUpPipe[2] = {-1, -1};  // written to by the handler: a poll that is about to begin ends at once
+
+/** From now on every call that waits is interrupted soon, also one that is only about to begin. */
+void InterruptEveryWait() {
+    struct sigaction action {};
+    action.sa_handler = [](int) {};
+    sigaction(SIGALRM, &action, nullptr);
+    constexpr itimerval often{{0, 100'000}, {0, 100'000}};
+    setitimer(ITIMER_REAL, &often, nullptr);
+}
 
 void HandleInterrupt(int signal) {
     const int savedErrno = errno;
     if (receivedSignal == 0) {
         receivedSignal = signal;
         receivedAt = GetTimeMs();
+        InterruptEveryWait();
     } else if (GetTimeMs() - receivedAt > sameSignal) {
         if (getpid() == 1) _exit(128 + signal);  // the first process of a container has no default actions
         std::signal(signal, SIG_DFL);
@@ -81,12 +95,9 @@ bool WaitForEvent(int handle, short events, int timeoutMs, const char* failure) 
 }
 
 bool WaitForOutput(int handle) {
-    static int momentMs = 100;
     pollfd descriptors[] = {{handle, POLLOUT, 0}, {wakeUpPipe[0], POLLIN, 0}};
     while (receivedSignal == 0 && poll(descriptors, 2, -1) < 0 && errno == EINTR) continue;
-    if (receivedSignal == 0 || poll(descriptors, 1, momentMs) != 0) return true;
-    momentMs = 0;  // waited for once
-    return false;
+    return receivedSignal == 0 || poll(descriptors, 1, RemainingMs(receivedAt + lastOutputTime)) > 0;
 }
 
 void EndByInterrupt(int signal) {

@@ -2,7 +2,6 @@
 
 #include "AppConfig.h"
 #include "Defaults.h"
-#include "EcrComm/IoStatistics.h"
 #include "LogFile.h"
 #include "Path.h"
 #include "Tools.h"
@@ -18,11 +17,11 @@ int stdLogLevel = defaultStandardLog;
 int dbgLogLevel = defaultDbgErrorLog;
 bool isLoggingStarted = false;
 
-bool KeepsDebugLog(bool completedWithErrors) {
+bool KeepsDebugLog(bool completedWithErrors, bool hasIoErrors) {
     switch (dbgLogLevel) {
         case 0: return false;
         case 1: return completedWithErrors;
-        case 2: return completedWithErrors || IoStatistics::GetIoErrorCount() > 0;
+        case 2: return completedWithErrors || hasIoErrors;
         default: return true;
     }
 }
@@ -41,8 +40,8 @@ void StartLogging() {
 
 bool IsLoggingStarted() { return isLoggingStarted; }
 
-void StopLogging(bool completedWithErrors) {
-    dbgLog.Close(KeepsDebugLog(completedWithErrors));
+void StopLogging(bool completedWithErrors, bool hasIoErrors) {
+    dbgLog.Close(KeepsDebugLog(completedWithErrors, hasIoErrors));
     stdLog.Close(stdLogLevel > 0);
     isLoggingStarted = false;
 }

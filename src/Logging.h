@@ -10,7 +10,7 @@ void StartLogging();
 bool IsLoggingStarted();
 
 /** Closes both logs and keeps or takes back this run's lines, by the log settings and the outcome. */
-void StopLogging(bool completedWithErrors);
+void StopLogging(bool completedWithErrors, bool hasIoErrors = false);
 
 /** True when a message of the type would be written; lets a caller spare the work of building one that is
  * not. */

@@ -9,7 +9,8 @@
  */
 void Print(std::string_view text);
 
-/** Keeps back what is printed from its making on; prints it when it is freed, unless it was taken. */
+/** Keeps back what is printed from its making on; prints it when it is freed, unless it was taken. They nest.
+ */
 class HeldOutput {
 public:
     HeldOutput();
@@ -19,4 +20,8 @@ public:
 
     /** What was printed; from now on printing goes its usual way. */
     std::string Take();
+
+private:
+    size_t m_start;  // of its part of what is held
+    bool m_isTaken = false;
 };

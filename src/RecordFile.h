@@ -1,15 +1,17 @@
 #pragma once
 
+#include <cstddef>
 #include <string>
 
 #include "TargetFile.h"
 
-/** Kinds of data files; docs: README, "Data files". */
+/** Kinds of data files; FileIo.cpp has what depends on them. docs: README, "Data files". */
 enum FileType {
     FileType_CSV = 0,  // text, one record a line
     FileType_BMP = 1,  // 1-bit bitmap, one record a pixel row
     FileType_RAW = 2   // binary, 64-byte records
 };
+inline constexpr size_t fileTypeCount = FileType_RAW + 1;
 
 /** A data file seen as records, which are read by their number in any order. Freeing it closes the file. */
 class FileReader {

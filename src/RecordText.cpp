@@ -33,7 +33,7 @@ std::optional<Record> PixelsOf(const Record& record) {
 std::optional<std::string> TextOf(const Record& record) {
     byte text[fileIoBufferSize];
     BinaryDataParser parser(record.data(), static_cast<uint16_t>(record.size()));
-    TextDataFormatter formatter(text, sizeof text);
+    TextDataFormatter formatter(text, sizeof text, *defaultCsvDelimiter);
     if (!DataConverter::Convert(parser, formatter)) return std::nullopt;
     return std::string(text, text + formatter.GetLength());
 }
@@ -45,7 +45,7 @@ std::string DescribeKinds(const Record& record) {
     BinaryDataParser parser(record.data(), static_cast<uint16_t>(record.size()));
     for (FieldType type; (type = parser.GetFieldType()) != FieldType_None;) {
         byte field[fileIoBufferSize];
-        TextDataFormatter formatter(field, sizeof field);
+        TextDataFormatter formatter(field, sizeof field, *defaultCsvDelimiter);
         if (!text.empty()) text += ", ";
         if (!DataConverter::ConvertField(type, parser, formatter)) return text + "malformed";
         text += kindNames[type] + Printable({field, field + formatter.GetLength()});

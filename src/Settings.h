@@ -33,7 +33,7 @@ inline constexpr Setting settings[] = {
     {"Password", SettingKind_Text, 0, "", "", "password of the register; without one none is given"},
     {"RetryCount", SettingKind_Number, defaultAttemptCount, "", "attempts",
      "attempts of a command on communication errors; none follows one in which the register may have cleared "
-     "a report or executed a fiscal command"},
+     "a report, or has acknowledged a fiscal command"},
     {"RecordsInPacket", SettingKind_Number, defaultRecordsInPacket, "", "records",
      "records sent before the register answers; it must be set to the same: with less here each packet waits "
      "for the register's patience, with more it does not answer"},

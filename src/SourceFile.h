@@ -5,7 +5,7 @@
 
 #include <string>
 
-#include "FileStream.h"
+#include "Descriptor.h"
 
 /**
  * A data file that is read by position and has to stay as it is from Open on. Another size or time of
@@ -27,7 +27,7 @@ public:
     void Close();
 
 private:
-    FileStream ioFile;
+    Descriptor m_file;
     std::string m_filename;
     struct stat m_opened {};
 };

@@ -5,10 +5,8 @@
 #include <unistd.h>
 
 #include <cerrno>
-#include <climits>
 #include <cstdlib>
 #include <memory>
-#include <new>
 
 #include "Exceptions.h"
 #include "FileStream.h"
@@ -17,25 +15,29 @@
 
 namespace {
 
-constexpr size_t readSize = 65536;
-constexpr size_t writeSize = 4096;
-
-/** A descriptor that closes itself. */
-class Descriptor {
+/** A file that is deleted unless it is released. */
+class TemporaryFile {
 public:
-    explicit Descriptor(int handle) : m_handle(handle) {}
-    Descriptor(const Descriptor&) = delete;
-    Descriptor& operator=(const Descriptor&) = delete;
-    ~Descriptor() { Close(); }
-    int Get() const { return m_handle; }
-    bool Close() {
-        const int handle = m_handle;
-        m_handle = -1;
-        return handle != -1 && close(handle) == 0;
+    /** In the folder of the given file. */
+    explicit TemporaryFile(const std::string& neighbour)
+        : m_path(neighbour.substr(0, neighbour.rfind('/') + 1) + ".tavo~XXXXXX"),
+          m_file(mkostemp(m_path.data(), O_CLOEXEC)) {}
+    TemporaryFile(const TemporaryFile&) = delete;
+    TemporaryFile& operator=(const TemporaryFile&) = delete;
+    ~TemporaryFile() {
+        if (m_file.IsOpen()) unlink(m_path.c_str());
+    }
+
+    int Get() const { return m_file.Get(); }
+    /** Closes it under another name. */
+    bool RenameTo(const std::string& path) {
+        if (rename(m_path.c_str(), path.c_str()) != 0) return false;
+        return m_file.Reset();
     }
 
 private:
-    int m_handle;
+    std::string m_path;
+    Descriptor m_file;
 };
 
 /** FNV-1a, continued from hash. */
@@ -60,13 +62,13 @@ bool WriteAll(int handle, const char* data, size_t size) {
 /** Hands blocks of the file to visit until its end or until visit fails; false when either fails. */
 template <class Visit>
 bool ReadAll(int handle, Visit visit) {
-    std::string block(readSize, '\0');
+    char block[16384];
     for (;;) {
-        const ssize_t count = read(handle, block.data(), block.size());
+        const ssize_t count = read(handle, block, sizeof block);
         if (count == 0) return true;
         if (count < 0 && errno != EINTR) return false;
         if (count < 0) CheckInterrupt();
-        if (count > 0 && !visit(block.data(), static_cast<size_t>(count))) return false;
+        if (count > 0 && !visit(block, static_cast<size_t>(count))) return false;
     }
 }
 
@@ -76,7 +78,8 @@ bool FlushFolderOf(const std::string& filename) {
     if (!path) return false;
     const std::string real = path.get();
     const Descriptor folder(open(real.substr(0, real.rfind('/') + 1).c_str(), O_RDONLY | O_CLOEXEC));
-    return folder.Get() != -1 && fsync(folder.Get()) == 0;
+    // EINVAL: a file system that brings its folders to the device by itself
+    return folder.IsOpen() && (fsync(folder.Get()) == 0 || errno == EINVAL);
 }
 
 bool IsSameFile(const struct stat& a, const struct stat& b) {
@@ -85,88 +88,78 @@ bool IsSameFile(const struct stat& a, const struct stat& b) {
 
 }  // namespace
 
-TargetFile::~TargetFile() {
-    try {
-        if (IsOpened()) Flush();
-    } catch (Exception* e) {
-        delete e;
-    } catch (const std::bad_alloc&) {
-        // only the telling of a failure needs memory
-    }
-    if (m_handle != -1) close(m_handle);
-}
-
 void TargetFile::Open(const std::string& filename) {
-    m_filename = filename;
-    struct stat found {};
-    m_isNew = stat(filename.c_str(), &found) != 0;
-    // not emptied by the opening: it may be another run's
-    m_handle = open(filename.c_str(), O_WRONLY | O_CREAT | O_CLOEXEC, 0666);
-    if (m_handle == -1) ThrowOpenError(filename);
-    if (fstat(m_handle, &m_opened) != 0) ThrowWriteError(filename);
+    if (!m_file.IsOpen()) {
+        m_filename = filename;
+        OpenAndLock();
+    }
     m_size = 0;
     m_hash = 0;
-    if (!S_ISREG(m_opened.st_mode)) return;
+    m_isOpened = true;
+    if (S_ISREG(m_status.st_mode) &&
+        (ftruncate(m_file.Get(), 0) != 0 || lseek(m_file.Get(), 0, SEEK_SET) != 0))
+        ThrowWriteError(filename);
+}
+
+void TargetFile::OpenAndLock() {
+    // not emptied by the opening: it may be another run's
+    m_file.Reset(open(m_filename.c_str(), O_WRONLY | O_CREAT | O_CLOEXEC, 0666));
+    if (!m_file.IsOpen()) ThrowOpenError(m_filename);
+    if (fstat(m_file.Get(), &m_status) != 0) ThrowWriteError(m_filename);
+    if (!S_ISREG(m_status.st_mode)) return;
     // a file system that has no locks is no reason to fail
-    if (flock(m_handle, LOCK_EX | LOCK_NB) != 0 && errno == EWOULDBLOCK)
-        throw new FileIoException("File '" + Printable(filename) + "' is being written by another run");
+    if (flock(m_file.Get(), LOCK_EX | LOCK_NB) != 0 && errno == EWOULDBLOCK)
+        throw new FileIoException("File '" + Printable(m_filename) + "' is being written by another run");
     // looked at again, as a run that had the lock may have written meanwhile
-    if (fstat(m_handle, &m_opened) != 0) ThrowWriteError(filename);
-    if (m_isFormerKept && m_opened.st_size > 0) CopyFormerContent();
-    if (ftruncate(m_handle, 0) != 0) ThrowWriteError(filename);
+    if (fstat(m_file.Get(), &m_status) != 0) ThrowWriteError(m_filename);
+    if (m_isFormerKept) CopyFormerContent();
 }
 
 void TargetFile::CopyFormerContent() const {
-    const std::string kept = m_filename + "~";
-    // made new and renamed: whatever stands under the name is replaced, never written into
-    const std::string fresh = kept + std::to_string(getpid());
     const Descriptor source(open(m_filename.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK));
-    Descriptor copy(open(fresh.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, m_opened.st_mode & 0777));
-    struct stat read {};
+    struct stat found {};
+    if (!source.IsOpen() || fstat(source.Get(), &found) != 0 || !IsSameFile(found, m_status))
+        ThrowReadError(m_filename);
+    if (m_status.st_size == 0) return;
+    // made new and renamed: whatever stands under the name is replaced, never written into
+    const std::string kept = m_filename + "~";
+    TemporaryFile copy(m_filename);
     uint64_t size = 0;
-    const bool isCopied = copy.Get() != -1 && fstat(source.Get(), &read) == 0 && IsSameFile(read, m_opened) &&
+    const bool isCopied = copy.Get() != -1 && fchmod(copy.Get(), m_status.st_mode & 0777) == 0 &&
                           ReadAll(source.Get(),
                                   [&](const char* data, size_t count) {
                                       size += count;
                                       return WriteAll(copy.Get(), data, count);
                                   }) &&
-                          size == static_cast<uint64_t>(m_opened.st_size) && fsync(copy.Get()) == 0;
-    if (copy.Close() && isCopied && rename(fresh.c_str(), kept.c_str()) == 0 && FlushFolderOf(kept)) return;
-    unlink(fresh.c_str());
-    ThrowWriteError(kept);
+                          size == static_cast<uint64_t>(m_status.st_size) && fsync(copy.Get()) == 0 &&
+                          copy.RenameTo(kept) && FlushFolderOf(kept);
+    if (!isCopied) ThrowWriteError(kept);
 }
 
 void TargetFile::Write(const void* data, size_t size) {
     const auto* bytes = static_cast<const char*>(data);
-    m_buffer.append(bytes, size);
+    if (!WriteAll(m_file.Get(), bytes, size)) ThrowWriteError(m_filename);
     m_size += size;
     m_hash = Hash(m_hash, bytes, size);
-    if (m_buffer.size() >= writeSize) Flush();
-}
-
-void TargetFile::Flush() {
-    std::string buffer;
-    buffer.swap(m_buffer);
-    if (!WriteAll(m_handle, buffer.data(), buffer.size())) ThrowWriteError(m_filename);
 }
 
 void TargetFile::Close() {
-    if (!IsOpened()) return;
-    m_isClosed = true;
-    Flush();
+    if (!m_isOpened) return;
+    m_isOpened = false;
     // only a regular file has a device to wait for; on a terminal, a pipe or /dev/null fsync is an error
-    if (S_ISREG(m_opened.st_mode) && fsync(m_handle) != 0) ThrowWriteError(m_filename);
+    if (S_ISREG(m_status.st_mode) && fsync(m_file.Get()) != 0) ThrowWriteError(m_filename);
     // a file system may tell of a failed write only where a descriptor is closed; this one has the lock
-    if (!Descriptor(fcntl(m_handle, F_DUPFD_CLOEXEC, 0)).Close()) ThrowWriteError(m_filename);
+    const int another = fcntl(m_file.Get(), F_DUPFD_CLOEXEC, 0);
+    if (another == -1 || close(another) != 0) ThrowWriteError(m_filename);
 }
 
 void TargetFile::CheckInPlace() const {
-    if (!S_ISREG(m_opened.st_mode)) return;
+    if (!S_ISREG(m_status.st_mode)) return;
     const Descriptor file(open(m_filename.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK));
     struct stat found {};
     uint64_t size = 0;
     uint64_t hash = 0;
-    const bool isInPlace = fstat(file.Get(), &found) == 0 && IsSameFile(found, m_opened) &&
+    const bool isInPlace = fstat(file.Get(), &found) == 0 && IsSameFile(found, m_status) &&
                            ReadAll(file.Get(),
                                    [&](const char* data, size_t count) {
                                        size += count;
@@ -177,5 +170,5 @@ void TargetFile::CheckInPlace() const {
     if (!isInPlace)
         throw new FileIoException("File '" + Printable(m_filename) +
                                   "' is not as it was written, not cleared");
-    if (m_isNew && !FlushFolderOf(m_filename)) ThrowWriteError(m_filename);
+    if (!FlushFolderOf(m_filename)) ThrowWriteError(m_filename);
 }

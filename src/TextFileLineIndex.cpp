@@ -6,34 +6,15 @@
 #include <optional>
 #include <utility>
 
-#include "Byte.h"
-#include "Decimal.h"
 #include "Exceptions.h"
 #include "Formatting/TextDataParser.h"
 #include "Interrupt.h"
 #include "Logging.h"
-#include "Output.h"
 
 namespace {
 
-constexpr size_t maxLineLength = 1023;
 constexpr size_t buildBlockSize = 65536;
 constexpr size_t windowSize = 4096;
-
-/** Length without trailing blanks, tabs and line ends. */
-size_t TrimmedLength(const char* line, size_t length) {
-    while (length > 0 && std::strchr(" \t\r\n", line[length - 1]) != nullptr && line[length - 1] != '\0')
-        length--;
-    return length;
-}
-
-/** Length of the line that begins at text, its newline included, as fgets would take it. */
-size_t LineLength(const char* text, size_t available, size_t maxLength) {
-    const size_t scanned = std::min(available, maxLength);
-    if (scanned == 0) return 0;
-    const void* newline = std::memchr(text, '\n', scanned);
-    return newline == nullptr ? scanned : static_cast<size_t>(static_cast<const char*>(newline) - text) + 1;
-}
 
 /** Fills block from the file's offset on, to less than its size only at the end of the file. */
 void ReadBlock(const SourceFile& file, off_t offset, std::vector<char>& block, size_t size) {
@@ -42,25 +23,14 @@ void ReadBlock(const SourceFile& file, off_t offset, std::vector<char>& block, s
     block.resize(kept + file.Read(offset, block.data() + kept, size - kept));
 }
 
-/** Key of a record line, nothing for a malformed one. */
-std::optional<int64_t> KeyOfLine(const char* line, size_t length) {
-    TextDataParser parser(reinterpret_cast<const byte*>(line), static_cast<uint16_t>(length));
-    const FieldType firstField = parser.GetFieldType();
-    if (firstField == FieldType_Unknown) return std::nullopt;
-    if (firstField != FieldType_Number) return 0;
-    Decimal number;
-    if (!parser.GetNumber(number)) return std::nullopt;
-    if (parser.GetFieldType() == FieldType_None) return 0;
-    const int64_t key = number.ToInt64();
-    return key == -1 ? std::nullopt : std::optional(key);
-}
-
 }  // namespace
 
-int TextFileLineIndex::Build(const std::string& filename, LineCallback onEmptyLine, LineCallback onBadLine) {
+int TextFileLineIndex::Build(const std::string& filename, LineCallback onEmptyLine, LineCallback onBadLine,
+                             ProgressCallback onProgress) {
     Clear();
     ioFile.Open(filename);
-    Print("Preparing data ...\r");
+    m_delimiter = ConfiguredDelimiter();
+    if (onProgress != nullptr) onProgress(true);
     LogMsg(LogType_Debug, "Preparing input file data", true);
 
     std::vector<char> block;
@@ -68,7 +38,7 @@ int TextFileLineIndex::Build(const std::string& filename, LineCallback onEmptyLi
     off_t blockOffset = 0;
     bool isLastBlock = false;
     for (int64_t lineNumber = 1;; lineNumber++) {
-        size_t length = LineLength(block.data() + begin, block.size() - begin, maxLineLength);
+        size_t length = LineLength(block.data() + begin, block.size() - begin);
         const bool isWhole = length == maxLineLength || (length > 0 && block[begin + length - 1] == '\n');
         if (!isWhole && !isLastBlock) {
             CheckInterrupt();
@@ -78,7 +48,7 @@ int TextFileLineIndex::Build(const std::string& filename, LineCallback onEmptyLi
             ReadBlock(ioFile, blockOffset + static_cast<off_t>(block.size()), block, buildBlockSize);
             isLastBlock = block.size() < buildBlockSize;
             if (blockOffset + static_cast<off_t>(block.size()) > INT_MAX) ioFile.ThrowTooLarge();
-            length = LineLength(block.data(), block.size(), maxLineLength);
+            length = LineLength(block.data(), block.size());
         }
         if (length == 0) break;
         AddLine(block.data() + begin, length, static_cast<int32_t>(blockOffset + static_cast<off_t>(begin)),
@@ -87,7 +57,7 @@ int TextFileLineIndex::Build(const std::string& filename, LineCallback onEmptyLi
     }
 
     LogMsg(LogType_Debug, "Preparing input file data finished", true);
-    Print(std::string(18, ' ') + "\r");
+    if (onProgress != nullptr) onProgress(false);
     return GetCount();
 }
 
@@ -98,7 +68,7 @@ void TextFileLineIndex::AddLine(const char* line, size_t length, int32_t offset,
         if (onEmptyLine != nullptr) onEmptyLine(lineNumber);
         return;
     }
-    const std::optional<int64_t> key = KeyOfLine(line, trimmedLength);
+    const std::optional<int64_t> key = KeyOfLine(line, trimmedLength, m_delimiter);
     if (key)
         fileLineIndex.push_back({*key, offset, lineNumber});
     else if (onBadLine != nullptr)

@@ -18,13 +18,16 @@ public:
         int32_t lineNumber;  // from 1
     };
     using LineCallback = void (*)(int lineNumber);
+    using ProgressCallback = void (*)(bool begins);
 
     /**
      * Reads the whole file and indexes its lines in file order; empty and malformed ones go to the callbacks,
-     * which may be null. Returns the number of entries. FileIoException when the file cannot be opened or
+     * which may be null, as may the one that is told when the opened file begins to be read and when it is
+     * done. Returns the number of entries. FileIoException when the file cannot be opened or
      * read.
      */
-    int Build(const std::string& filename, LineCallback onEmptyLine, LineCallback onBadLine);
+    int Build(const std::string& filename, LineCallback onEmptyLine, LineCallback onBadLine,
+              ProgressCallback onProgress = nullptr);
 
     int GetCount() const;
     /** InternalException for a position outside the index. */
@@ -52,6 +55,7 @@ private:
 
     std::vector<FileLine> fileLineIndex;
     SourceFile ioFile;
+    char m_delimiter = '\0';
     std::vector<char> m_window;  // part of the file that was read last
     int32_t m_windowOffset = 0;
 };

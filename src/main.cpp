@@ -62,7 +62,7 @@ int RunToEnd(int argc, char* argv[]) {
     char returned[32];
     std::snprintf(returned, sizeof returned, "\nReturn value %i\n", status);
     Print(returned);
-    StopLogging(status != ReturnCode_OK);
+    StopLogging(status != ReturnCode_OK, IoStatistics::GetIoErrorCount() > 0);
     if (interrupt != 0) EndByInterrupt(interrupt);
     return status;
 }

@@ -5,30 +5,26 @@
 
 namespace {
 
-class FiscalTest : public EndToEndTest {
-protected:
-    /** The progress of so many commands. */
-    static std::string Sent(int count) {
-        std::string text;
-        for (int i = 0; i <= count; i++) text += "Commands sent: " + std::to_string(i) + "\r";
-        return text;
-    }
-};
+class FiscalTest : public EndToEndTest {};
 
 }  // namespace
 
 TEST_F(FiscalTest, ExecutesTheFileInItsOrderAndTellsTheNewStatus) {
     Simulator ecr({"--trace", "--fiscal-wait", "2"});
+    EXPECT_EQ(Tavo(ecr, {"ExecuteFiscal", File("a.csv", "99\n")}).output,
+              preparing + "Commands sent: 0\rCommands sent: 1\rCommands sent: 1\n" + ok);
+    EXPECT_EQ(Tavo(ecr, {"ReadFiscalStatus", folder / "status.bin"}).output,
+              "Reading ECR status...\r" + std::string(24, ' ') + "\r" + ok);
+    EXPECT_EQ(Tavo(ecr, {"readeftstatus", folder / "eft.csv"}).output,
+              "Reading EFT status...\r" + std::string(24, ' ') + "\r" + ok);
     File("a.bin",
          "10\n99,2,\"x\"\n11,\"Bread\",2,1.25\n11,\"Tea\",0.35,12.9\n99,1\n13,2,7\n"
          "11,\"Back\",-1,1.214\n11,\"Back\",-1,-1.214\n13,1,0.03\n19\n");
     EXPECT_EQ(Output(ecr, {"ExecuteFiscal", folder / "a.bin", "/SortInputFileLines=1", "/FileType=RAW"}),
-              preparing + Sent(10) + "Commands sent: 10\n" + ok);
-    EXPECT_EQ(Output(ecr, {"ReadFiscalStatus", folder / "status.bin"}),
-              "Reading ECR status...\r" + std::string(24, ' ') + "\r" + ok);
+              "Commands sent: 10\n" + ok);
+    EXPECT_EQ(Output(ecr, {"ReadFiscalStatus", folder / "status.bin"}), ok);
     EXPECT_EQ(ReadText(folder / "status.bin"), "1,\"receipt closed\",4,7.03,7.03\r\n");
-    EXPECT_EQ(Output(ecr, {"readeftstatus", folder / "eft.csv"}),
-              "Reading EFT status...\r" + std::string(24, ' ') + "\r" + ok);
+    EXPECT_EQ(Output(ecr, {"readeftstatus", folder / "eft.csv"}), ok);
     EXPECT_EQ(ReadText(folder / "eft.csv"), "\"terminal ready\",1,7,7\r\n");
     EXPECT_EQ(Tavo(ecr, {"executefiscal", File("a.csv", "10\n11,\"Tea\",1,2\n13,1,1.99\n19\n")}).status, 4);
 
@@ -45,20 +41,19 @@ TEST_F(FiscalTest, ExecutesTheFileInItsOrderAndTellsTheNewStatus) {
 TEST_F(FiscalTest, ExecutesNothingWhenALineIsBadButLeavesOutLinesThatAreNoRecords) {
     Simulator ecr({"--trace"});
     EXPECT_EQ(Output(ecr, {"executefiscal", File("a.csv", "10\n12,\"a\"\n\"text\",1\n12,0x0\n19\n")}),
-              preparing +
-                  "Line 3     - Record has bad format         \n"
-                  "Line 4     - Record has bad format         \n"
-                  "\nInput file contains bad data\n" +
+              "Line 3     - Record has bad format         \n"
+              "Line 4     - Record has bad format         \n"
+              "\nInput file contains bad data\n" +
                   Failed(2));
     EXPECT_EQ(TakeLog(),
               "\n\nFound 2 bad format record(s)\nI/O statistics : OUT frames = 0, IN frames = 0\n"
               "Input file contains bad data\nCompleted with errors\n");
     EXPECT_EQ(Output(ecr, {"executefiscal", File("a.csv", "12,\"a\"\n\nabc\n12,\"b\"\n")}),
-              "Preparing data ...\rLine 2     - Record is empty               \n"
-              "Line 3     - Record has bad format         \n" +
-                  std::string(18, ' ') + "\r" + Sent(2) + "Commands sent: 2\n" + ok);
-    EXPECT_EQ(Output(ecr, {"executefiscal", File("a.csv", "")}),
-              preparing + Sent(0) + "Commands sent: 0\n" + ok);
+              "Line 2     - Record is empty               \n"
+              "Line 3     - Record has bad format         \n"
+              "Commands sent: 2\n" +
+                  ok);
+    EXPECT_EQ(Output(ecr, {"executefiscal", File("a.csv", "")}), "Commands sent: 0\n" + ok);
     const std::string trace = ecr.Stop();
     EXPECT_EQ(trace.find("command 10"), std::string::npos);
 }
@@ -75,20 +70,19 @@ TEST_F(FiscalTest, EndsAtTheCommandThatTheEcrRefuses) {
           {8, "Bad or missing password", 11}}) {
         const Simulator ecr({"--refuse", "50=" + std::to_string(answer)});
         EXPECT_EQ(Output(ecr, {"executefiscal", folder / "a.csv"}),
-                  preparing + Sent(1) + "\n" + message + "\n" + Failed(status));
+                  std::string("\n") + message + "\n" + Failed(status));
     }
 }
 
 TEST_F(FiscalTest, MakesTheStatusFileBeforeItAsks) {
     const Simulator ecr({"--password", "x"});
     const std::string status = folder / "status.csv";
-    EXPECT_EQ(Output(ecr, {"readfiscalstatus", status}),
-              "Reading ECR status...\r\nBad or missing password\n" + Failed(11));
+    EXPECT_EQ(Output(ecr, {"readfiscalstatus", status}), "\nBad or missing password\n" + Failed(11));
     EXPECT_EQ(Tavo(ecr, {"send", "3", status, "/Password=x"}).status, 0);  // it is there, and empty
     EXPECT_EQ(Output(ecr, {"readfiscalstatus", folder / "none/status.csv", "/Password=x"}),
               "Unable to open file '" + folder / "none/status.csv" + "'\n" + Failed(13));
     EXPECT_EQ(Output(ecr, {"readeftstatus", "/dev/full", "/Password=x"}),
-              "Reading EFT status...\rUnable to write file '/dev/full'\n" + Failed(13));
+              "Unable to write file '/dev/full'\n" + Failed(13));
 }
 
 TEST_F(FiscalTest, CarriesALogoAndKeepsItWhenItCannotBeWritten) {

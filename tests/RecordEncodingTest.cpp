@@ -93,6 +93,7 @@ TEST_F(RecordEncodingTest, ReadsTextFields) {
     EXPECT_EQ(PcToEcr("\"abc\",1", 4), "");
     EXPECT_EQ(PcToEcr("\"abc\"", 4), "0B 61 62 63");
     AppConfig::SetParameter("Delimiter", ";|", false);
+    DataConverter::Initialize(FileType_CSV);
     EXPECT_EQ(PcToEcr("1;\"a,b\""), "0C 01 01 0B 61 2C 62");
 }
 

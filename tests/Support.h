@@ -40,6 +40,13 @@ inline void WriteText(const std::string& path, const std::string& text) {
     std::ofstream(path, std::ios::binary) << text;
 }
 
+/** A CSV file of so many records. */
+inline std::string ManyRecords(int count, const char* lineEnd) {
+    std::string text;
+    for (int i = 1; i <= count; i++) text += std::to_string(i) + ",\"Article\"" + lineEnd;
+    return text;
+}
+
 /** A new folder that goes with the object. */
 class TempFolder {
 public:

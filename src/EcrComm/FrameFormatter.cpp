@@ -10,8 +10,9 @@ uint16_t FrameFormatter::GetDataLength(const byte* frame) {
     return static_cast<uint16_t>(frame[1] | frame[2] << 8);
 }
 
-bool FrameFormatter::IsValidFrame(const byte* frame, uint16_t frameSize, uint16_t expectedDataLength) const {
-    if (expectedDataLength + headerSize > frameSize) throw new InternalException(__FILE__, __LINE__);
+bool FrameFormatter::IsValidFrame(const byte* frame, uint16_t frameBufSize,
+                                  uint16_t expectedDataLength) const {
+    if (expectedDataLength + headerSize > frameBufSize) throw new InternalException(__FILE__, __LINE__);
     if (frame[0] != m_protocolID) return false;
     return expectedDataLength == 0 || GetDataLength(frame) == expectedDataLength;
 }
@@ -26,11 +27,11 @@ uint16_t FrameFormatter::BuildFrame(byte* frame, uint16_t frameBufSize, const by
     return static_cast<uint16_t>(dataLength + headerSize);
 }
 
-uint16_t FrameFormatter::ParseFrame(const byte* frame, uint16_t frameSize, byte* data,
+uint16_t FrameFormatter::ParseFrame(const byte* frame, uint16_t frameBufSize, byte* data,
                                     uint16_t dataBufSize) const {
-    if (!IsValidFrame(frame, frameSize, 0)) return 0;
+    if (!IsValidFrame(frame, frameBufSize, 0)) return 0;
     const uint16_t dataLength = GetDataLength(frame);
-    if (dataLength > dataBufSize || dataLength + headerSize > frameSize) return 0;
+    if (dataLength > dataBufSize || dataLength + headerSize > frameBufSize) return 0;
     std::memcpy(data, frame + headerSize, dataLength);
     return dataLength;
 }

@@ -20,11 +20,11 @@ public:
 
     /** Whether protocol and, unless 0, data length are the expected ones; InternalException when that cannot
      * fit. */
-    bool IsValidFrame(const byte* frame, uint16_t frameSize, uint16_t expectedDataLength) const;
+    bool IsValidFrame(const byte* frame, uint16_t frameBufSize, uint16_t expectedDataLength) const;
     /** Returns the frame length; InternalException for a buffer that is too small. */
     uint16_t BuildFrame(byte* frame, uint16_t frameBufSize, const byte* data, uint16_t dataLength) const;
     /** Returns the data length; 0 for a frame of another protocol and for data that does not fit. */
-    uint16_t ParseFrame(const byte* frame, uint16_t frameSize, byte* data, uint16_t dataBufSize) const;
+    uint16_t ParseFrame(const byte* frame, uint16_t frameBufSize, byte* data, uint16_t dataBufSize) const;
 
 private:
     ProtocolID m_protocolID;

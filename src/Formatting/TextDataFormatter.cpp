@@ -4,8 +4,6 @@
 #include <cstring>
 #include <string>
 
-#include "AppConfig.h"
-#include "Defaults.h"
 #include "OLVE_Compatibility.h"
 
 namespace {
@@ -14,9 +12,8 @@ constexpr const char* hexDigits = "0123456789abcdef";
 
 }  // namespace
 
-TextDataFormatter::TextDataFormatter(byte* buf, uint16_t bufLen)
-    : DataFormatter(buf, bufLen),
-      m_fieldDelimiter(AppConfig::GetParameter("Delimiter", defaultCsvDelimiter)[0]) {}
+TextDataFormatter::TextDataFormatter(byte* buf, uint16_t bufLen, char delimiter)
+    : DataFormatter(buf, bufLen), m_fieldDelimiter(delimiter) {}
 
 bool TextDataFormatter::HasRoom(size_t size) const { return m_dataLen + size < m_dataBufLen; }
 

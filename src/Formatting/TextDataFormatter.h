@@ -1,14 +1,15 @@
 #pragma once
 
 #include "Formatting/DataFormatter.h"
+#include "Formatting/TextDataParser.h"
 
 /**
- * A CSV line, written; docs: README, "Records in a CSV file". The delimiter is the setting "Delimiter".
+ * A CSV line, written; docs: README, "Records in a CSV file".
  * A field is written only if one byte of the buffer stays free after it; the line is not NUL-terminated.
  */
 class TextDataFormatter : public DataFormatter {
 public:
-    TextDataFormatter(byte* buf, uint16_t bufLen);
+    TextDataFormatter(byte* buf, uint16_t bufLen, char delimiter = ConfiguredDelimiter());
 
     bool AddNumber(const Decimal& num) override;
     bool AddString(const char* str) override;

@@ -36,25 +36,26 @@ uint16_t TcFrameBytes::UnescapeByte(const byte* src, byte& value) {
 }
 
 CRC TcFrameBytes::Sum(const byte* data, uint16_t dataSize, byte start) {
-    CRC crc(start, start);
+    CRC checkBytes(start, start);
     for (uint16_t i = 0; i < dataSize; i++) {
-        crc.Part1 = static_cast<byte>(crc.Part1 ^ data[i]);
-        crc.Part2 = static_cast<byte>(crc.Part2 + data[i]);
+        checkBytes.Part1 = static_cast<byte>(checkBytes.Part1 ^ data[i]);
+        checkBytes.Part2 = static_cast<byte>(checkBytes.Part2 + data[i]);
     }
-    return crc;
+    return checkBytes;
 }
 
 uint16_t TcFrameBytes::BuildBody(const byte* header, uint16_t headerSize, const byte* data, uint16_t dataSize,
-                                 const CRC& crc, byte* frame, uint16_t frameBufSize) {
+                                 const CRC& checkBytes, byte* frame, uint16_t frameBufSize) {
     const auto escapes = std::count_if(data, data + dataSize, IsControlByte) +
-                         (IsControlByte(crc.Part1) ? 1 : 0) + (IsControlByte(crc.Part2) ? 1 : 0);
+                         (IsControlByte(checkBytes.Part1) ? 1 : 0) +
+                         (IsControlByte(checkBytes.Part2) ? 1 : 0);
     const size_t length = headerSize + dataSize + size_t{3} + static_cast<size_t>(escapes);
     if (length > frameBufSize) return 0;
 
     byte* position = frame + length;  // one past the bytes still to be written
     *--position = ETX;
-    position -= EscapeByte(position - 1, crc.Part2);
-    position -= EscapeByte(position - 1, crc.Part1);
+    position -= EscapeByte(position - 1, checkBytes.Part2);
+    position -= EscapeByte(position - 1, checkBytes.Part1);
     for (uint16_t i = dataSize; i > 0; i--) position -= EscapeByte(position - 1, data[i - 1]);
     std::memcpy(frame, header, headerSize);
     return static_cast<uint16_t>(length);
@@ -73,19 +74,19 @@ int TcFrameBytes::PayloadLength(const byte* frame, uint16_t frameSize, uint16_t 
 CRC TcFrameBytes::ParseBody(const byte* frame, uint16_t headerSize, byte* data, uint16_t dataSize) {
     const byte* position = frame + headerSize;
     for (uint16_t i = 0; i < dataSize; i++) position += UnescapeByte(position, data[i]);
-    CRC crc(0, 0);
-    position += UnescapeByte(position, crc.Part1);
-    UnescapeByte(position, crc.Part2);
-    return crc;
+    CRC checkBytes(0, 0);
+    position += UnescapeByte(position, checkBytes.Part1);
+    UnescapeByte(position, checkBytes.Part2);
+    return checkBytes;
 }
 
 uint16_t TcFrameBytes::BuildNumbered(const byte* data, uint16_t dataSize, byte seqNo, bool isLengthSummed,
                                      byte* frame, uint16_t frameBufSize) {
     if (!TcFrameSeqNo::IsValid(seqNo)) return 0;
-    CRC crc = Sum(data, dataSize, seqNo);
-    if (isLengthSummed) crc.Part2 = static_cast<byte>(crc.Part2 + dataSize);
+    CRC checkBytes = Sum(data, dataSize, seqNo);
+    if (isLengthSummed) checkBytes.Part2 = static_cast<byte>(checkBytes.Part2 + dataSize);
     const byte header[numberedHeaderSize] = {STX, seqNo};
-    return BuildBody(header, numberedHeaderSize, data, dataSize, crc, frame, frameBufSize);
+    return BuildBody(header, numberedHeaderSize, data, dataSize, checkBytes, frame, frameBufSize);
 }
 
 uint16_t TcFrameBytes::ParseNumbered(const byte* frame, uint16_t frameSize, byte& seqNo, bool isLengthSummed,

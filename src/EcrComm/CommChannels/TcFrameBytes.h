@@ -37,7 +37,7 @@ protected:
     /** header, escaped payload, escaped check bytes and ETX; the length, or 0 when the buffer is too small.
      */
     static uint16_t BuildBody(const byte* header, uint16_t headerSize, const byte* data, uint16_t dataSize,
-                              const CRC& crc, byte* frame, uint16_t frameBufSize);
+                              const CRC& checkBytes, byte* frame, uint16_t frameBufSize);
     /** Payload length of a frame with this header size, or -1 when its ends or its length are wrong. */
     static int PayloadLength(const byte* frame, uint16_t frameSize, uint16_t headerSize,
                              uint16_t dataBufSize);

@@ -5,14 +5,16 @@ namespace {
 constexpr uint16_t headerSize = 1;
 
 /** Sum byte of a payload whose plain XOR and sum are given. */
-byte Complement(const CRC_v1& crc) { return static_cast<byte>(0 - (crc.Part2 + crc.Part1)); }
+byte Complement(const CRC_v1& checkBytes) {
+    return static_cast<byte>(0 - (checkBytes.Part2 + checkBytes.Part1));
+}
 
 }  // namespace
 
 uint16_t TcFrame_v1::Build(const byte* data, uint16_t dataSize, byte* frame, uint16_t frameBufSize) {
-    CRC_v1 crc = Sum(data, dataSize, 0);
-    crc.Part2 = Complement(crc);
-    return BuildBody(&STX, headerSize, data, dataSize, crc, frame, frameBufSize);
+    CRC_v1 checkBytes = Sum(data, dataSize, 0);
+    checkBytes.Part2 = Complement(checkBytes);
+    return BuildBody(&STX, headerSize, data, dataSize, checkBytes, frame, frameBufSize);
 }
 
 uint16_t TcFrame_v1::Parse(const byte* frame, uint16_t frameSize, byte* data, uint16_t dataBufSize) {

@@ -16,6 +16,7 @@
 #include <ctime>
 
 #include "AppConfig.h"
+#include "Clock.h"
 #include "EcrComm/CommChannels/DataLogger.h"
 #include "EcrComm/CommChannels/Linux/HighResolutionTimer.h"
 #include "Exceptions.h"
@@ -187,8 +188,11 @@ void ComPort::Close() {
     // With the queue empty this waits for the last bytes in the UART: at another speed they would be garbage.
     // The queue is not flushed then, as that takes back what the other side of a pseudo-terminal has not read
     // yet.
-    if (m_hasInitialSettings && tcsetattr(handle, TCSADRAIN, &initialSettings) != 0)
-        tcsetattr(handle, TCSANOW, &initialSettings);
+    constexpr int maxTries = 3;  // a signal interrupts the wait
+    bool isRestored = !m_hasInitialSettings;
+    for (int i = 0; i < maxTries && !isRestored; i++)
+        isRestored = tcsetattr(handle, TCSADRAIN, &initialSettings) == 0;
+    if (!isRestored) tcsetattr(handle, TCSANOW, &initialSettings);
     ioctl(handle, TIOCNXCL);
     close(handle);
     handle = -1;

@@ -1,14 +1,8 @@
 #include "EcrComm/CommChannels/Linux/HighResolutionTimer.h"
 
-#include <ctime>
+#include "Clock.h"
 
 const HighResolutionTimer highResolutionTimer;
-
-long long GetTimeMs() {
-    timespec now{};
-    if (clock_gettime(CLOCK_MONOTONIC_RAW, &now) != 0) return 0;
-    return now.tv_sec * 1'000'000'000LL + now.tv_nsec;
-}
 
 HighResolutionTimer::HighResolutionTimer() : m_isSupported(GetTimeMs() != 0) {}
 

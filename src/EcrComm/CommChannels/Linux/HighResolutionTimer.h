@@ -1,8 +1,5 @@
 #pragma once
 
-/** The raw monotonic clock in nanoseconds (despite the name); 0 when it cannot be read. */
-long long GetTimeMs();
-
 /** Measures how long a block took on the line. */
 class HighResolutionTimer {
 public:
