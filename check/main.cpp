@@ -64,18 +64,18 @@ BaseCommandParameters CollectTavoParameters(const Options& options) {
 
 /** Of waiting times that the port counts in a byte of tenths of a second. */
 void WarnOfLongTimes() {
-    constexpr int64_t end = 25600;  // ms
-    const auto warn = [](const char* names, int64_t time) {
+    constexpr long long end = 25600;  // ms
+    const auto warn = [](const char* names, long long time) {
         if (time >= end)
             Print(
                 Format("warning: %s: of %lld ms only %lld are waited, as the port counts up to 25.5 s and "
-                       "begins again "
-                       "at 0\n",
-                       names, static_cast<long long>(time), static_cast<long long>(time % end / 100 * 100)));
+                       "begins again at 0\n",
+                       names, time, time % end / 100 * 100));
     };
+    const long long operationTime =
+        AppConfig::GetParameter("EcrOperationMaxTime", defaultEcrOperationMaxTime);
     warn("EcrOperationMaxTime and EcrCommMaxTime together",
-         int64_t{AppConfig::GetParameter("EcrOperationMaxTime", defaultEcrOperationMaxTime)} +
-             AppConfig::GetParameter("EcrCommMaxTime", defaultLocalEcrCommMaxTime));
+         operationTime + AppConfig::GetParameter("EcrCommMaxTime", defaultLocalEcrCommMaxTime));
     warn("SerialProtocolResponseMaxTime",
          AppConfig::GetParameter("SerialProtocolResponseMaxTime", defaultResponseTimeoutMs));
 }

@@ -20,9 +20,6 @@ constexpr int interrupts[] = {SIGINT, SIGTERM, SIGHUP, SIGQUIT};
  * group. */
 constexpr long long sameSignal = 1'000'000'000;
 
-/** ns behind a signal in which a reader of the output is still waited for. */
-constexpr long long lastOutputTime = 300'000'000;
-
 volatile std::sig_atomic_t receivedSignal = 0;
 volatile long long receivedAt = 0;
 int wakeUpPipe[2] = {-1, -1};  // written to by the handler: a poll that is about to begin ends at once
@@ -92,12 +89,6 @@ bool WaitForEvent(int handle, short events, int timeoutMs, const char* failure) 
         errno = error;
         if (error != EINTR) throw new SystemException(failure);
     }
-}
-
-bool WaitForOutput(int handle) {
-    pollfd descriptors[] = {{handle, POLLOUT, 0}, {wakeUpPipe[0], POLLIN, 0}};
-    while (receivedSignal == 0 && poll(descriptors, 2, -1) < 0 && errno == EINTR) continue;
-    return receivedSignal == 0 || poll(descriptors, 1, RemainingMs(receivedAt + lastOutputTime)) > 0;
 }
 
 void EndByInterrupt(int signal) {

@@ -26,12 +26,6 @@ void CheckInterrupt();
  */
 bool WaitForEvent(int handle, short events, int timeoutMs, const char* failure);
 
-/**
- * Waits until the descriptor takes output; once a signal has arrived, for a moment at most. False when it
- * does not take any then.
- */
-bool WaitForOutput(int handle);
-
 /** Ends the process by the signal, as its default action would have; by status 128 + signal where it has
  * none. */
 [[noreturn]] void EndByInterrupt(int signal);

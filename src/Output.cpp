@@ -1,10 +1,9 @@
 #include "Output.h"
 
+#include <poll.h>
 #include <unistd.h>
 
-#include <algorithm>
 #include <cerrno>
-#include <climits>
 
 #include "Interrupt.h"
 
@@ -24,15 +23,16 @@ void Print(std::string_view text) {
         heldText += text;
         return;
     }
-    for (size_t done = 0;
-         done < text.size() && interruptions < maxInterruptions && WaitForOutput(STDOUT_FILENO);) {
-        // a pipe that is ready takes as much as this without waiting; a terminal may take less, and wait
-        const ssize_t count =
-            write(STDOUT_FILENO, text.data() + done, std::min<size_t>(text.size() - done, PIPE_BUF));
-        if (count < 0 && errno != EINTR && errno != EAGAIN)
-            return;  // nobody reads; the status is told all the same
-        if (count < 0 && GetInterrupt() != 0) interruptions++;
-        if (count > 0) done += static_cast<size_t>(count);
+    while (!text.empty() && interruptions < maxInterruptions) {
+        const ssize_t count = write(STDOUT_FILENO, text.data(), text.size());
+        if (count >= 0) {
+            text.remove_prefix(static_cast<size_t>(count));
+            continue;
+        }
+        pollfd output{STDOUT_FILENO, POLLOUT, 0};
+        if (errno == EAGAIN && poll(&output, 1, -1) > 0) continue;  // it does not wait by itself
+        if (errno != EINTR) return;  // nobody reads; the status is told all the same
+        if (GetInterrupt() != 0) interruptions++;
     }
 }
 

@@ -6,7 +6,8 @@
 
 /**
  * The one channel of the process. Selecting frees the former channel without closing it, so it is closed
- * before. But for CommChannel_Close, which then does nothing, the operations need a selected channel.
+ * before. But for CommChannel_Close, which then does nothing, the operations need a selected channel; they
+ * fail as those of ICommChannel.
  */
 
 /** InternalException for a value that is no type; no channel is current then. */

@@ -58,20 +58,25 @@ void DisconnectFromEcr(const Exception* ex);
 
 /** Sends the setting "Password"; does nothing without one. */
 void AuthorizeSession();
-/** Requests an action on a section or report, data being its number. */
+/** Requests an Action on section or report data, 0 to 255. */
 void SendRequest(byte data, byte action);
 
-/** Sends one record without waiting for the ECR's verdict. */
+/** Sends one record, of 1 to 1021 bytes, without waiting for the ECR's verdict; InternalException for one
+ * that no frame holds (FitsFrame). */
 void BeginSendData(const byte* data, uint16_t dataLen);
 /** Takes the verdict on the oldest record without one; badFieldNumber is 1-based, 0 when the ECR names no
- * field. */
+ * field. UnknownCommandException when the ECR has given the transfer up. */
 SendResult EndSendData(uint16_t& badFieldNumber);
+/** Both. */
 SendResult SendData(const byte* data, uint16_t dataLen, uint16_t& badFieldNumber);
+/** Sends the empty frame behind the last record; the ECR does not answer it. */
 void SendEndOfData();
-/** Reads one record and returns its length; 0 is the end of the data. */
+/** Reads one record, of at most 1021 bytes, and returns its length; 0 is the end of the data, or a record
+ * that is longer than dataBufLen. */
 uint16_t ReadData(byte* dataBuf, uint16_t dataBufLen);
 
-/** True when the ECR has finished clearing or initialising, false while it asks to wait. */
+/** True when the ECR has finished clearing or initialising, false while it asks to wait. One answer a call.
+ */
 bool ReadClearStatus();
 
 /** Tells a server to let go; ApplicationException on a serial channel. Returns whether the notice was

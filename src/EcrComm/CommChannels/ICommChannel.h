@@ -11,19 +11,21 @@
  */
 class ICommChannel {
 public:
+    /** ConfigurationException, SystemException (50) or ApplicationException (16) when there is no channel to
+     * be had. */
     virtual void Open() = 0;
     /** Closing a closed channel does nothing. */
     virtual void Close() = 0;
-    /** Time-out in ms for the first byte of later reads. */
+    /** Time-out in ms for the first byte of later reads; a channel may count it in coarser units. */
     virtual void SetReadTimeout(unsigned int ms) = 0;
     virtual void GetReadTimeout(unsigned int& ms) = 0;
-    /** True only when exactly size bytes were delivered. */
+    /** True only when exactly size bytes were delivered. Here and below InternalException for a size of 0. */
     virtual bool Read(byte* data, unsigned int size) = 0;
-    /** True when the whole block was delivered. */
+    /** True when the whole block was delivered; false when the other side does not take it. */
     virtual bool Write(const byte* data, unsigned int size) = 0;
     /** Writes without any framing of the channel. */
     virtual bool WriteDirect(const byte* data, unsigned int size) = 0;
-    /** Reads, without framing, until endByte, size bytes or silence; returns the count. */
+    /** Reads, without framing, until endByte, size bytes or silence; returns the count, 0 for silence. */
     virtual unsigned int ReadUnknownSize(byte* data, unsigned int size, byte endByte) = 0;
 
 protected:
