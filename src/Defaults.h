@@ -21,6 +21,7 @@ inline constexpr int defaultIgnoreDuplicates = 0;
 inline constexpr int defaultSkipInstanceChecking = 0;
 inline constexpr int defaultWithTC = 0;
 inline constexpr int defaultComStallMaxTime = 0;  // ms, 0: no limit
+inline constexpr int defaultPortWaitTime = 0;     // s
 inline constexpr int defaultProtocolSet = 1;
 inline constexpr int defaultSerialProtocolVersion = 3;
 inline constexpr int defaultRetryCount = 10;  // of a frame

@@ -69,6 +69,8 @@ inline constexpr Setting settings[] = {
     {"ComStallMaxTime", SettingKind_Number, defaultComStallMaxTime, "", "ms",
      "ends the wait for a line that breaks off in the middle of an answer, or that does not take what is "
      "sent; 0: never ends it. 2000 suits a script"},
+    {"PortWaitTime", SettingKind_Number, defaultPortWaitTime, "", "s",
+     "time to wait for another run to let the port go, before the status is 16"},
     {"SkipInstanceChecking", SettingKind_Number, defaultSkipInstanceChecking, "", "",
      "1: do not look for another run that has the port"},
     {"IpAddress", SettingKind_Text, 0, "", "",

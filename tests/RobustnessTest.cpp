@@ -246,3 +246,14 @@ TEST_F(RobustnessTest, KeepsAReportsFileLockedBetweenItsAttempts) {
     EXPECT_EQ(Output(Simulator(), {"ReadAndClear", "3", report}),
               "File '" + report + "' is being written by another run\n" + Failed(13));
 }
+
+TEST_F(RobustnessTest, WaitsForAPortAsLongAsItIsTold) {
+    const PseudoTerminal ecr;
+    const auto holder = Start({"clear", "3", "/TTY=" + ecr.Tty()});
+    ecr.TakeFrame();
+    const auto next = Start({"clear", "3", "/TTY=" + ecr.Tty(), "/PortWaitTime=20",
+                             "/SerialProtocolRetryCount=1", "/SerialProtocolResponseMaxTime=1"});
+    WaitForCall(next->GetId(), std::to_string(SYS_clock_nanosleep) + " ");
+    holder->Signal(SIGKILL);
+    EXPECT_EQ(next->Finish().status, 5);
+}

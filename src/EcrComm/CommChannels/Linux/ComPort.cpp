@@ -1,6 +1,7 @@
 #include "EcrComm/CommChannels/Linux/ComPort.h"
 
 #include <fcntl.h>
+#include <linux/serial.h>
 #include <poll.h>
 #include <sys/file.h>
 #include <sys/ioctl.h>
@@ -23,6 +24,7 @@
 #include "IniFile.h"
 #include "Interrupt.h"
 #include "Logging.h"
+#include "Tools.h"
 
 namespace {
 
@@ -147,12 +149,13 @@ void ComPort::Open() {
     if (tty.empty()) throw new ConfigurationException("Bad or missing tty name");
     const std::string path = "/dev/" + tty;
     LogMsg(LogType_Debug, "Opening serial port " + path, true);
-    // It stays non-blocking: every wait is one that a signal or a time limit can end.
-    handle = open(path.c_str(), O_RDWR | O_NOCTTY | O_NONBLOCK | O_CLOEXEC);
-    if (handle == -1 && errno == EBUSY) ThrowPortLocked();
-    if (handle == -1) throw new SystemException("Unable to open serial port");
-    m_hasInitialSettings = false;
-    Lock();
+    const int waitTime = AppConfig::GetParameter("PortWaitTime", defaultPortWaitTime);
+    const long long deadline = GetTimeMs() + waitTime * 1'000'000'000LL;
+    while (!OpenAndLock(path)) {
+        if (GetTimeMs() >= deadline) ThrowPortLocked();
+        Sleep(10);
+        CheckInterrupt();
+    }
     if (tcgetattr(handle, &initialSettings) != 0)
         throw new SystemException(
             "Cannot read serial port settings. Please ensure that correct TTY specified");
@@ -162,23 +165,44 @@ void ComPort::Open() {
     // read past AppConfig: only a key above the first heading of the INI file is found
     ComPort_Setup(IniFile::GetString("ComSettings", ""));
     if (!ApplySettings(handle, currentSettings)) throw new SystemException("Cannot set serial port settings");
+    LowerLatency();
     m_inputBegin = m_inputEnd = 0;
     const int stallMaxTimeMs = AppConfig::GetParameter("ComStallMaxTime", defaultComStallMaxTime);
     m_stallMaxTimeMs = stallMaxTimeMs > 0 ? stallMaxTimeMs : -1;
 }
 
-void ComPort::Lock() {
-    if (AppConfig::GetParameter("SkipInstanceChecking", defaultSkipInstanceChecking) != 0) return;
+bool ComPort::OpenAndLock(const std::string& path) {
+    // It stays non-blocking: every wait is one that a signal or a time limit can end.
+    handle = open(path.c_str(), O_RDWR | O_NOCTTY | O_NONBLOCK | O_CLOEXEC);
+    if (handle == -1 && errno == EBUSY) return false;
+    if (handle == -1) throw new SystemException("Unable to open serial port");
+    m_hasInitialSettings = m_hasLowerLatency = false;
+    if (AppConfig::GetParameter("SkipInstanceChecking", defaultSkipInstanceChecking) != 0) return true;
     if (flock(handle, LOCK_EX | LOCK_NB) != 0 && errno == EWOULDBLOCK) {
         // not through Close, which would restore settings that are not known yet on a port that another run
         // uses
         close(handle);
         handle = -1;
-        ThrowPortLocked();
+        return false;
     }
     // The kernel forgets this when the last holder is gone, killed or not; but not on a pseudo-terminal,
     // which its other side keeps alive. There the lock above is enough.
     if (!IsPseudoTerminal(handle)) ioctl(handle, TIOCEXCL);
+    return true;
+}
+
+void ComPort::LowerLatency() {
+    serial_struct serial{};
+    if (ioctl(handle, TIOCGSERIAL, &serial) != 0 || (serial.flags & ASYNC_LOW_LATENCY) != 0) return;
+    serial.flags |= ASYNC_LOW_LATENCY;
+    m_hasLowerLatency = ioctl(handle, TIOCSSERIAL, &serial) == 0;
+}
+
+void ComPort::RestoreLatency() {
+    serial_struct serial{};
+    if (!m_hasLowerLatency || ioctl(handle, TIOCGSERIAL, &serial) != 0) return;
+    serial.flags &= ~ASYNC_LOW_LATENCY;
+    ioctl(handle, TIOCSSERIAL, &serial);
 }
 
 void ComPort::Close() {
@@ -193,6 +217,7 @@ void ComPort::Close() {
     for (int i = 0; i < maxTries && !isRestored; i++)
         isRestored = tcsetattr(handle, TCSADRAIN, &initialSettings) == 0;
     if (!isRestored) tcsetattr(handle, TCSANOW, &initialSettings);
+    RestoreLatency();
     ioctl(handle, TIOCNXCL);
     close(handle);
     handle = -1;

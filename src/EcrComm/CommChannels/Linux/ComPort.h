@@ -24,7 +24,8 @@ public:
     /** A port that is freed without being closed: see ChannelOwner. */
     static ChannelOwner Create();
 
-    /** ApplicationException with status 16 when another run or program has the port. */
+    /** ApplicationException with status 16 when another run or program has the port for longer than the
+     * setting "PortWaitTime". */
     void Open() override;
     /** Gives the last bytes a second to leave, discards what is left then, and restores the device's
      * settings. */
@@ -47,7 +48,12 @@ public:
 private:
     unsigned int ReadUnknownSize(byte* data, unsigned int size, unsigned int firstByteTimeoutMs,
                                  unsigned int byteTimeoutMs, bool useEndByte, byte endByte);
-    void Lock();
+    /** False when another run or program has the port. */
+    bool OpenAndLock(const std::string& path);
+    /** A USB adapter holds each byte back for 16 ms otherwise; a device that knows no latency is left alone.
+     */
+    void LowerLatency();
+    void RestoreLatency();
     bool HasDrained() const;
     void CheckHangUp() const;
     bool NextByte(byte& value);
@@ -55,7 +61,8 @@ private:
 
     int handle = -1;
     bool m_hasInitialSettings = false;
-    termios initialSettings{};  // as found at Open, restored by Close
+    bool m_hasLowerLatency = false;  // than it was found with
+    termios initialSettings{};       // as found at Open, restored by Close
     termios currentSettings{};
     int byteTimeoutMs = 0;
     int m_stallMaxTimeMs = -1;               // for a line that falls silent inside a block, -1: none
