@@ -65,12 +65,7 @@ LineSettings ParseSettings(const std::string& settings) {
 }
 
 speed_t SpeedOf(long baud) {
-    static constexpr struct {
-        long baud;
-        speed_t speed;
-    } speeds[] = {{4800, B4800},   {9600, B9600},   {19200, B19200},
-                  {38400, B38400}, {57600, B57600}, {115200, B115200}};
-    for (const auto& entry : speeds)
+    for (const LineSpeed& entry : lineSpeeds)
         if (entry.baud == baud) return entry.speed;
     ThrowBadSetup();
 }

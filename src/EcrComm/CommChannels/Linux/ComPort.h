@@ -7,6 +7,15 @@
 #include "Defaults.h"
 #include "EcrComm/CommChannels/ICommChannel.h"
 
+struct LineSpeed {
+    long baud;
+    speed_t speed;
+};
+
+/** Every speed that "ComSettings" may name. */
+inline constexpr LineSpeed lineSpeeds[] = {{4800, B4800},   {9600, B9600},   {19200, B19200},
+                                           {38400, B38400}, {57600, B57600}, {115200, B115200}};
+
 /**
  * The serial port named by the setting "TTY". Device errors are SystemExceptions with fixed texts, the
  * device's disappearance among them; a time-out is none, reads return what arrived. Time-outs count in whole
