@@ -7,7 +7,6 @@
 #include <cstdlib>
 
 #include "AppConfig.h"
-#include "BmpFile.h"
 #include "CsvFile.h"
 #include "DataConverter.h"
 #include "Defaults.h"
@@ -23,17 +22,12 @@ void Require(bool holds, const char* property) {
     std::abort();
 }
 
-/** The first bytes of an input, as many as there are, in a buffer of just their size. */
-Bytes Take(Bytes& input, size_t count) {
-    const auto end = input.begin() + static_cast<std::ptrdiff_t>(std::min(count, input.size()));
-    Bytes taken(input.begin(), end);
-    input.erase(input.begin(), end);
-    return taken;
-}
-
+/** Takes the first byte, which chooses among the options; 0 when there is none. */
 byte TakeByte(Bytes& input) {
-    const Bytes taken = Take(input, 1);
-    return taken.empty() ? byte{0} : taken[0];
+    if (input.empty()) return 0;
+    const byte first = input.front();
+    input.erase(input.begin());
+    return first;
 }
 
 /** Path of a file in memory with this content; each call replaces the one before. */
@@ -46,25 +40,15 @@ std::string Scratch(const Bytes& content) {
 void Set(const char* name, const std::string& value) { AppConfig::SetParameter(name, value, false); }
 
 /** Any bytes are parsed; what is built of them is parsed to the same again. */
-void CheckCodec(int version, const Bytes& bytes) {
-    const byte seqNo = bytes.empty() ? byte{0} : bytes[0];
-    byte parsedSeqNo = seqNo;
-    ParseFrame(version, bytes, parsedSeqNo);
-    const Bytes frame = BuildFrame(version, bytes, seqNo, 1024);
-    parsedSeqNo = seqNo;
-    Require(frame.empty() || (ParseFrame(version, frame, parsedSeqNo) == bytes && parsedSeqNo == seqNo),
-            "what was built is parsed");
-}
-
 void Frames(Bytes& input) {
-    const byte choice = TakeByte(input);
-    CheckCodec(1 + choice % newestFrameVersion, input);
-}
-
-Bytes Convert(uint16_t (*function)(const byte*, uint16_t, byte*, uint16_t), const Bytes& from) {
-    Bytes to(commIoBufferSize);
-    to.resize(function(from.data(), static_cast<uint16_t>(from.size()), to.data(), commIoBufferSize));
-    return to;
+    const int version = 1 + TakeByte(input) % newestFrameVersion;
+    const byte seqNo = input.empty() ? byte{0} : input[0];
+    byte parsedSeqNo = seqNo;
+    ParseFrame(version, input, parsedSeqNo);
+    const Bytes frame = BuildFrame(version, input, seqNo, 1024);
+    parsedSeqNo = seqNo;
+    Require(frame.empty() || (ParseFrame(version, frame, parsedSeqNo) == input && parsedSeqNo == seqNo),
+            "what was built is parsed");
 }
 
 /** Records in the binary form and as a line of the file, parsed and converted into each other. */
@@ -106,22 +90,11 @@ void Csv(Bytes& content) {
         Require(lineAt(i - 1) == lines[i - 1], "a line is the same read backwards");
 }
 
-/** All rows of a bitmap; nothing when it is refused. */
-std::vector<Bytes> ReadRows(const std::string& path) {
-    BmpFileReader reader;
-    std::vector<Bytes> rows;
-    Catch([&] {
-        reader.Open(path);
-        char row[fileIoBufferSize];
-        while (const int length = reader.Read(static_cast<int>(rows.size()), row, sizeof row))
-            rows.emplace_back(row, row + length);
-    });
-    return rows;
-}
-
 void Bitmap(Bytes& content) {
     const std::string path = Scratch(content);
-    const std::vector<Bytes> rows = ReadRows(path);
+    std::vector<Bytes> rows;
+    std::vector<Bytes> again;
+    ReadRows(path, rows);
     if (rows.empty()) return;
     Require(rows[0].size() <= fileIoBufferSize / 8, "a row has at most 1024 pixels");
     BmpFileWriter writer;
@@ -129,7 +102,8 @@ void Bitmap(Bytes& content) {
     for (const Bytes& row : rows)
         writer.Write(reinterpret_cast<const char*>(row.data()), static_cast<int>(row.size()));
     writer.Close();
-    Require(ReadRows(path) == rows, "rows written are read again");
+    ReadRows(path, again);
+    Require(again == rows, "rows written are read again");
 }
 
 constexpr struct {
@@ -157,14 +131,13 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
 #else
 int main() {
     size_t count = 0;
-    for (const auto& target : targets)
-        for (const auto& entry :
-             std::filesystem::directory_iterator(FUZZ_CORPUS "/" + std::string(target.name))) {
-            std::fprintf(stderr, "%s\n", entry.path().c_str());
-            const std::string content = ReadText(entry.path());
-            Run(target.name, Bytes(content.begin(), content.end()));
-            count++;
-        }
+    for (const auto& entry : std::filesystem::recursive_directory_iterator(FUZZ_CORPUS)) {
+        if (!entry.is_regular_file()) continue;
+        std::fprintf(stderr, "%s\n", entry.path().c_str());
+        const std::string content = ReadText(entry.path());
+        Run(entry.path().parent_path().filename(), Bytes(content.begin(), content.end()));
+        count++;
+    }
     std::fprintf(stderr, "%zu inputs replayed\n", count);
     return count > 0 ? 0 : 1;
 }

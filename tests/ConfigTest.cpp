@@ -1,8 +1,11 @@
 #include <gtest/gtest.h>
 
 #include "AppConfig.h"
+#include "CommandLine.h"
 #include "IniFile.h"
+#include "Settings.h"
 #include "Support.h"
+#include "Tables.h"
 
 namespace {
 
@@ -49,9 +52,6 @@ no value here
         IniFile::SetFile(file, false);
         EXPECT_EQ(Values("Common", {"A"}), "-|");
     }
-    EXPECT_EQ(FailureOf([&] { IniFile::SetFile(folder / "none.ini", true); }),
-              "10 INI-file '" + folder / "none.ini" + "' not found");
-    EXPECT_EQ(FailureOf([] { IniFile::SetSection("Shop", true); }), "10 INI-file section [Shop] not found");
 }
 
 TEST_F(ConfigTest, LooksUpCommandLineThenEcrThenCommonThenDefault) {
@@ -63,6 +63,8 @@ TEST_F(ConfigTest, LooksUpCommandLineThenEcrThenCommonThenDefault) {
         EXPECT_EQ(AppConfig::GetParameter(name, "-"), value);
     EXPECT_EQ(AppConfig::GetParameter("N", 5), 12);
     EXPECT_EQ(AppConfig::GetParameter("None", 5), 5);
+    for (const size_t length : {1023u, 1024u})  // where the buffer of a formatted text is full
+        EXPECT_EQ(Format("%s", std::string(length, 'x').c_str()).size(), length);
 }
 
 TEST_F(ConfigTest, ChoosesTheEcrSection) {
@@ -77,5 +79,28 @@ TEST_F(ConfigTest, ChoosesTheEcrSection) {
         AppConfig::Clear();
         Load(text);
         EXPECT_EQ(AppConfig::GetParameter("A", "-"), value) << text;
+    }
+}
+
+TEST_F(ConfigTest, TheReadmeShowsTheTablesOfTheCode) {
+    const std::string readme = ReadText(SOURCE_FOLDER "/README.md");
+    for (const std::string& table : {GetSettingsMarkdown(), GetExitStatusesMarkdown()})
+        EXPECT_NE(readme.find(table), std::string::npos) << "README.md lacks\n" << table;
+    const std::string manual = ReadText(SOURCE_FOLDER "/packaging/tavo.1.in");
+    for (const std::string& command : GetCommandNames()) {
+        EXPECT_NE(readme.find("| `" + command + "` |"), std::string::npos) << command;
+        EXPECT_NE(manual.find(".BI " + command + " "), std::string::npos) << command;
+    }
+}
+
+TEST_F(ConfigTest, TheInstalledIniFileShowsEverySettingAndBoundsAStallOnly) {
+    Load(FillTemplate(ReadText(SOURCE_FOLDER "/packaging/TAVO.ini.in")));
+    for (const Setting& setting : settings) {
+        const std::string name = setting.name;
+        const std::string set = name == "ConfigFilePath" ? path : name == "ComStallMaxTime" ? "2000" : "";
+        EXPECT_EQ(AppConfig::GetParameter(name, ""), set);
+        const bool isNumber = setting.kind == SettingKind_Number;
+        EXPECT_EQ(IniFile::GetString("Settings to copy", name, "not there"),
+                  isNumber ? std::to_string(setting.defaultNumber) : setting.defaultText);
     }
 }

@@ -5,9 +5,9 @@
 #include <regex>
 
 #include "AppConfig.h"
-#include "FileErrors.h"
 #include "FileIo.h"
-#include "Programs.h"
+#include "Output.h"
+#include "Support.h"
 
 namespace {
 
@@ -19,7 +19,9 @@ protected:
     std::string Read(const std::string& text) {
         WriteText(path, text);
         CsvFileReaderImpl reader;
-        const std::string output = OutputOf([&] { reader.Open(path); });
+        HeldOutput held;
+        reader.Open(path);
+        const std::string output = held.Take();
         const std::regex report(R"(Line (\d+) +- Record (\w[^\n]*\w) *\n)");
         std::string result;
         for (std::sregex_iterator i(output.begin(), output.end(), report), end; i != end; ++i)
@@ -34,35 +36,32 @@ protected:
 
     TempFolder folder;
     const std::string path = folder / "plu.csv";
-    TextFileLineIndex index;
 };
 
 }  // namespace
 
 TEST_F(CsvFileTest, SortsReportsAndKeepsTheRightLines) {
     const std::string longLine = "1,\"" + std::string(1497, 'x');  // 1500 characters
-    const struct {
-        std::string text;
-        std::string records;
-    } cases[] = {
-        {"\"No\",\"Name\"\r\n3,\"c\" \t\r\n10,\"j\"\n1,\"a\"",
-         "1:\"No\",\"Name\"|4:1,\"a\"|2:3,\"c\"|3:10,\"j\"|"},
-        {"3,1\n2,1\n\"text\",1\n2,1\n", "1:3,1|2:2,1|3:\"text\",1|4:2,1|"},
-        {"3,1\n2\n1,1\n", "1:3,1|2:2|3:1,1|"},  // a line of one number has no key
-        // The middle element is the pivot and equal keys change places. The second line of a pair is
-        // reported, the last one of the file is sent.
-        {"5,1\n1,1\n5,2\n", "1 number is not unique; 2:1,1|3:5,2|"},
-        {"1,1\n1,2\n1,3\n2,1\n", "2 number is not unique; 3 number is not unique; 3:1,3|4:2,1|"},
-        {"3,1\n1,2\n3,3\n2,4\n1,5\n3,6\n2,7\n1,8\n1,9\n2,10\n",
-         "8 number is not unique; 9 number is not unique; 2 number is not unique; 10 number is not unique; 4 "
-         "number is not unique; 6 number is not unique; 3 number is not unique; "
-         "9:1,9|10:2,10|6:3,6|"},
-        // sorted, the heading stands among numbers below 0: it is no record, and nothing is dropped
-        {"\"No\",1\n-5,1\n-5,2\n-3,3\n", "3:-5,2|2:-5,1|4:-3,3|1:\"No\",1|"},
-        {"\n \t\r\n1,1\nabc,2\n-1,3\n1x,4\n2,2\n",
-         "1 is empty; 2 is empty; 4 has bad format; 5 has bad format; 6 has bad format; 3:1,1|7:2,2|"},
-        {longLine + "\n2,2\n", "2 has bad format; 1:" + longLine.substr(0, 1023) + "|3:2,2|"}};
-    for (const auto& c : cases) EXPECT_EQ(Read(c.text), c.records) << c.text;
+    for (const auto& [text, records] :
+         {std::pair<std::string, std::string>("\"No\",\"Name\"\r\n3,\"c\" \t\r\n10,\"j\"\n1,\"a\"",
+                                              "1:\"No\",\"Name\"|4:1,\"a\"|2:3,\"c\"|3:10,\"j\"|"),
+          {"3,1\n2,1\n\"text\",1\n2,1\n", "1:3,1|2:2,1|3:\"text\",1|4:2,1|"},
+          {"3,1\n2\n1,1\n", "1:3,1|2:2|3:1,1|"},  // a line of one number has no key
+          // The middle element is the pivot and equal keys change places. The second line of a pair is
+          // reported, the last one of the file is sent.
+          {"5,1\n1,1\n5,2\n", "1 number is not unique; 2:1,1|3:5,2|"},
+          {"1,1\n1,2\n1,3\n2,1\n", "2 number is not unique; 3 number is not unique; 3:1,3|4:2,1|"},
+          {"3,1\n1,2\n3,3\n2,4\n1,5\n3,6\n2,7\n1,8\n1,9\n2,10\n",
+           "8 number is not unique; 9 number is not unique; 2 number is not unique; 10 number is not unique; "
+           "4 "
+           "number is not unique; 6 number is not unique; 3 number is not unique; "
+           "9:1,9|10:2,10|6:3,6|"},
+          // sorted, the heading stands among numbers below 0: it is no record, and nothing is dropped
+          {"\"No\",1\n-5,1\n-5,2\n-3,3\n", "3:-5,2|2:-5,1|4:-3,3|1:\"No\",1|"},
+          {"\n \t\r\n1,1\nabc,2\n-1,3\n1x,4\n2,2\n",
+           "1 is empty; 2 is empty; 4 has bad format; 5 has bad format; 6 has bad format; 3:1,1|7:2,2|"},
+          {longLine + "\n2,2\n", "2 has bad format; 1:" + longLine.substr(0, 1023) + "|3:2,2|"}})
+        EXPECT_EQ(Read(text), records) << text;
     AppConfig::SetParameter("SortInputFileLines", "0", false);
     EXPECT_EQ(Read("3,1\n1,1\n3,1\n"), "1:3,1|2:1,1|3:3,1|");
 }
@@ -78,25 +77,9 @@ TEST_F(CsvFileTest, FindsLinesAcrossTheBlocksItReads) {
     EXPECT_EQ(Read(text), expected);
 }
 
-TEST_F(CsvFileTest, DetectsTheKindOfAFileAndFailsWhenItMust) {
-    const struct {
-        const char* setting;
-        const char* name;
-        int section;
-        FileType type;
-    } cases[] = {{"", "a.csv", 3, FileType_CSV},  {"", "a.csv", 202, FileType_RAW},
-                 {"", "a.bin", 3, FileType_RAW},  {"", "a.Bmp", 3, FileType_BMP},
-                 {"", "raw", 3, FileType_CSV},    {"raw", "a", 3, FileType_RAW},
-                 {"csv", "a", 195, FileType_CSV}, {"Bmp", "a", 3, FileType_BMP}};
-    for (const auto& c : cases) {
-        AppConfig::SetParameter("FileType", c.setting, false);
-        EXPECT_EQ(DetectFileType(c.name, c.section), c.type) << c.name << " " << c.section;
-    }
-    CsvFileWriter writer;
-    writer.Open("/dev/full");
-    EXPECT_EQ(FailureOf([&] { writer.Write(std::string(9999, '8').c_str(), 9999); }),
-              "13 Unable to write file '/dev/full'");
-    EXPECT_EQ(FailureOf([] { CreateFileReader(static_cast<FileType>(3)); }).substr(0, 2), "99");
-    EXPECT_EQ(FailureOf([] { CreateFileWriter(static_cast<FileType>(3)); }).substr(0, 2), "99");
-    EXPECT_EQ(FailureOf([&] { index.At(0); }).substr(0, 2), "99");
+TEST_F(CsvFileTest, DetectsTheKindOfAFile) {
+    EXPECT_EQ(DetectFileType("a.Bmp", 3), FileType_BMP);
+    EXPECT_EQ(DetectFileType("a.csv", 202), FileType_RAW);
+    AppConfig::SetParameter("FileType", "csv", false);
+    EXPECT_EQ(DetectFileType("a.bin", 195), FileType_CSV);
 }

@@ -1,14 +1,8 @@
 #pragma once
 
-#include <gtest/gtest.h>
-
-#include <cstdlib>
-#include <iterator>
 #include <regex>
-#include <sstream>
 
 #include "Programs.h"
-#include "Support.h"
 
 inline RunResult RunProgram(const std::vector<std::string>& arguments) { return Process(arguments).Finish(); }
 

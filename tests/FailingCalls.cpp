@@ -1,8 +1,9 @@
 // Loaded before the C library of the program under test (LD_PRELOAD): lets calls of its functions fail.
 //
-//   FAIL_AMONG        "malloc": count allocations; "calls": count calls of the other functions below
+//   FAIL_HOW          "calls", or "malloc" to count allocations in place of calls of the other functions
+//   below; then
+//                     "once": no other call fails; "same": later calls of the same function, too; "all": all
 //   FAIL_AT=k         the call to fail, counted from 1 since main began; the program's start-up is left alone
-//   FAIL_MODE         "once": no other call fails; "same": later calls of the same function, too; "all": all
 //   FAIL_SHORT=n      a read gives n bytes at most
 //   FAIL_REPORT=path  where the failed function's name goes, or "none" when the k-th call never came
 
@@ -19,7 +20,7 @@
 #include <cerrno>
 #include <cstdarg>
 #include <cstdlib>
-#include <cstring>
+#include <string_view>
 
 // The C library's names: its malloc by another name, as a look-up of it might allocate, and what calls main.
 // NOLINTBEGIN(bugprone-reserved-identifier)
@@ -34,32 +35,31 @@ constexpr unsigned longestRun = 20;  // s, after which SIGALRM ends the program
 
 bool isActive = false;  // from main on
 long callsLeft = 0;     // to the one that fails first
-const char* failedFunction = nullptr;
+std::string_view failedFunction;
 int (*realMain)(int, char**, char**) = nullptr;
 
-const char* ValueOf(const char* variable) {
+std::string_view ValueOf(const char* variable) {
     const char* value = std::getenv(variable);
     return value == nullptr ? "" : value;
 }
 
-bool Is(const char* variable, const char* value) { return std::strcmp(ValueOf(variable), value) == 0; }
-
-void Report(const char* text) {
+void Report(std::string_view text) {
     isActive = false;  // the report is no call of the program
-    const int file = open(ValueOf("FAIL_REPORT"), O_WRONLY | O_CREAT | O_TRUNC, 0666);
-    if (write(file, text, std::strlen(text)) < 0 || close(file) != 0) std::abort();
+    const int file = open(ValueOf("FAIL_REPORT").data(), O_WRONLY | O_CREAT | O_TRUNC, 0666);
+    if (write(file, text.data(), text.size()) < 0 || close(file) != 0) std::abort();
 }
 
 /** Whether this call is to fail; errno is set then. */
-bool Fails(const char* function, int error) {
+bool Fails(std::string_view function, int error) {
     if (!isActive) return false;
-    if (failedFunction == nullptr) {
-        if ((std::strcmp(function, "malloc") == 0) != Is("FAIL_AMONG", "malloc") || --callsLeft != 0)
-            return false;
-        Report(failedFunction = function);
+    const std::string_view how = ValueOf("FAIL_HOW");
+    if (failedFunction.empty()) {
+        if ((function == "malloc") != (how.substr(0, 6) == "malloc") || --callsLeft != 0) return false;
+        Report(function);
+        failedFunction = function;
         isActive = true;
-    } else if (!Is("FAIL_MODE", "all") &&
-               !(Is("FAIL_MODE", "same") && std::strcmp(function, failedFunction) == 0)) {
+    } else if (how != "calls all" &&
+               (how.substr(how.find(' ') + 1) != "same" || function != failedFunction)) {
         return false;
     }
     errno = error;
@@ -68,7 +68,7 @@ bool Fails(const char* function, int error) {
 
 /** What a read gives that is asked for so many bytes. */
 size_t AtMost(size_t size) {
-    const size_t most = std::strtoul(ValueOf("FAIL_SHORT"), nullptr, 10);
+    const size_t most = std::strtoul(ValueOf("FAIL_SHORT").data(), nullptr, 10);
     return most == 0 ? size : std::min(size, most);
 }
 
@@ -80,8 +80,8 @@ Function* Next(const char* name) {
 
 int CountedMain(int argc, char** argv, char** environment) {
     // valgrind, under which the program may run, has a main of its own
-    if (std::strcmp(program_invocation_short_name, "tavo") != 0) return realMain(argc, argv, environment);
-    callsLeft = std::strtol(ValueOf("FAIL_AT"), nullptr, 10);
+    if (std::string_view(program_invocation_short_name) != "tavo") return realMain(argc, argv, environment);
+    callsLeft = std::strtol(ValueOf("FAIL_AT").data(), nullptr, 10);
     alarm(longestRun);
     isActive = true;
     const int status = realMain(argc, argv, environment);
@@ -91,7 +91,7 @@ int CountedMain(int argc, char** argv, char** environment) {
 
 // runs after the destructors of the program
 __attribute__((destructor)) void EndCounting() {
-    if (failedFunction == nullptr && realMain != nullptr) Report("none");
+    if (failedFunction.empty() && realMain != nullptr) Report("none");
     isActive = false;
 }
 
@@ -146,6 +146,12 @@ extern "C" int open(const char* path, int flags, ...) {
     const mode_t mode = (flags & O_CREAT) != 0 ? va_arg(arguments, mode_t) : 0;
     va_end(arguments);
     return Fails("open", EMFILE) ? -1 : Next<int(const char*, int, ...)>("open")(path, flags, mode);
+}
+
+// of the commands only F_DUPFD_CLOEXEC, whose descriptor is closed to learn what was lost
+extern "C" int fcntl(int file, int command, ...) {
+    if (!Fails("fcntl", EMFILE)) return Next<int(int, int, ...)>("fcntl")(file, command, 0);
+    return Next<int(int, off_t) noexcept>("ftruncate")(file, 0) - 1;
 }
 
 extern "C" int __libc_start_main(int (*main)(int, char**, char**), int argc, char** argv, void (*init)(),

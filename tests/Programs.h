@@ -14,13 +14,6 @@
 
 #include "Support.h"
 
-/** What the code prints to standard output while action runs. */
-inline std::string OutputOf(const std::function<void()>& action) {
-    testing::internal::CaptureStdout();
-    action();
-    return testing::internal::GetCapturedStdout();
-}
-
 /** What a finished run of a program left behind. */
 struct RunResult {
     std::string output;  // of standard output and standard error
@@ -60,11 +53,6 @@ public:
 
     void Signal(int signal) const { kill(m_id, signal); }
     pid_t GetId() const { return m_id; }
-    /** Bytes of its output that nobody has read yet. */
-    int GetWaitingOutput() const {
-        int count = 0;
-        return ioctl(m_output, FIONREAD, &count) == 0 ? count : -1;
-    }
     /** The next line of its output, without the line feed; empty when it has ended. */
     std::string ReadLine() {
         while (m_read.find('\n') == std::string::npos)
@@ -108,7 +96,7 @@ public:
     explicit Simulator(std::vector<std::string> options = {})
         : Process((options.insert(options.begin(), ECRSIM_PROGRAM), std::move(options))) {
         const std::string line = ReadLine();
-        EXPECT_EQ(line.substr(0, 4), "TTY=") << line;
+        EXPECT_EQ(line.substr(0, 4), "TTY=");
         m_tty = line.substr(4);
     }
     /** "pts/3" */
@@ -148,8 +136,9 @@ public:
         char value = 0;
         while (value != 3 && read(m_master, &value, 1) == 1) continue;
     }
-    /** Sends bytes; with isTaken waits until the tool has taken them. */
-    void Send(const std::string& bytes, bool isTaken = false) const {
+    /** Sends bytes, given in hexadecimal; with isTaken waits until the tool has taken them. */
+    void Send(const std::string& hex, bool isTaken = false) const {
+        const Bytes bytes = FromHex(hex);
         EXPECT_EQ(write(m_master, bytes.data(), bytes.size()), static_cast<ssize_t>(bytes.size()));
         const int line = open(ptsname(m_master), O_RDWR | O_NOCTTY | O_CLOEXEC);
         for (int waiting = 1; isTaken && ioctl(line, FIONREAD, &waiting) == 0 && waiting > 0;)

@@ -12,6 +12,7 @@
 #include <utility>
 #include <vector>
 
+#include "BmpFile.h"
 #include "EcrComm/CommChannels/FrameVersion.h"
 #include "EcrComm/CommChannels/ICommChannel.h"
 #include "Exceptions.h"
@@ -81,9 +82,8 @@ inline std::string FailureOf(const std::function<void()>& action) {
 /** The frame of a version around the payload; empty when it is refused. Version 1 has no sequence number. */
 inline Bytes BuildFrame(int version, const Bytes& payload, byte seqNo, size_t room = 2048) {
     Bytes frame(room);
-    const auto size = static_cast<uint16_t>(payload.size());
-    const auto most = static_cast<uint16_t>(room);
-    frame.resize(GetFrameVersion(version).build(payload.data(), size, seqNo, frame.data(), most));
+    frame.resize(GetFrameVersion(version).build(payload.data(), static_cast<uint16_t>(payload.size()), seqNo,
+                                                frame.data(), static_cast<uint16_t>(room)));
     return frame;
 }
 /** The payload, taken in a buffer of just the frame's size; empty when the frame is refused. */
@@ -91,6 +91,24 @@ inline Bytes ParseFrame(int version, Bytes frame, byte& seqNo) {
     const auto size = static_cast<uint16_t>(frame.size());
     frame.resize(GetFrameVersion(version).parse(frame.data(), size, seqNo, frame.data(), size));
     return frame;
+}
+
+/** What a conversion of records makes of bytes, which lie in a buffer of just their size. */
+inline Bytes Convert(uint16_t (*function)(const byte*, uint16_t, byte*, uint16_t), const Bytes& from) {
+    Bytes to(1024);
+    to.resize(function(from.data(), static_cast<uint16_t>(from.size()), to.data(), 1024));
+    return to;
+}
+
+/** Reads all rows of a bitmap; tells why it is refused, as FailureOf. */
+inline std::string ReadRows(const std::string& path, std::vector<Bytes>& rows) {
+    BmpFileReader reader;
+    char row[1024];
+    return FailureOf([&] {
+        reader.Open(path);
+        while (const int length = reader.Read(static_cast<int>(rows.size()), row, sizeof row))
+            rows.emplace_back(row, row + length);
+    });
 }
 
 /** Leaves the channel to the test. */
@@ -117,7 +135,7 @@ public:
 protected:
     ~TestChannel() = default;
     /** Whether there is input, if need be after a wait for the first or a later byte of a block. */
-    virtual bool HasInput(bool isFirst) = 0;
+    virtual bool HasInput(bool) { return !input.empty(); }
 
 private:
     unsigned int Deliver(byte* data, unsigned int size, int endByte) {
@@ -131,7 +149,7 @@ private:
     }
 };
 
-/** Keeps what is written; what is to be read was put there or comes from the two callbacks. */
+/** Keeps what is written; what is to be read was put there or comes from the callback. */
 class MemoryChannel final : public TestChannel {
 public:
     bool Write(const byte* data, unsigned int size) override {
@@ -147,13 +165,7 @@ public:
     std::string TakeWritten() { return std::exchange(m_written, ""); }
 
     std::function<void(const Bytes& block)> onWrite;
-    std::function<void()> onEmpty;  // before a read that finds no input
 
 private:
-    bool HasInput(bool isFirst) override {
-        if (isFirst && input.empty() && onEmpty) onEmpty();
-        return !input.empty();
-    }
-
     std::string m_written;
 };

@@ -30,6 +30,7 @@ namespace {
 
 constexpr unsigned int timeoutUnitMs = 100;  // of VTIME
 constexpr int minByteTimeoutMs = 100;
+constexpr auto lowLatency = static_cast<int>(ASYNC_LOW_LATENCY);
 constexpr long long maxDrainTimeMs = 1'000;
 constexpr const char* readError = "Serial port read error";
 constexpr const char* writeError = "Serial port write error";
@@ -188,15 +189,15 @@ bool ComPort::OpenAndLock(const std::string& path) {
 
 void ComPort::LowerLatency() {
     serial_struct serial{};
-    if (ioctl(handle, TIOCGSERIAL, &serial) != 0 || (serial.flags & ASYNC_LOW_LATENCY) != 0) return;
-    serial.flags |= ASYNC_LOW_LATENCY;
+    if (ioctl(handle, TIOCGSERIAL, &serial) != 0 || (serial.flags & lowLatency) != 0) return;
+    serial.flags |= lowLatency;
     m_hasLowerLatency = ioctl(handle, TIOCSSERIAL, &serial) == 0;
 }
 
 void ComPort::RestoreLatency() {
     serial_struct serial{};
     if (!m_hasLowerLatency || ioctl(handle, TIOCGSERIAL, &serial) != 0) return;
-    serial.flags &= ~ASYNC_LOW_LATENCY;
+    serial.flags &= ~lowLatency;
     ioctl(handle, TIOCSSERIAL, &serial);
 }
 
