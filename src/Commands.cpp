@@ -30,8 +30,8 @@ char fileIoBuffer[fileIoBufferSize];  // a record as the file holds it
 byte commIoBuffer[commIoBufferSize];  // a record as the ECR holds it
 
 std::string reasonNotToRepeat;
-std::unique_ptr<FileWriter>
-    reportWriter;  // of all attempts of a run, so that the file stays locked between them
+// of all attempts of a run, so that the file stays locked between them
+std::unique_ptr<FileWriter> reportWriter;
 
 /** Shows a text that the next one on the line overwrites. */
 void ShowProgress(const std::string& text) { Print(text + "\r"); }

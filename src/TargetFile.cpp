@@ -40,6 +40,8 @@ private:
     Descriptor m_file;
 };
 
+constexpr uint64_t emptyHash = 0xCBF29CE484222325U;
+
 /** FNV-1a, continued from hash. */
 uint64_t Hash(uint64_t hash, const char* data, size_t size) {
     for (size_t i = 0; i < size; i++) hash = (hash ^ static_cast<unsigned char>(data[i])) * 0x100000001B3U;
@@ -89,12 +91,13 @@ bool IsSameFile(const struct stat& a, const struct stat& b) {
 }  // namespace
 
 void TargetFile::Open(const std::string& filename) {
-    if (!m_file.IsOpen()) {
+    if (!m_isLocked) {
         m_filename = filename;
         OpenAndLock();
     }
+    m_isLocked = true;
     m_size = 0;
-    m_hash = 0;
+    m_hash = emptyHash;
     m_isOpened = true;
     if (S_ISREG(m_status.st_mode) &&
         (ftruncate(m_file.Get(), 0) != 0 || lseek(m_file.Get(), 0, SEEK_SET) != 0))
@@ -158,7 +161,7 @@ void TargetFile::CheckInPlace() const {
     const Descriptor file(open(m_filename.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK));
     struct stat found {};
     uint64_t size = 0;
-    uint64_t hash = 0;
+    uint64_t hash = emptyHash;
     const bool isInPlace = fstat(file.Get(), &found) == 0 && IsSameFile(found, m_status) &&
                            ReadAll(file.Get(),
                                    [&](const char* data, size_t count) {

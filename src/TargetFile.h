@@ -32,6 +32,7 @@ private:
 
     Descriptor m_file;
     std::string m_filename;
+    bool m_isLocked = false;  // and the former content is kept, where it is to be
     bool m_isOpened = false;
     bool m_isFormerKept = false;
     struct stat m_status {};
