@@ -113,7 +113,7 @@ TEST_F(FailingCallsTest, SendNeverCallsAnIncompleteSectionComplete) {
     std::string text;
     int number = 0;
     FailEach(
-        {"Send", "3", sent}, {"pread"},
+        {"ClearAndSend", "3", sent}, {"pread"},
         [&] {
             text = Format("1;\"%d\"\r\n2;\"Milk, fresh\";0.5\r\n", ++number);
             WriteText(sent, text);
