@@ -133,20 +133,6 @@ void DiagnoseKey(const std::string& line, bool isCommand, std::vector<Finding>& 
             {false, 1, 1, "record number has decimals: the point is left out when numbers are compared"});
 }
 
-/** Bytes of a UTF-8 sequence that begins here, 0 when none does. */
-size_t Utf8Length(const std::string& text, size_t position) {
-    const auto first = static_cast<unsigned char>(text[position]);
-    const size_t length = first < 0x80                    ? 1
-                          : first >= 0xC2 && first < 0xE0 ? 2
-                          : first >= 0xE0 && first < 0xF0 ? 3
-                          : first >= 0xF0 && first < 0xF5 ? 4
-                                                          : 0;
-    for (size_t i = 1; i < length; i++)
-        if (position + i >= text.size() || (static_cast<unsigned char>(text[position + i]) & 0xC0) != 0x80)
-            return 0;
-    return length;
-}
-
 /** Column of the first letter of several bytes when the line is UTF-8; 0 when it is plain ASCII, -1 when it
  * is not UTF-8. */
 int Utf8Column(const std::string& line, size_t start) {

@@ -4,7 +4,7 @@
 #include <string>
 #include <vector>
 
-#include "AppConfig.h"
+#include "CheckOptions.h"
 #include "CommandLine.h"
 #include "Defaults.h"
 #include "Diagnosis.h"
@@ -14,85 +14,36 @@
 #include "InputFile.h"
 #include "Output.h"
 #include "RecordText.h"
-#include "Settings.h"
+#include "SettingDiagnosis.h"
+#include "Setup.h"
 
 namespace {
 
 constexpr const char* usage =
     "Usage: tavo-check [--show] SECTION FILE [/Name=Value ...]\n"
     "       tavo-check [--show] --fiscal FILE [/Name=Value ...]\n"
+    "       tavo-check --setup [--json] [/Name=Value ...]\n"
     "Checks a file as tavo Send SECTION FILE, or tavo ExecuteFiscal FILE, would: the same messages by line "
     "and the\n"
     "same exit status, as far as these do not depend on the register. Then says what is wrong with each "
-    "line.\n\n"
-    "  --fiscal   the file holds fiscal commands\n"
-    "  --show     show what would be sent, field by field; a bitmap as a picture\n";
-
-struct Options {
-    bool isHelpRequested = false;
-    bool isFiscal = false;
-    bool isShown = false;
-    std::vector<std::string> words;  // what is left: the arguments of tavo
-};
-
-Options ParseOptions(int argc, char* argv[]) {
-    Options options;
-    options.isHelpRequested = IsUsageRequested(argc, argv);
-    for (int i = 1; i < argc; i++) {
-        const std::string word = argv[i];
-        if (word == "--help")
-            options.isHelpRequested = true;
-        else if (word == "--fiscal")
-            options.isFiscal = true;
-        else if (word == "--show")
-            options.isShown = true;
-        else
-            options.words.push_back(word);
-    }
-    return options;
-}
+    "line.\n"
+    "With --setup checks what a run would meet before its first byte: settings, port and log.\n\n";
 
 /** The command line of tavo that would send the file. */
-BaseCommandParameters CollectTavoParameters(const Options& options) {
+BaseCommandParameters CollectTavoParameters(const CheckOptions& options) {
     std::vector<std::string> words = options.words;
-    words.insert(words.begin(), {"tavo", options.isFiscal ? "ExecuteFiscal" : "Send"});
+    if (options.isSetup)
+        words.insert(words.begin(), {"tavo", "Clear", "0"});
+    else
+        words.insert(words.begin(), {"tavo", options.isFiscal ? "ExecuteFiscal" : "Send"});
     std::vector<char*> argv;
     argv.reserve(words.size());
     for (std::string& word : words) argv.push_back(word.data());
     return CollectParameters(static_cast<int>(argv.size()), argv.data());
 }
 
-/** Of waiting times that the port counts in a byte of tenths of a second. */
-void WarnOfLongTimes() {
-    constexpr long long end = 25600;  // ms
-    const auto warn = [](const char* names, long long time) {
-        if (time >= end)
-            Print(
-                Format("warning: %s: of %lld ms only %lld are waited, as the port counts up to 25.5 s and "
-                       "begins again at 0\n",
-                       names, time, time % end / 100 * 100));
-    };
-    const long long operationTime =
-        AppConfig::GetParameter("EcrOperationMaxTime", defaultEcrOperationMaxTime);
-    warn("EcrOperationMaxTime and EcrCommMaxTime together",
-         operationTime + AppConfig::GetParameter("EcrCommMaxTime", defaultLocalEcrCommMaxTime));
-    warn("SerialProtocolResponseMaxTime",
-         AppConfig::GetParameter("SerialProtocolResponseMaxTime", defaultResponseTimeoutMs));
-}
-
-void WarnOfUnknownSettings(const Options& options) {
-    for (size_t i = options.isFiscal ? 1 : 2; i < options.words.size(); i++) {
-        std::string name;
-        std::string value;
-        ParseConfigParam(options.words[i], name, value);
-        bool isKnown = false;
-        for (const Setting& setting : settings) isKnown = isKnown || name == setting.name;
-        if (!isKnown) Print("warning: there is no setting " + Printable(name) + "\n");
-    }
-}
-
 /** Converts every record as a Send does, and shows it if asked to; returns the rows of a bitmap. */
-std::vector<Record> CheckRecords(InputFile& input, const Options& options, int& count) {
+std::vector<Record> CheckRecords(InputFile& input, const CheckOptions& options, int& count) {
     std::vector<Record> records;
     for (int i = 0; input.Read(i); i++) {
         byte data[commIoBufferSize];
@@ -126,7 +77,7 @@ void ShowPicture(const std::vector<Record>& rows) {
 }
 
 /** Says what is wrong with each line, which the messages of tavo do not. */
-void Explain(const std::string& filename, const Options& options) {
+void Explain(const std::string& filename, const CheckOptions& options) {
     const std::vector<std::string> lines = ReadLines(filename);
     for (size_t i = 0; i < lines.size(); i++) {
         if (lines[i].empty()) continue;
@@ -141,10 +92,9 @@ void Explain(const std::string& filename, const Options& options) {
         Print("warning: " + warning + "\n");
 }
 
-ReturnCode Check(const Options& options) {
+ReturnCode Check(const CheckOptions& options) {
     const BaseCommandParameters params = CollectTavoParameters(options);
-    WarnOfUnknownSettings(options);
-    WarnOfLongTimes();
+    for (const std::string& warning : DiagnoseSettings()) Print("warning: " + warning + "\n");
     InputFile input;
     int count = 0;
     ReturnCode status = ReturnCode_OK;
@@ -169,11 +119,35 @@ ReturnCode Check(const Options& options) {
     return status;
 }
 
-ReturnCode Run(const Options& options) {
+ReturnCode CheckSetup(const CheckOptions& options) {
+    CollectTavoParameters(options);
+    const Setup setup = InspectSetup();
+    Print(options.isJson ? ToJson(setup) + "\n" : ToText(setup));
+    return GetStatus(setup);
+}
+
+/** The last lines, but where the output is one JSON object. */
+ReturnCode End(ReturnCode status, bool isJson) {
+    if (!isJson)
+        Print(Format("Completed %s\nReturn value %i\n", status == ReturnCode_OK ? "OK" : "with errors",
+                     status));
+    return status;
+}
+
+ReturnCode Run(int argc, char* argv[]) {
     try {
-        return Check(options);
+        const CheckOptions options = ParseCheckOptions(argc, argv);
+        if (options.isHelpRequested) {
+            Print(usage + FormatOptionHelp(GetCheckOptionHelp(), 12));
+            return ReturnCode_OK;
+        }
+        if (options.isVersionRequested) {
+            Print(GetVersionText("tavo-check"));
+            return ReturnCode_OK;
+        }
+        return End(options.isSetup ? CheckSetup(options) : Check(options), options.isSetup && options.isJson);
     } catch (Exception* e) {
-        return HandleException(e);
+        return End(HandleException(e), false);
     }
 }
 
@@ -181,15 +155,7 @@ ReturnCode Run(const Options& options) {
 
 int main(int argc, char* argv[]) {
     try {
-        const Options options = ParseOptions(argc, argv);
-        if (options.isHelpRequested) {
-            Print(usage);
-            return ReturnCode_OK;
-        }
-        const ReturnCode status = Run(options);
-        Print(Format("Completed %s\nReturn value %i\n", status == ReturnCode_OK ? "OK" : "with errors",
-                     status));
-        return status;
+        return Run(argc, argv);
     } catch (const std::bad_alloc&) {
         Print("System error: Not enough memory\nCompleted with errors\nReturn value 50\n");
         return ReturnCode_SystemError;

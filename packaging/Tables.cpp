@@ -9,11 +9,6 @@
 
 namespace {
 
-/** The default as an INI file holds it; empty for none. */
-std::string DefaultOf(const Setting& setting) {
-    return setting.kind == SettingKind_Number ? Format("%d", setting.defaultNumber) : setting.defaultText;
-}
-
 std::string MeaningOf(const Setting& setting) { return WithFrameVersions(setting.meaning); }
 
 /** Plain text for a manual page. */
@@ -30,7 +25,7 @@ std::string GetSettingsMan() {
     std::string text;
     for (const Setting& setting : settings) {
         text += Format(".TP\n.B %s\n", setting.name) + Roff(MeaningOf(setting));
-        const std::string value = DefaultOf(setting);
+        const std::string value = GetDefault(setting);
         const std::string unit = *setting.unit == '\0' ? "" : Format(" (%s)", setting.unit);
         text += value.empty() ? ".\n" : Roff(Format("; default %s%s.\n", value.c_str(), unit.c_str()));
     }
@@ -42,7 +37,7 @@ std::string GetSettingsIni() {
     for (const Setting& setting : settings)
         text += Format("\n%s%s: %s\n%s = %s\n", setting.name,
                        *setting.unit == '\0' ? "" : Format(" (%s)", setting.unit).c_str(),
-                       MeaningOf(setting).c_str(), setting.name, DefaultOf(setting).c_str());
+                       MeaningOf(setting).c_str(), setting.name, GetDefault(setting).c_str());
     return text;
 }
 
@@ -86,7 +81,7 @@ std::string GetSimulatorOptionsMan() {
 std::string GetSettingsMarkdown() {
     std::string text = "| Name | Default | Unit | Meaning |\n|---|---|---|---|\n";
     for (const Setting& setting : settings) {
-        const std::string value = DefaultOf(setting);
+        const std::string value = GetDefault(setting);
         text += Format("| `%s` | %s | %s | %s |\n", setting.name,
                        value.empty() ? "" : ("`" + value + "`").c_str(), setting.unit,
                        MeaningOf(setting).c_str());

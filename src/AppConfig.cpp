@@ -1,8 +1,9 @@
 #include "AppConfig.h"
 
+#include <algorithm>
 #include <cstdio>
-#include <map>
 #include <optional>
+#include <string_view>
 
 #include "IniFile.h"
 #include "Path.h"
@@ -11,15 +12,13 @@
 namespace {
 
 constexpr const char* iniFileName = "TAVO.ini";
-constexpr const char* commonSection = "Common";
-const std::string ecrSectionPrefix = "ECR_";
 
 std::map<std::string, std::string> m_parameters;
 std::string m_ecrSection;
 
 /** The name after "[ECR_" of a heading line; nothing for any other line. */
 std::optional<std::string> EcrNameOfHeading(const std::string& line) {
-    const std::string opening = "[" + ecrSectionPrefix;
+    const std::string opening = std::string("[") + AppConfig::ecrSectionPrefix;
     if (line.compare(0, opening.size(), opening) != 0 || line.back() != ']') return std::nullopt;
     return line.substr(opening.size(), line.size() - opening.size() - 1);
 }
@@ -36,14 +35,21 @@ void AppConfig::SetParameter(const std::string& name, const std::string& value, 
     if (persistent) IniFile::SetString(m_ecrSection.empty() ? commonSection : m_ecrSection, name, value);
 }
 
-std::string AppConfig::GetParameter(const std::string& name, const std::string& defValue) {
+Parameter AppConfig::FindParameter(const std::string& name) {
     const auto entry = m_parameters.find(name);
-    if (entry != m_parameters.end() && !entry->second.empty()) return entry->second;
+    if (entry != m_parameters.end() && !entry->second.empty())
+        return {entry->second, SettingPlace_CommandLine};
     std::string value;
     // an empty section name would reach the keys above the first heading
     if (!m_ecrSection.empty()) value = IniFile::GetString(m_ecrSection, name, "");
-    if (value.empty()) value = IniFile::GetString(commonSection, name, "");
-    return value.empty() ? defValue : value;
+    if (!value.empty()) return {value, SettingPlace_EcrSection};
+    value = IniFile::GetString(commonSection, name, "");
+    return {value, value.empty() ? SettingPlace_None : SettingPlace_Common};
+}
+
+std::string AppConfig::GetParameter(const std::string& name, const std::string& defValue) {
+    const Parameter parameter = FindParameter(name);
+    return parameter.value.empty() ? defValue : parameter.value;
 }
 
 int AppConfig::GetParameter(const std::string& name, int defValue) {
@@ -53,6 +59,8 @@ int AppConfig::GetParameter(const std::string& name, int defValue) {
 
 bool AppConfig::HasParameter(const std::string& name) { return !GetParameter(name, "").empty(); }
 
+const std::map<std::string, std::string>& AppConfig::GetParameters() { return m_parameters; }
+
 void AppConfig::Initialize() {
     std::string configFilePath = m_parameters["ConfigFilePath"];
     if (configFilePath.empty()) configFilePath = GetConfigFilePath();
@@ -61,6 +69,23 @@ void AppConfig::Initialize() {
     // "ECR_".
     if (HasParameter("ECR")) m_ecrSection = ecrSectionPrefix + m_parameters["ECR"];
     if (m_ecrSection.empty()) m_ecrSection = GetDefaultEcrName();
+}
+
+std::string AppConfig::GetEcrSection() { return m_ecrSection; }
+
+std::vector<std::string> AppConfig::GetEcrNames() {
+    constexpr size_t prefixLength = std::string_view(ecrSectionPrefix).size();
+    std::vector<std::string> names;
+    IniFile::VisitLines([&](const IniLine& line) {
+        if (!line.isHeading || !IniFile::IsSameName(line.section.substr(0, prefixLength), ecrSectionPrefix))
+            return;
+        const std::string name = line.section.substr(prefixLength);
+        const bool isKnown = std::any_of(names.begin(), names.end(), [&](const std::string& known) {
+            return IniFile::IsSameName(known, name);
+        });
+        if (!isKnown) names.push_back(name);
+    });
+    return names;
 }
 
 std::string AppConfig::GetConfigFilePath() {

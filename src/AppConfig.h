@@ -1,6 +1,24 @@
 #pragma once
 
+#include <map>
 #include <string>
+#include <vector>
+
+/** Places where a setting can stand; a bit each. */
+enum SettingPlace : unsigned {
+    SettingPlace_None = 0,
+    SettingPlace_CommandLine = 1,
+    SettingPlace_EcrSection = 2,  // of the INI file
+    SettingPlace_Common = 4,      // its section [Common]
+    SettingPlace_Top = 8,         // above its first section heading
+    SettingPlace_Any = SettingPlace_CommandLine | SettingPlace_EcrSection | SettingPlace_Common
+};
+
+/** A value and where it was found; empty, and nowhere, without one. */
+struct Parameter {
+    std::string value;
+    SettingPlace place = SettingPlace_None;
+};
 
 /**
  * Every setting by name. Order of lookup: command line and values stored at run time, the ECR's INI section
@@ -9,6 +27,9 @@
  */
 class AppConfig {
 public:
+    static constexpr const char* commonSection = "Common";
+    static constexpr const char* ecrSectionPrefix = "ECR_";
+
     static void Clear();
     /** Stores a value for this run; "persistent" changes nothing, the INI file is never written. */
     static void SetParameter(const std::string& name, const std::string& value, bool persistent);
@@ -16,6 +37,9 @@ public:
     /** The value as a number; a value that is no number is 0, not the default. */
     static int GetParameter(const std::string& name, int defValue);
     static bool HasParameter(const std::string& name);
+    static Parameter FindParameter(const std::string& name);
+    /** What the command line gave, and what was stored at run time. */
+    static const std::map<std::string, std::string>& GetParameters();
 
     /** Chooses the INI file and the ECR section; called once the command line's parameters are stored. */
     static void Initialize();
@@ -24,4 +48,8 @@ public:
     /** Section of the ECR to use when the command line names none: "DefaultECR", or the file's only one; or
      * empty. */
     static std::string GetDefaultEcrName();
+    /** The register's section in use, "ECR_" + name; empty for none. */
+    static std::string GetEcrSection();
+    /** The registers that have a section in the INI file, in its order and in any letter case. */
+    static std::vector<std::string> GetEcrNames();
 };

@@ -74,6 +74,8 @@ void ShowUsage() {
     Print(text);
 }
 
+std::string GetVersionText(const char* program) { return Format("%s %s\n", program, TAVO_VERSION); }
+
 std::string GetCommandLine(int argc, char* argv[]) {
     std::string commandLine = std::string("\"") + argv[0] + "\"";
     for (int i = 1; i < argc; i++) commandLine += Format(" %s", argv[i]);

@@ -17,6 +17,9 @@ struct BaseCommandParameters {
 bool IsUsageRequested(int argc, char* argv[]);
 void ShowUsage();
 
+/** "tavo-check 3.3.3", the line that --version shows. */
+std::string GetVersionText(const char* program);
+
 /** The command line as the log shows it: the program in quotes, the arguments as they are. */
 std::string GetCommandLine(int argc, char* argv[]);
 

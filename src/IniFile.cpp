@@ -4,7 +4,6 @@
 #include <cerrno>
 #include <cstdint>
 #include <cstdio>
-#include <functional>
 #include <optional>
 
 #include "Exceptions.h"
@@ -20,8 +19,6 @@ std::string section;
 
 constexpr size_t maxValueLength = 255;
 constexpr const char* whiteSpace = " \t\n\v\f\r";
-
-bool SameName(const std::string& a, const std::string& b) { return ToUpper(a) == ToUpper(b); }
 
 /** The whole text up to a Ctrl-Z; nothing when it cannot be read, holds a NUL byte or is too large. */
 std::optional<std::string> ReadText() {
@@ -40,53 +37,40 @@ std::optional<std::string> ReadText() {
     return readable ? std::optional(text) : std::nullopt;
 }
 
-/** What a line carries: a section heading, or a key with its value. */
-struct Line {
-    std::optional<std::string> heading;
-    std::optional<std::string> key;
-    std::string value;
-};
-
-Line ParseLine(const std::string& line) {
-    const size_t start = line.find_first_not_of(whiteSpace);
-    if (start == std::string::npos) return {};
-    const size_t end = line.find(']', start);
-    if (line[start] == '[' && end != std::string::npos)
-        return {Trim(line.substr(start + 1, end - start - 1), whiteSpace), std::nullopt, ""};
-    const size_t separator = line.find('=');
-    if (separator == std::string::npos) return {};
-    // the raw text is cut first and trimmed afterwards
-    return {std::nullopt, Trim(line.substr(0, separator), whiteSpace),
-            Trim(line.substr(separator + 1, maxValueLength), whiteSpace)};
-}
-
-/** Calls visit for every line of the current file with the heading above it ("" before the first one). */
-void VisitLines(const std::function<void(const std::string& heading, const Line& line)>& visit) {
-    const std::optional<std::string> text = ReadText();
-    if (!text) return;
-    std::string heading;
-    for (size_t start = 0; start < text->size();) {
-        const size_t end = std::min(text->find_first_of("\n\r\f", start), text->size());
-        const Line line = ParseLine(text->substr(start, end - start));
-        if (line.heading) heading = *line.heading;
-        visit(heading, line);
-        start = end + 1;
+/** The line of this text, which stands in a section unless it opens another one. */
+IniLine ParseLine(const std::string& text, const std::string& sectionName) {
+    IniLine line;
+    line.section = sectionName;
+    line.text = text;
+    const size_t start = text.find_first_not_of(whiteSpace);
+    if (start == std::string::npos) return line;
+    const size_t end = text.find(']', start);
+    const size_t separator = text.find('=');
+    line.isHeading = text[start] == '[' && end != std::string::npos;
+    if (line.isHeading) {
+        line.section = Trim(text.substr(start + 1, end - start - 1), whiteSpace);
+    } else if (separator != std::string::npos) {
+        line.key = Trim(text.substr(0, separator), whiteSpace);
+        // the raw text is cut first and trimmed afterwards
+        line.value = Trim(text.substr(separator + 1, maxValueLength), whiteSpace);
     }
+    return line;
 }
 
 /** The key's value; of several lines with one key the last one counts, also over repeated headings. */
 std::optional<std::string> Lookup(const std::string& sectionName, const std::string& key) {
     std::optional<std::string> value;
-    VisitLines([&](const std::string& heading, const Line& line) {
-        if (line.key && SameName(*line.key, key) && SameName(heading, sectionName)) value = line.value;
+    IniFile::VisitLines([&](const IniLine& line) {
+        if (line.key && IniFile::IsSameName(*line.key, key) && IniFile::IsSameName(line.section, sectionName))
+            value = line.value;
     });
     return value;
 }
 
 bool HasSection(const std::string& name) {
     bool found = false;
-    VisitLines([&](const std::string&, const Line& line) {
-        found = found || (line.heading && SameName(*line.heading, name));
+    IniFile::VisitLines([&](const IniLine& line) {
+        found = found || (line.isHeading && IniFile::IsSameName(line.section, name));
     });
     return found;
 }
@@ -116,6 +100,24 @@ FileStream IniFile::OpenForReading() {
 }
 
 std::string IniFile::GetSection() { return section; }
+
+void IniFile::VisitLines(const std::function<void(const IniLine& line)>& visit) {
+    const std::optional<std::string> text = ReadText();
+    if (!text) return;
+    std::string current;
+    int number = 1;
+    for (size_t start = 0; start < text->size();) {
+        const size_t end = std::min(text->find_first_of("\n\r\f", start), text->size());
+        IniLine line = ParseLine(text->substr(start, end - start), current);
+        line.number = number;
+        visit(line);
+        current = line.section;
+        if (end < text->size() && (*text)[end] == '\n') number++;
+        start = end + 1;
+    }
+}
+
+bool IniFile::IsSameName(const std::string& a, const std::string& b) { return ToUpper(a) == ToUpper(b); }
 
 std::string IniFile::GetString(const std::string& sectionName, const std::string& key,
                                const std::string& defValue) {

@@ -1,8 +1,20 @@
 #pragma once
 
+#include <functional>
+#include <optional>
 #include <string>
 
 #include "FileStream.h"
+
+/** What a line of an INI file carries: a section heading, a key with its value, or neither. */
+struct IniLine {
+    int number = 0;       // in the file, from 1
+    std::string section;  // in which it stands, or which it opens; empty above the first heading
+    bool isHeading = false;
+    std::optional<std::string> key;
+    std::string value;
+    std::string text;  // the whole line
+};
 
 /**
  * Reader of one INI file, which it opens anew for every question; docs: README, "The INI file".
@@ -19,6 +31,11 @@ public:
      * nothing of the file: taking the defaults for want of descriptors or memory would go unnoticed. */
     static FileStream OpenForReading();
     static std::string GetSection();
+    /** Calls visit for every line of the current file; for none when it cannot be read or holds a NUL byte.
+     */
+    static void VisitLines(const std::function<void(const IniLine& line)>& visit);
+    /** Names of sections and keys are the same whatever their case. */
+    static bool IsSameName(const std::string& a, const std::string& b);
 
     /** The key's value, which may be empty; defValue when file, section or key is missing. */
     static std::string GetString(const std::string& section, const std::string& key,

@@ -26,15 +26,28 @@ bool KeepsDebugLog(bool completedWithErrors, bool hasIoErrors) {
     }
 }
 
+/** The path of a log; empty for the level -1, which has none. */
+std::string GetLogPath(const char* fileName, int level) {
+    const std::string directory = AppConfig::GetParameter("LogFilePath", GetLogDirectory());
+    return level == -1 ? "" : Path::Combine(directory, fileName);
+}
+
 }  // namespace
+
+std::vector<std::string> GetLogPaths() {
+    std::vector<std::string> paths;
+    for (const std::string& path :
+         {GetLogPath(stdLogFileName, AppConfig::GetParameter("StandardLog", defaultStandardLog)),
+          GetLogPath(dbgLogFileName, AppConfig::GetParameter("DbgErrorLog", defaultDbgErrorLog))})
+        if (!path.empty()) paths.push_back(path);
+    return paths;
+}
 
 void StartLogging() {
     dbgLogLevel = AppConfig::GetParameter("DbgErrorLog", dbgLogLevel);
     stdLogLevel = AppConfig::GetParameter("StandardLog", stdLogLevel);
-    std::string directory = AppConfig::GetParameter("LogFilePath", "");
-    if (directory.empty()) directory = GetLogDirectory();
-    if (stdLogLevel != -1) stdLog.Open(Path::Combine(directory, stdLogFileName));
-    if (dbgLogLevel != -1) dbgLog.Open(Path::Combine(directory, dbgLogFileName));
+    if (stdLogLevel != -1) stdLog.Open(GetLogPath(stdLogFileName, stdLogLevel));
+    if (dbgLogLevel != -1) dbgLog.Open(GetLogPath(dbgLogFileName, dbgLogLevel));
     isLoggingStarted = true;
 }
 

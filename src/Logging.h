@@ -1,9 +1,13 @@
 #pragma once
 
 #include <string>
+#include <vector>
 
 /** Which log a message is meant for. */
 enum LogType { LogType_Standard = 1, LogType_Debug = 2, LogType_Both = 3 };
+
+/** The paths of the logs that StartLogging opens, as the settings say. */
+std::vector<std::string> GetLogPaths();
 
 /** Opens "TAVO.log" and "dbgerror.log" as the settings say; exceptions of LogFile::Open pass on. */
 void StartLogging();

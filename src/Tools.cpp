@@ -53,6 +53,23 @@ std::string Trim(const std::string& s, const std::string& chars) {
     return TrimLeft(TrimRight(s, chars), chars);
 }
 
+size_t Utf8Length(const std::string& text, size_t position) {
+    const auto first = static_cast<unsigned char>(text[position]);
+    const size_t length = first < 0x80                    ? 1
+                          : first >= 0xC2 && first < 0xE0 ? 2
+                          : first >= 0xE0 && first < 0xF0 ? 3
+                          : first >= 0xF0 && first < 0xF5 ? 4
+                                                          : 0;
+    // a number that a shorter sequence has, a surrogate, and one past the last are none
+    const unsigned least = first == 0xE0 ? 0xA0 : first == 0xF0 ? 0x90 : 0x80;
+    const unsigned most = first == 0xED ? 0x9F : first == 0xF4 ? 0x8F : 0xBF;
+    for (size_t i = 1; i < length; i++) {
+        const unsigned next = position + i < text.size() ? static_cast<unsigned char>(text[position + i]) : 0;
+        if (next < (i == 1 ? least : 0x80) || next > (i == 1 ? most : 0xBF)) return 0;
+    }
+    return length;
+}
+
 std::string Align(const std::string& s, int width, char fill) {
     if (width < 0) throw new InternalException(__FILE__, __LINE__);
     const auto size = static_cast<size_t>(width);

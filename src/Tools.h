@@ -14,6 +14,9 @@ std::string TrimLeft(const std::string& s, const std::string& chars);
 std::string TrimRight(const std::string& s, const std::string& chars);
 std::string Trim(const std::string& s, const std::string& chars);
 
+/** Bytes of the UTF-8 sequence that begins at the position; 0 when none does. */
+size_t Utf8Length(const std::string& text, size_t position);
+
 /** s right-aligned in exactly width characters: padded with fill, or its last width characters. */
 std::string Align(const std::string& s, int width, char fill);
 

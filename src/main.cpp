@@ -11,6 +11,7 @@
 #include "EcrComm/IoStatistics.h"
 #include "FileErrors.h"
 #include "Format.h"
+#include "Hints.h"
 #include "Interrupt.h"
 #include "Ipc.h"
 #include "Logging.h"
@@ -33,6 +34,7 @@ ReturnCode Run(int argc, char* argv[]) {
     try {
         CatchInterrupts();
         const BaseCommandParameters params = CollectParameters(argc, argv);
+        HintAtSettings();
         IoStatistics::Reset();
         FileErrors::Reset();
         StartLogging();
@@ -62,6 +64,7 @@ int RunToEnd(int argc, char* argv[]) {
     char returned[32];
     std::snprintf(returned, sizeof returned, "\nReturn value %i\n", status);
     Print(returned);
+    if (interrupt == 0) HintAtStatus(returnCode);
     StopLogging(status != ReturnCode_OK, IoStatistics::GetIoErrorCount() > 0);
     if (interrupt != 0) EndByInterrupt(interrupt);
     return status;

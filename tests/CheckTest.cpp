@@ -3,6 +3,7 @@
 
 #include "AppConfig.h"
 #include "Diagnosis.h"
+#include "EcrComm/CommChannels/Linux/ComPort.h"
 #include "EndToEnd.h"
 #include "InputFile.h"
 #include "Output.h"
@@ -75,7 +76,9 @@ line 7, field 2, column 3: number has other characters than digits, a '-' before
 line 8, field 2, column 4: field begins with 'x': it is no text in quotes, no number and no binar
 warning: line 5: no record number but 0 with fields behind it: nothing is sorted, and duplicates are not l
 )");
-    EXPECT_EQ(output.find("warning: there is no setting Delimeter\nwarning: EcrOperationMaxTime and"), 0U);
+    EXPECT_EQ(
+        output.find("warning: /Delimeter: no such setting, /Delimiter?\nwarning: EcrOperationMaxTime and"),
+        0U);
 }
 
 TEST_F(CheckTest, WarnsOfFilesThatOtherProgramsMadeAndShowsWhatWouldBeSent) {
@@ -130,4 +133,83 @@ TEST_F(CheckTest, ExplainsEveryLineThatTheToolRefusesAndNoOther) {
         EXPECT_EQ(isBad, refused.count(Format("Line %-5zu", i + 1)) == 1) << lines[i];
         for (const Finding& finding : findings) EXPECT_NE(finding.cause, "") << lines[i];
     }
+}
+
+TEST_F(CheckTest, TellsWithWhichStatusARunCouldNotStart) {
+    const Simulator ecr;
+    const PseudoTerminal held;
+    AppConfig::Clear();
+    AppConfig::SetParameter("TTY", held.Tty(), false);
+    ComPort port;
+    port.Open();
+    std::filesystem::create_directories(folder / "folder/TAVO.log");
+    const std::string tty = "/TTY=" + ecr.Tty();
+    for (const auto& [words, status, said] :
+         {std::tuple(std::vector<std::string>{tty}, 0, "this user may use it, nobody is seen to hold it"),
+          {{}, 10, "status 10: no TTY is set"},
+          {{"/TTY=none"}, 50, "status 50: there is no /dev/none"},
+          {{"/TTY=null"}, 50, "status 50: /dev/null is no serial port"},
+          {{"/TTY=" + held.Tty()}, 16, "is held by tavo_tests, process "},
+          {{tty, "/ProtocolSet=7"}, 10, "/ProtocolSet: 7 is not from 0 to 1"},
+          {{"/IpAddress=a"}, 99, "no network link"},
+          {{"/IpAddress=a", "/ComNumber=b"}, 10, "Both serial port and ethernet"},
+          {{tty, "/LogFilePath=" + File("file", "") + "/log"},
+           50,
+           "/file/log/ is not there and cannot be made"},
+          {{tty, "/LogFilePath=" + folder / "folder"}, 13, "TAVO.log is no plain file"},
+          {{tty, "bad"}, 1, "Bad command line parameter: bad"}}) {
+        std::vector<std::string> run{TAVO_PROGRAM, "clear", "3", "/ConfigFilePath=" + ini,
+                                     "/LogFilePath=" + folder / "log"};
+        run.insert(run.end(), words.begin(), words.end());
+        EXPECT_EQ(RunProgram(run).status, status) << said;
+        run.erase(run.begin(), run.begin() + 3);
+        run.insert(run.begin(), {TAVO_CHECK_PROGRAM, "--setup"});
+        const RunResult checked = RunProgram(run);
+        EXPECT_EQ(checked.status, status) << checked.output;
+        EXPECT_NE(checked.output.find(said), std::string::npos) << said << " not in\n" << checked.output;
+    }
+}
+
+TEST_F(CheckTest, NamesTheSourceOfEachSettingAndWhatIsWrongInTheIniFile) {
+    ini = File(
+        "TAVO.ini",
+        "ComSettings=baud=9600\n[Common]\nDelimeter = ;\nretrycount=three\nComSettings=baud=4800\n"
+        "Password=se#cret ; of all\n# no=comment\n[ECR Till1]\nTTY=x\n[Notes for all]\nFoo=1\n[ECR_Till2]\n"
+        "TTY = pts/999 ; the till\nSerialProtocolVersion=9\nEcrOperationMaxTime=30000\nRetryCount=\n"
+        "EcrCommMaxTime=25000\n");
+    const std::string shown = Check({"--setup", "/ecr=B", "/DefaultECR=C", "/WithTC=1"}).output;
+    EXPECT_EQ(
+        Matches(shown,
+                "(warning|Section|Registers): [^\n]*|  (Password|TTY|ComSettings|RetryCount|WithTC) [^\n]*"),
+        R"(Registers: Till2
+Section: [ECR_Till2] (the only one)
+  TTY                            pts/999 ; the till   [ECR_Till2]
+  ComSettings                    baud=9600            top of the INI file
+  Password                       ...                  [Common]
+  RetryCount                     three                [Common]
+  WithTC                         1                    command line
+warning: /DefaultECR has an effect only in [Common]
+warning: /ecr: no such setting, /ECR?
+warning: line 3: Delimeter: no such setting, Delimiter?
+warning: line 4: RetryCount: 'three' is no number: it counts as 0
+warning: line 5: ComSettings has an effect only above the first section heading of the INI file
+warning: line 6: Password: there are no comments, the whole value is ...
+warning: line 8: [ECR Till1]: nothing selects this section, [ECR_Till1]?
+warning: line 13: TTY: there are no comments, the whole value is 'pts/999 ; the till'
+warning: line 14: SerialProtocolVersion: 9 is not from 1 to 3
+warning: line 15: EcrOperationMaxTime: of 30000 ms only 4400 are waited, as the port counts up to 25.5 s and begins again at 0
+)");
+    EXPECT_EQ(shown.find("secret"), std::string::npos);
+    ini = File("a.ini", "\xEF\xBB\xBFTop\r\n[Common]\r\n[ECR_A]\r\n[ECR_a]\r\n\x1A\r\n[ECR_B]");
+    EXPECT_EQ(Matches(Check({"--setup", "/ECR=C"}).output, "warning: .{28}"),
+              "warning: line 1: the file begins with\nwarning: line 5: a Ctrl-Z (1a) ends t\n"
+              "warning: the INI file has no section \n");
+    ini = File("b.ini", "[ECR_A]\n[ECR_A]\n");
+    EXPECT_EQ(Matches(Check({"--setup"}).output, "warning: .{28}"),
+              "warning: the section of A is not used\n");
+    ini = File("nul.ini", std::string("A\n\0", 3));
+    EXPECT_NE(Check({"--setup"}).output.find("line 2: a NUL byte makes"), std::string::npos);
+    const std::string json = Check({"--setup", "--json"}).output;
+    WriteText(folder / "a.json", json);
+    EXPECT_EQ(RunProgram({"/usr/bin/python3", "-m", "json.tool", folder / "a.json"}).status, 0);
 }

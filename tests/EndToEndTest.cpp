@@ -1,6 +1,7 @@
 #include <tuple>
 
 #include "EndToEnd.h"
+#include "Tools.h"
 
 TEST_F(EndToEndTest, SendsReadsDeletesAndClears) {
     const Simulator ecr({"--wait", "3"});
@@ -164,4 +165,40 @@ TEST_F(EndToEndTest, CarriesRawRecordsAndKeepsSectionsBetweenRuns) {
     const Simulator ecr({"--data", folder / "register", "--version", "2"});
     EXPECT_EQ(Tavo(ecr, {"read", "195", folder / "b.dat"}).status, 0);
     EXPECT_EQ(ReadText(folder / "b.dat"), raw);
+}
+
+TEST_F(EndToEndTest, HintsOnATerminalAndNowhereElse) {
+    const PseudoTerminal screen;
+    const PseudoTerminal held;
+    const PseudoTerminal silent;
+    const Simulator ecr;
+    const Simulator otherSet({"--protocol-set", "0"});
+    const Process holder({"/usr/bin/flock", "/dev/" + held.Tty(), "/bin/sleep", "60"});
+    while (system(("flock -n /dev/" + held.Tty() + " true").c_str()) == 0) std::this_thread::yield();
+    ini = File("TAVO.ini", "[ECR_Till]\nRetryCount=1\n");
+    const std::string tty = "/TTY=" + ecr.Tty();
+    for (const auto& [words, status, hint] :
+         {std::tuple(std::vector<std::string>{tty}, 0, std::string()),
+          {{tty, "/ecr=B"}, 0, "no setting /ecr; /ECR?"},
+          {{tty, "/ECR=B"}, 0, "no section [ECR_B] in " + ini},
+          {{}, 10, "no TTY in " + ini + ", [ECR_Till] or [Common]; tavo-line list shows the ports"},
+          {{"/TTY=none"}, 50, "no such device; tavo-line list shows "},
+          {{"/TTY=" + held.Tty()}, 16, "held by flock, process "},
+          {{"/TTY=" + silent.Tty(), "/SerialProtocolRetryCount=1", "/SerialProtocolResponseMaxTime=100"},
+           5,
+           "nothing came: tavo-line probe"},
+          {{"/TTY=" + otherSet.Tty(), "/EcrOperationMaxTime=0"},
+           5,
+           "1 bytes came, none of them a frame: tavo-line probe"}}) {
+        std::vector<std::string> run = words;
+        run.insert(run.begin(), {"clear", "3"});
+        const std::string plain = Output(run);
+        run = Words(run);
+        const std::string command = Join(run.data(), static_cast<int>(run.size()), "' '");
+        const RunResult result = RunProgram({"/bin/sh", "-c", "'" + command + "' 2>/dev/" + screen.Tty()});
+        EXPECT_EQ(Told(result), plain);
+        EXPECT_EQ(result.status, status);
+        const std::string shown = screen.Written();
+        EXPECT_TRUE(hint.empty() ? shown.empty() : shown.find("hint: " + hint) == 0) << shown << hint;
+    }
 }

@@ -131,6 +131,13 @@ public:
         tcgetattr(m_master, &settings);
         return settings;
     }
+    /** What a program has written to it by now. */
+    std::string Written() const {
+        char buffer[4096];
+        pollfd output{m_master, POLLIN, 0};
+        const ssize_t count = poll(&output, 1, 0) > 0 ? read(m_master, buffer, sizeof buffer) : 0;
+        return {buffer, buffer + std::max<ssize_t>(count, 0)};
+    }
     /** Waits for a frame of the tool. */
     void TakeFrame() const {
         char value = 0;

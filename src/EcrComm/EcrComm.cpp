@@ -104,17 +104,6 @@ bool IsSerial(CommChannelType type) {
     return type == CommChannel_SerialPort || type == CommChannel_SerialPortWithTC;
 }
 
-CommChannelType GetChannelType() {
-    const bool hasEthernetSettings = AppConfig::HasParameter("IpAddress");
-    const bool hasSerialPortSettings = AppConfig::HasParameter("ComNumber");
-    // a serial port always has transport control: "WithTC" is not asked, and "ComNumber" need not be there
-    if (!hasEthernetSettings) return CommChannel_SerialPortWithTC;
-    if (hasSerialPortSettings)
-        throw new ConfigurationException("Both serial port and ethernet settings are specified");
-    return AppConfig::GetParameter("WithTC", defaultWithTC) == 1 ? CommChannel_EthernetWithTC
-                                                                 : CommChannel_Ethernet;
-}
-
 uint16_t ReadFiscalStatusRecord(byte command, byte* status) {
     byte response[commIoBufferSize] = {};
     uint16_t responseLen = 0;
@@ -126,11 +115,22 @@ uint16_t ReadFiscalStatusRecord(byte command, byte* status) {
 
 }  // namespace
 
+CommChannelType GetChannelTypeBySettings() {
+    const bool hasEthernetSettings = AppConfig::HasParameter("IpAddress");
+    const bool hasSerialPortSettings = AppConfig::HasParameter("ComNumber");
+    // a serial port always has transport control: "WithTC" is not asked, and "ComNumber" need not be there
+    if (!hasEthernetSettings) return CommChannel_SerialPortWithTC;
+    if (hasSerialPortSettings)
+        throw new ConfigurationException("Both serial port and ethernet settings are specified");
+    return AppConfig::GetParameter("WithTC", defaultWithTC) == 1 ? CommChannel_EthernetWithTC
+                                                                 : CommChannel_Ethernet;
+}
+
 void ConnectToEcr(ProtocolID protocol) {
     if (!ecrConnected) {
         ecrDisconnectTime = AppConfig::GetParameter(defaultEcrDisconnectTimeName, defaultEcrDisconnectTime);
         ecrRecoveryTime = AppConfig::GetParameter(defaultEcrRecoveryTimeName, defaultEcrRecoveryTime);
-        ecrCommChannel = GetChannelType();
+        ecrCommChannel = GetChannelTypeBySettings();
         ecrCommMaxTime = AppConfig::GetParameter("EcrCommMaxTime", IsSerial(ecrCommChannel)
                                                                        ? defaultLocalEcrCommMaxTime
                                                                        : defaultNetworkEcrCommMaxTime);

@@ -3,6 +3,7 @@
 #include <cstdint>
 
 #include "Byte.h"
+#include "EcrComm/CommChannels/CommChannelType.h"
 #include "EcrComm/Protocols.h"
 #include "Exceptions.h"
 
@@ -45,6 +46,9 @@ inline constexpr byte standardRequestVersion = 2;
 /** Fiscal commands that read the ECR's and the payment terminal's status. */
 inline constexpr byte fiscalReadStatus = 100;
 inline constexpr byte fiscalReadEftStatus = 32;
+
+/** The channel that the settings choose; ConfigurationException where they contradict each other. */
+CommChannelType GetChannelTypeBySettings();
 
 /** Opens the link if it is not open and switches to the protocol. */
 void ConnectToEcr(ProtocolID protocol);

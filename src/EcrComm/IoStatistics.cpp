@@ -5,9 +5,10 @@ int IoStatistics::FramesReceived = 0;
 int IoStatistics::LostRespCount = 0;
 int IoStatistics::GarbageCount = 0;
 int IoStatistics::UnnumberedFaults = 0;
+int IoStatistics::BytesReceived = 0;
 
 void IoStatistics::Reset() {
-    FramesSend = FramesReceived = LostRespCount = GarbageCount = UnnumberedFaults = 0;
+    FramesSend = FramesReceived = LostRespCount = GarbageCount = UnnumberedFaults = BytesReceived = 0;
 }
 
 int IoStatistics::GetIoErrorCount() { return GarbageCount + LostRespCount; }

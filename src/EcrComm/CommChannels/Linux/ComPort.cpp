@@ -20,6 +20,7 @@
 #include "Clock.h"
 #include "EcrComm/CommChannels/DataLogger.h"
 #include "EcrComm/CommChannels/Linux/HighResolutionTimer.h"
+#include "EcrComm/IoStatistics.h"
 #include "Exceptions.h"
 #include "IniFile.h"
 #include "Interrupt.h"
@@ -284,6 +285,7 @@ bool ComPort::NextByte(byte& value) {
         const ssize_t count = read(handle, m_input, sizeof m_input);
         if (count < 0 && errno != EINTR && errno != EAGAIN) throw new SystemException(readError);
         if (count == 0) CheckHangUp();
+        if (count > 0) IoStatistics::BytesReceived += static_cast<int>(count);
         m_inputBegin = 0;
         m_inputEnd = count < 0 ? 0 : static_cast<size_t>(count);
     }

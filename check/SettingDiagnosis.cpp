@@ -1,0 +1,200 @@
+#include "SettingDiagnosis.h"
+
+#include <algorithm>
+#include <fstream>
+#include <iterator>
+
+#include "AppConfig.h"
+#include "Format.h"
+#include "IniFile.h"
+#include "Settings.h"
+#include "Tools.h"
+
+namespace {
+
+/** The place of the INI file that a section is; none for a text that AppConfig never asks for. */
+SettingPlace PlaceOf(const std::string& section) {
+    const std::string prefix = AppConfig::ecrSectionPrefix;
+    if (section.empty()) return SettingPlace_Top;
+    if (IniFile::IsSameName(section, AppConfig::commonSection)) return SettingPlace_Common;
+    return IniFile::IsSameName(section.substr(0, prefix.size()), prefix) ? SettingPlace_EcrSection
+                                                                         : SettingPlace_None;
+}
+
+/** The row of a name in the INI file, where its case does not matter. */
+const Setting* FindInFile(const std::string& key) {
+    const Setting* const found =
+        std::find_if(std::begin(settings), std::end(settings),
+                     [&](const Setting& s) { return IniFile::IsSameName(key, s.name); });
+    return found == std::end(settings) ? nullptr : found;
+}
+
+std::string DiagnoseName(const std::string& name, const char* prefix) {
+    const std::string nearest = GetNearestSetting(name);
+    return prefix + Printable(name) + ": no such setting" +
+           (nearest.empty() ? "" : ", " + (prefix + nearest) + "?");
+}
+
+std::string DiagnosePlace(const Setting& setting, SettingPlace place) {
+    if ((setting.places & place) != 0) return "";
+    constexpr struct {
+        SettingPlace place;
+        const char* name;
+    } names[] = {{SettingPlace_CommandLine, "on the command line"},
+                 {SettingPlace_EcrSection, "in the section of a register"},
+                 {SettingPlace_Common, "in [Common]"},
+                 {SettingPlace_Top, "above the first section heading of the INI file"}};
+    std::string places;
+    for (const auto& entry : names)
+        if ((setting.places & entry.place) != 0)
+            places += (places.empty() ? "" : " or ") + std::string(entry.name);
+    return std::string(setting.name) + " has an effect only " + places;
+}
+
+/** Of a time in ms that the port counts in a byte of tenths of a second. */
+std::string DiagnoseTime(const char* names, long long time) {
+    if (time <= maxWaitTime) return "";
+    return Format(
+        "%s: of %lld ms only %lld are waited, as the port counts up to 25.5 s and begins again at 0", names,
+        time, time % (maxWaitTime + 1) / 100 * 100);
+}
+
+std::string DiagnoseNumber(const Setting& setting, const std::string& value) {
+    const int number = ToInt(value);
+    const size_t first = value[0] == '-' || value[0] == '+' ? 1 : 0;
+    if (value.size() == first || value.find_first_not_of("0123456789", first) != std::string::npos)
+        return Format("%s: '%s' is no number: it counts as %d", setting.name, Printable(value).c_str(),
+                      number);
+    if (number >= setting.least && number <= setting.most) return "";
+    if (setting.most == maxWaitTime && number > maxWaitTime) return DiagnoseTime(setting.name, number);
+    return setting.most == INT_MAX
+               ? Format("%s: %d is less than %d", setting.name, number, setting.least)
+               : Format("%s: %d is not from %d to %d", setting.name, number, setting.least, setting.most);
+}
+
+std::string DiagnoseText(const Setting& setting, const std::string& value) {
+    const std::string name = setting.name;
+    const std::string shown = name == "Password" ? "..." : "'" + Printable(value) + "'";
+    for (const char* comment : {" ;", "\t;", " #", "\t#"})
+        if (value.find(comment) != std::string::npos)
+            return name + ": there are no comments, the whole value is " + shown;
+    if (name == "Delimiter" && value.size() > 1)
+        return name + ": of " + shown + " only the first character is taken";
+    if (name == "TTY" && value[0] == '/') return name + ": " + shown + " is not the name below /dev/";
+    return "";
+}
+
+/** What is odd about a value that is not empty. */
+std::string DiagnoseValue(const Setting& setting, const std::string& value) {
+    return setting.kind == SettingKind_Number ? DiagnoseNumber(setting, value) : DiagnoseText(setting, value);
+}
+
+class Warnings {
+public:
+    /** An empty warning is none. */
+    void Add(const std::string& place, const std::string& warning) {
+        if (!warning.empty()) texts.push_back(place + warning);
+    }
+    std::vector<std::string> texts;
+};
+
+void DiagnoseCommandLine(Warnings& warnings) {
+    for (const auto& [name, value] : AppConfig::GetParameters()) {
+        if (value.empty()) continue;
+        const Setting* const setting = FindSetting(name);
+        if (setting == nullptr) {
+            warnings.Add("", DiagnoseName(name, "/"));
+            continue;
+        }
+        warnings.Add("/", DiagnosePlace(*setting, SettingPlace_CommandLine));
+        warnings.Add("/", DiagnoseValue(*setting, value));
+    }
+}
+
+/** A section that is none of AppConfig's, though it looks like one: texts of several words are for readers.
+ */
+std::string DiagnoseHeading(const std::string& section) {
+    const bool looksLikeEcr = ToUpper(section).compare(0, 3, "ECR") == 0;
+    if (!section.empty() && PlaceOf(section) != SettingPlace_None) return "";
+    if (!looksLikeEcr && (section.empty() || section.find(' ') != std::string::npos)) return "";
+    const std::string name = Printable(Trim(section.substr(looksLikeEcr ? 3 : 0), " -.:"));
+    return "[" + Printable(section) + "]: nothing selects this section" +
+           (looksLikeEcr && !name.empty() ? ", [ECR_" + name + "]?" : "");
+}
+
+void DiagnoseLine(const IniLine& line, Warnings& warnings) {
+    const std::string place = Format("line %d: ", line.number);
+    if (line.isHeading) warnings.Add(place, DiagnoseHeading(line.section));
+    const bool isComment = line.key && (line.key->empty() || (*line.key)[0] == ';' || (*line.key)[0] == '#');
+    const SettingPlace section = PlaceOf(line.section);
+    if (!line.key || isComment || section == SettingPlace_None) return;
+    const Setting* const setting = FindInFile(*line.key);
+    if (setting == nullptr) {
+        warnings.Add(place, DiagnoseName(*line.key, ""));
+        return;
+    }
+    warnings.Add(place, DiagnosePlace(*setting, section));
+    if (!line.value.empty()) warnings.Add(place, DiagnoseValue(*setting, line.value));
+}
+
+/** What makes the file be read otherwise than an editor shows it. */
+void DiagnoseBytes(Warnings& warnings) {
+    std::ifstream file(IniFile::GetFile(), std::ios::binary);
+    const std::string text{std::istreambuf_iterator<char>(file), {}};
+    const auto lineOf = [&](size_t position) {
+        return Format(
+            "line %d: ",
+            static_cast<int>(std::count(text.begin(), text.begin() + static_cast<long>(position), '\n')) + 1);
+    };
+    if (text.compare(0, 3, "\xEF\xBB\xBF") == 0)
+        warnings.Add("line 1: ",
+                     "the file begins with a UTF-8 byte-order mark, which belongs to the first line: save it "
+                     "without one");
+    const size_t end = text.find('\x1A');
+    const size_t nul = text.substr(0, end).find('\0');
+    if (nul != std::string::npos)
+        warnings.Add(lineOf(nul),
+                     "a NUL byte makes the whole file unreadable: save it as plain text, not as UTF-16");
+    else if (end != std::string::npos)
+        warnings.Add(lineOf(end), "a Ctrl-Z (1a) ends the file: what follows has no effect");
+}
+
+/** The register that is used is found by headings in just this form, and none if there are several. */
+void DiagnoseSections(Warnings& warnings) {
+    const std::string section = AppConfig::GetEcrSection();
+    const std::vector<std::string> registers = AppConfig::GetEcrNames();
+    const auto isUsed = [&](const std::string& name) {
+        return IniFile::IsSameName(AppConfig::ecrSectionPrefix + name, section);
+    };
+    if (!section.empty() && std::none_of(registers.begin(), registers.end(), isUsed))
+        warnings.Add("", "the INI file has no section [" + Printable(section) + "]");
+    if (section.empty() && registers.size() > 1)
+        warnings.Add("",
+                     "no register is named, and the INI file has several: /ECR= or, in [Common], DefaultECR");
+    if (section.empty() && registers.size() == 1)
+        warnings.Add(
+            "", "the section of " + Printable(registers[0]) +
+                    " is not used without /ECR= or DefaultECR: it is, if its heading is a line of its own "
+                    "that begins with [ECR_ and stands once");
+}
+
+/** Each alone may be short enough. */
+void DiagnoseSum(Warnings& warnings) {
+    const int operationTime = AppConfig::GetParameter("EcrOperationMaxTime", defaultEcrOperationMaxTime);
+    const int commTime = AppConfig::GetParameter("EcrCommMaxTime", defaultLocalEcrCommMaxTime);
+    const long long sum = static_cast<long long>(operationTime) + commTime;
+    if (operationTime <= maxWaitTime && commTime <= maxWaitTime)
+        warnings.Add("", DiagnoseTime("EcrOperationMaxTime and EcrCommMaxTime together", sum));
+}
+
+}  // namespace
+
+std::vector<std::string> DiagnoseSettings() {
+    Warnings warnings;
+    DiagnoseCommandLine(warnings);
+    DiagnoseBytes(warnings);
+    IniFile::VisitLines([&](const IniLine& line) { DiagnoseLine(line, warnings); });
+    DiagnoseSections(warnings);
+    DiagnoseSum(warnings);
+    return warnings.texts;
+}

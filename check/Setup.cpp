@@ -1,0 +1,235 @@
+#include "Setup.h"
+
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <memory>
+
+#include "AppConfig.h"
+#include "EcrComm/CommChannels/Linux/ComPort.h"
+#include "EcrComm/EcrComm.h"
+#include "EcrComm/Protocols.h"
+#include "Format.h"
+#include "IniFile.h"
+#include "Json.h"
+#include "Logging.h"
+#include "Path.h"
+#include "SettingDiagnosis.h"
+#include "Tools.h"
+
+namespace {
+
+bool MayAccess(const std::string& path, int mode) {
+    return faccessat(AT_FDCWD, path.c_str(), mode, AT_EACCESS) == 0;
+}
+
+void InspectIniFile(Setup& setup) {
+    setup.iniFile = IniFile::GetFile();
+    const std::string beside = GetAppDirectory();
+    const bool isNamed = AppConfig::FindParameter("ConfigFilePath").place == SettingPlace_CommandLine;
+    if (isNamed)
+        setup.whyIniFile = "named by /ConfigFilePath";
+    else if (Path::GetDirectoryName(setup.iniFile) == beside)
+        setup.whyIniFile = "beside the program";
+    else
+        setup.whyIniFile = "none is beside the program, in " + beside;
+    if (!File::Exists(setup.iniFile))
+        setup.whyIniFile += "; it does not exist, so that every setting has its default";
+    else if (!MayAccess(setup.iniFile, R_OK))
+        setup.whyIniFile += "; this user may not read it, so that every setting has its default";
+}
+
+void InspectSection(Setup& setup) {
+    setup.registers = AppConfig::GetEcrNames();
+    setup.section = AppConfig::GetEcrSection();
+    if (AppConfig::HasParameter("ECR"))
+        setup.whySection = "named by /ECR";
+    else if (!IniFile::GetString(AppConfig::commonSection, "DefaultECR", "").empty())
+        setup.whySection = "named by DefaultECR";
+    else if (!setup.section.empty())
+        setup.whySection = "the only one";
+    else
+        setup.whySection = setup.registers.empty() ? "the INI file has none" : "none is named";
+}
+
+SettingInUse InUse(const Setting& setting) {
+    const std::string name = setting.name;
+    Parameter parameter = AppConfig::FindParameter(name);
+    // the settings that AppConfig is not asked for
+    if (setting.places == SettingPlace_Top)
+        parameter = {IniFile::GetString("", name, ""), SettingPlace_Top};
+    else if (setting.places == SettingPlace_Common)
+        parameter = {IniFile::GetString(AppConfig::commonSection, name, ""), SettingPlace_Common};
+    if (parameter.value.empty()) parameter = {GetDefault(setting), SettingPlace_None};
+    if (name == "Password" && !parameter.value.empty()) parameter.value = "...";
+    switch (parameter.place) {
+        case SettingPlace_CommandLine: return {&setting, parameter.value, "command line"};
+        case SettingPlace_EcrSection:
+            return {&setting, parameter.value, "[" + AppConfig::GetEcrSection() + "]"};
+        case SettingPlace_Common: return {&setting, parameter.value, "[Common]"};
+        case SettingPlace_Top: return {&setting, parameter.value, "top of the INI file"};
+        default: return {&setting, parameter.value, "default"};
+    }
+}
+
+/** Adds what is thrown by a step that a run takes, too. */
+template <class Step>
+void Try(Setup& setup, const Step& step) {
+    try {
+        step();
+    } catch (Exception* e) {
+        const std::unique_ptr<Exception> failure(e);
+        setup.obstacles.push_back({failure->GetReturnCode(), Trim(failure->GetDisplayMessage(), "\n")});
+    }
+}
+
+/** What keeps a run from opening the log. */
+void InspectLog(const std::string& path, Setup& setup) {
+    const std::string folder = Path::GetDirectoryName(path);
+    const auto add = [&](ReturnCode status, const std::string& cause) {
+        setup.obstacles.push_back({status, cause + ": LogFilePath names another folder"});
+    };
+    if (!Directory::Exists(folder)) {
+        const std::string parent = Path::GetDirectoryName(TrimRight(folder, "/"));
+        if (!MayAccess(parent.empty() ? "." : parent, W_OK | X_OK))
+            add(ReturnCode_SystemError, "the log's folder " + folder + " is not there and cannot be made");
+        return;
+    }
+    struct stat status {};
+    if (stat(path.c_str(), &status) != 0) {
+        if (!MayAccess(folder, W_OK | X_OK))
+            add(ReturnCode_FileIoError, "this user may not write the log's folder " + folder);
+    } else if (!S_ISREG(status.st_mode) || status.st_nlink > 1) {
+        add(ReturnCode_FileIoError, path + " is no plain file");
+    } else if (!MayAccess(path, W_OK)) {
+        add(ReturnCode_FileIoError, "this user may not write " + path);
+    }
+}
+
+void InspectPortOf(Setup& setup) {
+    const std::string tty = AppConfig::GetParameter("TTY", "");
+    const auto add = [&](ReturnCode status, const std::string& cause) {
+        setup.obstacles.push_back({status, cause});
+    };
+    if (tty.empty()) return add(ReturnCode_ConfigError, "no TTY is set: tavo-line list shows what to write");
+    setup.port = InspectPort(tty);
+    const PortFacts& port = setup.port;
+    const std::string path = Printable(port.path);
+    if (!port.exists) {
+        add(ReturnCode_SystemError, "there is no " + path + ": tavo-line list shows the ports");
+    } else if (!port.isUsable) {
+        add(ReturnCode_SystemError,
+            "this user may not use " + path + ", " + port.rights + ": " + port.wayToUse);
+    } else if (!port.isTerminal) {
+        add(ReturnCode_SystemError, path + " is no serial port: tavo-line list shows the ports");
+    } else {
+        const bool isChecked =
+            AppConfig::GetParameter("SkipInstanceChecking", defaultSkipInstanceChecking) == 0;
+        if (isChecked && !port.holders.empty() && port.holders[0].hasLocked)
+            add(ReturnCode_EcrPortLocked, path + " is " + DescribeHolders(port));
+    }
+}
+
+std::string ListOf(const std::vector<std::string>& names) {
+    return names.empty() ? "none" : Printable(Join(names.data(), static_cast<int>(names.size()), ", "));
+}
+
+std::string DescribePort(const PortFacts& port) {
+    if (port.path.empty()) return "none";
+    if (!port.exists) return Printable(port.path) + ", not there";
+    const std::string holders = DescribeHolders(port);
+    std::string text = Printable(port.path) + ", " + port.rights + ", " +
+                       (port.isUsable ? "this user may use it" : "this user may not use it") + ", " +
+                       (holders.empty() ? "nobody is seen to hold it" : holders) + "\n";
+    for (const std::string& name : port.names) text += "  also TTY = " + Printable(name) + "\n";
+    return text.substr(0, text.size() - 1);
+}
+
+std::string PortToJson(const PortFacts& port) {
+    std::vector<std::string> holders;
+    for (const PortHolder& holder : port.holders)
+        holders.push_back(JsonObject()
+                              .Add("process", holder.process)
+                              .Add("name", holder.name)
+                              .AddFlag("locked", holder.hasLocked)
+                              .GetText());
+    return JsonObject()
+        .Add("path", port.path)
+        .AddFlag("exists", port.exists)
+        .AddFlag("terminal", port.isTerminal)
+        .AddFlag("usable", port.isUsable)
+        .Add("rights", port.rights)
+        .Add("wayToUse", port.wayToUse)
+        .AddJson("names", JsonArrayOfTexts(port.names))
+        .AddJson("holders", JsonArray(holders))
+        .GetText();
+}
+
+}  // namespace
+
+Setup InspectSetup() {
+    Setup setup;
+    InspectIniFile(setup);
+    InspectSection(setup);
+    for (const Setting& setting : settings) setup.settings.push_back(InUse(setting));
+    setup.logs = GetLogPaths();
+    for (const std::string& log : setup.logs) InspectLog(log, setup);
+    Try(setup, [] { GetProtocolIDBySet(Protocol_Standard); });
+    Try(setup, [&setup] {
+        if (GetChannelTypeBySettings() == CommChannel_SerialPortWithTC)
+            InspectPortOf(setup);
+        else
+            setup.obstacles.push_back(
+                {ReturnCode_InternalError, "IpAddress: this platform has no network link"});
+    });
+    Try(setup, [] { ComPort().ComPort_Setup(IniFile::GetString("", "ComSettings", "")); });
+    setup.warnings = DiagnoseSettings();
+    return setup;
+}
+
+ReturnCode GetStatus(const Setup& setup) {
+    return setup.obstacles.empty() ? ReturnCode_OK : setup.obstacles[0].status;
+}
+
+std::string ToText(const Setup& setup) {
+    std::string text = "INI file: " + Printable(setup.iniFile) + " (" + setup.whyIniFile + ")\n" +
+                       "Registers: " + ListOf(setup.registers) + "\nSection: " +
+                       (setup.section.empty() ? "none" : "[" + Printable(setup.section) + "]") + " (" +
+                       setup.whySection + ")\nSettings:\n";
+    for (const SettingInUse& use : setup.settings)
+        text += Format("  %-30s %-20s %s\n", use.setting->name,
+                       use.value.empty() ? "-" : Printable(use.value).c_str(), Printable(use.source).c_str());
+    text += "Port: " + DescribePort(setup.port) + "\nLogs: " + ListOf(setup.logs) + "\n";
+    for (const std::string& warning : setup.warnings) text += "warning: " + warning + "\n";
+    for (const Obstacle& obstacle : setup.obstacles)
+        text += Format("status %d: ", obstacle.status) + obstacle.cause + "\n";
+    return text;
+}
+
+std::string ToJson(const Setup& setup) {
+    std::vector<std::string> inUse;
+    for (const SettingInUse& use : setup.settings)
+        inUse.push_back(JsonObject()
+                            .Add("name", use.setting->name)
+                            .Add("value", use.value)
+                            .Add("source", use.source)
+                            .GetText());
+    std::vector<std::string> obstacles;
+    for (const Obstacle& obstacle : setup.obstacles)
+        obstacles.push_back(
+            JsonObject().Add("status", obstacle.status).Add("cause", obstacle.cause).GetText());
+    return JsonObject()
+        .Add("iniFile", setup.iniFile)
+        .Add("whyIniFile", setup.whyIniFile)
+        .AddJson("registers", JsonArrayOfTexts(setup.registers))
+        .Add("section", setup.section)
+        .Add("whySection", setup.whySection)
+        .AddJson("settings", JsonArray(inUse))
+        .AddJson("port", PortToJson(setup.port))
+        .AddJson("logs", JsonArrayOfTexts(setup.logs))
+        .AddJson("warnings", JsonArrayOfTexts(setup.warnings))
+        .AddJson("obstacles", JsonArray(obstacles))
+        .Add("status", GetStatus(setup))
+        .GetText();
+}

@@ -1,0 +1,179 @@
+#include "PortFacts.h"
+
+#include <dirent.h>
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <sys/sysmacros.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <cstdio>
+#include <cstdlib>
+#include <fstream>
+#include <memory>
+#include <sstream>
+
+#include "Format.h"
+#include "Tools.h"
+
+namespace {
+
+/** The names in a folder, in order, without those that begin with a dot; none when it cannot be read. */
+std::vector<std::string> ListFolder(const std::string& path) {
+    std::vector<std::string> names;
+    const std::unique_ptr<DIR, int (*)(DIR*)> folder(opendir(path.c_str()), closedir);
+    while (const dirent* entry = folder ? readdir(folder.get()) : nullptr)
+        if (entry->d_name[0] != '.') names.emplace_back(entry->d_name);
+    std::sort(names.begin(), names.end());
+    return names;
+}
+
+std::string ReadFirstLine(const std::string& path) {
+    std::ifstream file(path);
+    std::string line;
+    std::getline(file, line);
+    return line;
+}
+
+/** The name of a user or group in a file such as /etc/group, or the number: what a network directory knows is
+ * not asked for, as it may take its time. */
+std::string NameOf(unsigned id, const char* path) {
+    std::ifstream file(path);
+    for (std::string line; std::getline(file, line);) {
+        std::istringstream fields(line);
+        std::string name;
+        std::string password;
+        std::string number;
+        if (std::getline(fields, name, ':') && std::getline(fields, password, ':') &&
+            std::getline(fields, number, ':') && number == std::to_string(id))
+            return name;
+    }
+    return std::to_string(id);
+}
+
+/** Whether /proc/tty/drivers has the device: "serial /dev/ttyS 4 64-95 serial". */
+bool IsTerminal(dev_t device) {
+    std::ifstream drivers("/proc/tty/drivers");
+    for (std::string line; std::getline(drivers, line);) {
+        unsigned majorNumber = 0;
+        unsigned first = 0;
+        unsigned last = 0;
+        const int count = std::sscanf(line.c_str(), "%*s %*s %u %u-%u", &majorNumber, &first, &last);
+        if (count >= 2 && majorNumber == major(device) && minor(device) >= first &&
+            minor(device) <= (count == 3 ? last : first))
+            return true;
+    }
+    return false;
+}
+
+/** Other names of the device, of the links that udev makes. */
+std::vector<std::string> NamesOf(dev_t device) {
+    std::vector<std::string> names;
+    for (const std::string folder : {"serial/by-id/", "serial/by-path/"}) {
+        for (const std::string& name : ListFolder("/dev/" + folder)) {
+            struct stat status {};
+            const std::string path = "/dev/" + folder + name;
+            if (stat(path.c_str(), &status) == 0 && status.st_rdev == device) names.push_back(folder + name);
+        }
+    }
+    return names;
+}
+
+/** Processes that have locked the file; everybody may see these. */
+std::vector<long> LockersOf(const struct stat& file) {
+    std::vector<long> processes;
+    std::ifstream locks("/proc/locks");
+    for (std::string line; std::getline(locks, line);) {
+        long process = 0;
+        unsigned majorNumber = 0;
+        unsigned minorNumber = 0;
+        unsigned long long inode = 0;
+        if (std::sscanf(line.c_str(), "%*d: FLOCK %*s %*s %ld %x:%x:%llu", &process, &majorNumber,
+                        &minorNumber, &inode) == 4 &&
+            inode == file.st_ino && makedev(majorNumber, minorNumber) == file.st_dev)
+            processes.push_back(process);
+    }
+    return processes;
+}
+
+/** Processes, but this one, that have the device open; only those of this user may be seen. */
+std::vector<long> OpenersOf(dev_t device) {
+    std::vector<long> processes;
+    for (const std::string& process : ListFolder("/proc")) {
+        if (process.find_first_not_of("0123456789") != std::string::npos) continue;
+        const std::string folder = "/proc/" + process + "/fd/";
+        for (const std::string& descriptor : ListFolder(folder)) {
+            struct stat status {};
+            if (stat((folder + descriptor).c_str(), &status) != 0 || !S_ISCHR(status.st_mode) ||
+                status.st_rdev != device)
+                continue;
+            processes.push_back(std::strtol(process.c_str(), nullptr, 10));
+            break;
+        }
+    }
+    return processes;
+}
+
+std::vector<PortHolder> HoldersOf(const struct stat& file) {
+    std::vector<PortHolder> holders;
+    const auto add = [&](const std::vector<long>& processes, bool hasLocked) {
+        for (const long process : processes) {
+            const bool isKnown = std::any_of(holders.begin(), holders.end(), [&](const PortHolder& holder) {
+                return holder.process == process;
+            });
+            if (isKnown || process == getpid()) continue;
+            const std::string name = ReadFirstLine("/proc/" + std::to_string(process) + "/comm");
+            holders.push_back({process, Printable(name), hasLocked});
+        }
+    };
+    add(LockersOf(file), true);
+    add(OpenersOf(file.st_rdev), false);
+    return holders;
+}
+
+/** What lets a user in: the group's rights, if it has them and is no group of the system's own. */
+std::string WayToUse(const struct stat& file, const std::string& group) {
+    if ((file.st_mode & S_IRGRP) == 0 || (file.st_mode & S_IWGRP) == 0 || file.st_gid == 0)
+        return "only its owner may use it: a udev rule gives it to a group";
+    return "sudo usermod -aG " + group + " $USER, then log in again";
+}
+
+}  // namespace
+
+PortFacts InspectPort(const std::string& tty) {
+    PortFacts port;
+    port.path = "/dev/" + tty;
+    struct stat file {};
+    if (stat(port.path.c_str(), &file) != 0) return port;
+    port.exists = true;
+    port.isTerminal = S_ISCHR(file.st_mode) && IsTerminal(file.st_rdev);
+    port.isUsable = faccessat(AT_FDCWD, port.path.c_str(), R_OK | W_OK, AT_EACCESS) == 0;
+    const std::string group = NameOf(file.st_gid, "/etc/group");
+    port.rights = NameOf(file.st_uid, "/etc/passwd") + ":" + group + Format(" %03o", file.st_mode & 07777U);
+    if (!port.isUsable) port.wayToUse = WayToUse(file, group);
+    if (!S_ISCHR(file.st_mode)) return port;
+    port.names = NamesOf(file.st_rdev);
+    port.holders = HoldersOf(file);
+    return port;
+}
+
+std::string DescribeHolders(const PortFacts& port) {
+    std::string text;
+    for (const PortHolder& holder : port.holders)
+        text += (text.empty() ? "held by " : ", ") + (holder.name.empty() ? "a program" : holder.name) +
+                Format(", process %ld", holder.process);
+    return text;
+}
+
+bool IsSerialPort(const std::string& sysfsFolder) {
+    // "type" is that of the UART; 0 is a place for one that is not there
+    return File::Exists(sysfsFolder + "/device") && ReadFirstLine(sysfsFolder + "/type") != "0";
+}
+
+std::vector<std::string> ListSerialPorts() {
+    std::vector<std::string> ports;
+    const std::string folder = "/sys/class/tty/";
+    for (const std::string& name : ListFolder(folder))
+        if (IsSerialPort(folder + name)) ports.push_back(name);
+    return ports;
+}
