@@ -21,7 +21,7 @@ constexpr ProgramOption<CheckOptions> optionTable[] = {
 
 CheckOptions ParseCheckOptions(int argc, char* argv[]) {
     CheckOptions options;
-    options.words = ApplyOptions(optionTable, argc, argv, options);
+    options.words = ApplyOptions(optionTable, argc, argv, options).others;
     options.isHelpRequested = options.isHelpRequested || argc < 2;
     return options;
 }

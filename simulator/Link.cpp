@@ -41,28 +41,27 @@ void Link::SendControl(byte value, const char* name) {
 
 void Link::Receive(byte value, Time now) {
     m_lastByteTime = now;
-    if (value == STX) {
-        if (!m_frame.empty()) m_trace.Line("<- frame cut short, dropped");
-        m_frame.assign(1, STX);
-    } else if (!m_frame.empty()) {
-        m_frame.push_back(value);
-        if (value == ETX) ReceiveFrame(now);
-        if (m_frame.size() >= commIoBufferSize) m_frame.clear();
-    } else if (value == ACK) {
-        m_trace.Line("<- ACK");
-        ReceiveAck(now);
-    } else if (value == NAK) {
-        m_trace.Line("<- NAK");
-        if (m_attempts > 0) Repeat(now, "refused");
-    } else {
-        m_trace.Line(Format("<- %02x, noise", value));
+    switch (m_reader.Receive(value)) {
+        case FrameReader::Event::None: return;
+        case FrameReader::Event::CutShort: m_trace.Line("<- frame cut short, dropped"); return;
+        case FrameReader::Event::Frame: ReceiveFrame(now); return;
+        case FrameReader::Event::Ack:
+            m_trace.Line("<- ACK");
+            ReceiveAck(now);
+            return;
+        case FrameReader::Event::Nak:
+            m_trace.Line("<- NAK");
+            if (m_attempts > 0) Repeat(now, "refused");
+            return;
+        case FrameReader::Event::Noise: m_trace.Line(Format("<- %02x, noise", value)); return;
     }
 }
 
 bool Link::ParseFrame(byte& seqNo, std::vector<byte>& payload) {
-    const auto size = static_cast<uint16_t>(m_frame.size());
+    const std::vector<byte>& frame = m_reader.GetFrame();
+    const auto size = static_cast<uint16_t>(frame.size());
     payload.resize(size);
-    payload.resize(m_version.parse(m_frame.data(), size, seqNo, payload.data(), size));
+    payload.resize(m_version.parse(frame.data(), size, seqNo, payload.data(), size));
     return !payload.empty();
 }
 
@@ -76,7 +75,6 @@ void Link::ReceiveFrame(Time now) {
     byte seqNo = 0;
     std::vector<byte> payload;
     const bool isGood = ParseFrame(seqNo, payload);
-    m_frame.clear();
     if (!isGood) {
         m_trace.Line(Format("<- frame that is none of version %d", m_version.number));
         SendControl(NAK, "NAK");
@@ -114,7 +112,7 @@ void Link::RestartSession() {
 
 void Link::HangUp() {
     RestartSession();
-    m_frame.clear();
+    m_reader.Drop();
     m_output.clear();
     m_trace.Line("the other side has hung up");
 }
@@ -156,7 +154,7 @@ void Link::Repeat(Time now, const char* reason) {
 
 Time Link::GetDeadline() const {
     Time deadline = m_ackDeadline;
-    if (!m_frame.empty())
+    if (m_reader.IsInFrame())
         deadline = std::min(deadline, m_lastByteTime + silenceInFrame);
     else if (m_ecr.HoldsAnswers())
         deadline = std::min(deadline, m_lastByteTime + silenceAfterRecords);
@@ -164,11 +162,11 @@ Time Link::GetDeadline() const {
 }
 
 void Link::Tick(Time now) {
-    if (!m_frame.empty() && now >= m_lastByteTime + silenceInFrame) {
+    if (m_reader.IsInFrame() && now >= m_lastByteTime + silenceInFrame) {
         m_trace.Line("<- frame not finished, dropped");
-        m_frame.clear();
+        m_reader.Drop();
     }
-    if (m_ecr.HoldsAnswers() && m_frame.empty() && now >= m_lastByteTime + silenceAfterRecords)
+    if (m_ecr.HoldsAnswers() && !m_reader.IsInFrame() && now >= m_lastByteTime + silenceAfterRecords)
         Queue(m_ecr.ReleaseAnswers(), now);
     if (now >= m_ackDeadline) Repeat(now, "not acknowledged");
 }

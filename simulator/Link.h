@@ -6,6 +6,7 @@
 
 #include "Byte.h"
 #include "EcrComm/CommChannels/FrameVersion.h"
+#include "FrameReader.h"
 #include "Options.h"
 #include "Peer.h"
 #include "Register.h"
@@ -44,7 +45,7 @@ private:
     const Trace& m_trace;
     std::vector<byte> m_output;
 
-    std::vector<byte> m_frame;  // being received, from STX on; empty between frames
+    FrameReader m_reader;
     byte m_lastRcvSeqNo = 0;
     bool m_hasReceived = false;  // since the session began
     std::vector<byte> m_lastPayload;

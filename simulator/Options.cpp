@@ -1,5 +1,6 @@
 #include "Options.h"
 
+#include <algorithm>
 #include <climits>
 #include <cstdlib>
 
@@ -36,15 +37,10 @@ void SetVersion(Options& options, const std::string& value) {
     options.version = ParseNumber(value, 1, newestFrameVersion);
 }
 
-constexpr struct {
-    const char* name;
-    const char* argument;  // null: a switch
-    const char* help;
-    void (*apply)(Options& options, const std::string& value);
-} optionTable[] = {
+constexpr ProgramOption<Options> optionTable[] = {
     {"--data", "DIR", "keep the sections in this folder as files; without it they end with the program",
      [](Options& o, const std::string& v) { o.dataDirectory = v; }},
-    {"--version", "@VERSIONS@", "version of the frames that the register understands (3)", SetVersion},
+    {"--frame-version", "@VERSIONS@", "version of the frames that the register understands (3)", SetVersion},
     {"--protocol-set", "0|1", "set of protocol identifiers (1)",
      [](Options& o, const std::string& v) { o.protocolSet = ParseNumber(v, 0, 1); }},
     {"--password", "P", "ask for this password before the first request",
@@ -85,56 +81,43 @@ constexpr struct {
      "where the tool departs from it",
      [](Options& o, const std::string& v) { o.replayPath = v; }},
     {"--help", nullptr, "show this text", [](Options& o, const std::string&) { o.isHelpRequested = true; }},
+    {"--version", nullptr, "show the version",
+     [](Options& o, const std::string&) { o.isVersionRequested = true; }},
 };
+
+/** Options that a replay takes, too: it is in place of a register. */
+bool IsForReplay(const std::string& name) {
+    const auto names = {"--replay", "--once", "--tty", "--com-settings"};
+    return std::find(names.begin(), names.end(), name) != names.end();
+}
 
 }  // namespace
 
 Options ParseOptions(int argc, char* argv[]) {
     Options options;
-    bool isRegister = false;
-    for (int i = 1; i < argc; i++) {
-        const std::string name = argv[i];
-        bool isKnown = false;
-        for (const auto& option : optionTable) {
-            if (name != option.name) continue;
-            isKnown = true;
-            if (option.argument != nullptr && ++i == argc)
-                throw new CommandLineException(name +
-                                               " needs an argument: " + WithFrameVersions(option.argument));
-            try {
-                option.apply(options, option.argument != nullptr ? argv[i] : "");
-            } catch (CommandLineException* e) {
-                const CommandLineException cause = *e;
-                delete e;
-                throw new CommandLineException(name + ": " + cause.GetLogMessage());
-            }
-        }
-        if (!isKnown) throw new CommandLineException("unknown option " + name);
-        isRegister = isRegister || (name != "--replay" && name != "--once" && name != "--help");
-    }
-    if (!options.replayPath.empty() && isRegister)
+    const CommandWords words = ApplyOptions(optionTable, argc, argv, options);
+    if (!words.others.empty()) throw new CommandLineException("unknown option " + words.others[0]);
+    const bool isReplay =
+        !options.replayPath.empty() && !options.isHelpRequested && !options.isVersionRequested;
+    if (isReplay && !std::all_of(words.options.begin(), words.options.end(), IsForReplay))
         throw new CommandLineException(
-            "--replay is in place of a register: of the other options it takes --once only");
+            "--replay is in place of a register: of the other options it takes --once, --tty and "
+            "--com-settings");
     return options;
 }
 
 std::vector<OptionHelp> GetOptionHelp() {
-    std::vector<OptionHelp> help;
-    for (const auto& option : optionTable)
-        help.push_back(
-            {option.name, option.argument != nullptr ? WithFrameVersions(option.argument) : "", option.help});
+    std::vector<OptionHelp> help = GetOptionHelp(optionTable);
+    for (OptionHelp& option : help) option.argument = WithFrameVersions(option.argument);
     return help;
 }
 
 std::string GetHelp() {
-    std::string text =
-        "Usage: ecrsim [options]\n"
-        "A simulated cash register on a pseudo-terminal, to run tavo on without a register.\n"
-        "Its first line, TTY=pts/N, is the setting to give to the tool; it serves until SIGINT or "
-        "SIGTERM.\n\n";
-    for (const OptionHelp& option : GetOptionHelp())
-        text += Format("  %-34s %s\n", (option.name + " " + option.argument).c_str(), option.meaning.c_str());
-    return text +
+    return "Usage: ecrsim [options]\n"
+           "A simulated cash register on a pseudo-terminal, to run tavo on without a register.\n"
+           "Its first line, TTY=pts/N, is the setting to give to the tool; it serves until SIGINT or "
+           "SIGTERM.\n\n" +
+           FormatOptionHelp(GetOptionHelp(), 34) +
            "\nExample:\n"
            "  ecrsim --data /tmp/register --trace &     prints TTY=pts/3\n"
            "  tavo read 3 plu.csv /TTY=pts/3 /LogFilePath=/tmp\n";

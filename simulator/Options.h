@@ -7,6 +7,7 @@
 
 #include "Byte.h"
 #include "Faults.h"
+#include "ProgramOptions.h"
 
 /** What the register is told to be and to do; the texts of `ecrsim --help` explain each. */
 struct Options {
@@ -31,17 +32,12 @@ struct Options {
     std::string replayPath;  // empty: the register itself answers
     bool isOnce = false;
     bool isHelpRequested = false;
+    bool isVersionRequested = false;
 };
 
 /** Reads the command line; CommandLineException with a message for a bad one. */
 Options ParseOptions(int argc, char* argv[]);
 
-/** One option as the help shows it. */
-struct OptionHelp {
-    std::string name;
-    std::string argument;  // empty for a switch
-    std::string meaning;
-};
 std::vector<OptionHelp> GetOptionHelp();
 
 /** All options with their meaning, and an example. */

@@ -1,35 +1,15 @@
 #include "Register.h"
 
-#include <iterator>
-
 #include "Defaults.h"
 #include "EcrComm/EcrComm.h"
 #include "EcrComm/FrameFormatter.h"
 #include "Format.h"
 #include "Formatting/BinaryDataFormatter.h"
+#include "Meaning.h"
 #include "Output.h"
 #include "RecordText.h"
 
 namespace {
-
-constexpr const char* answerNames[] = {
-    "ok",   "unknown command", "busy",          "bad frame",     "bad data",
-    "wait", "command failed",  "not activated", "password wrong"};
-
-const char* NameOf(byte action) {
-    switch (action) {
-        case Action_Read: return "read";
-        case Action_Write: return "write";
-        case Action_Clear: return "clear";
-        case Action_Init: return "initialise";
-        case Action_Delete: return "delete from";
-        default: return "unknown action on";
-    }
-}
-
-std::string DescribeRecord(const Record& record) {
-    return record.empty() ? "end of data" : "record: " + DescribeFields(record);
-}
 
 /** Bad data in a field, which counts from 1 here and from 0 on the wire. */
 Record BadFieldData(int field) {
@@ -51,10 +31,7 @@ Message Register::BuildMessage(const Record& data, const std::string& meaning) c
     return {{frame, frame + length}, meaning};
 }
 
-Message Register::Answer(byte code) const {
-    return BuildMessage({code},
-                        std::string("answer: ") + (code < std::size(answerNames) ? answerNames[code] : "?"));
-}
+Message Register::Answer(byte code) const { return BuildMessage({code}, DescribeAnswer(code)); }
 
 std::vector<Message> Register::Receive(Message& message) {
     const std::vector<byte>& frame = message.frame;
@@ -77,7 +54,7 @@ std::vector<Message> Register::Receive(Message& message) {
 }
 
 std::vector<Message> Register::ReceiveAuthorisation(Message& message, const Record& data) {
-    message.meaning = "authorisation";
+    message.meaning = authorisationMeaning;
     const std::string password(data.begin() + (data.empty() ? 0 : 1), data.end());
     m_isAuthorised = !data.empty() && data[0] == AuthType_Password &&
                      (m_options.password.empty() || password == m_options.password);
@@ -104,7 +81,7 @@ std::vector<Message> Register::ReceiveRequest(Message& message, const Record& da
         if (data.empty()) return {};
         return {Answer(ResponseCode_UnknownCommand)};
     }
-    message.meaning = Format("request: %s section %d", NameOf(data[1]), data[0]);
+    message.meaning = DescribeRequest(data[0], data[1]);
     const std::optional<byte> refusal = RefuseRequest();
     m_takesShortRequest = refusal == ResponseCode_BadFrame;
     if (refusal) return {Answer(*refusal)};
@@ -157,18 +134,17 @@ std::vector<Message> Register::ReceiveFiscal(Message& message, const Record& dat
     const std::optional<byte> refusal = RefuseCommand(command);
     const bool isStatus = fields.empty() && (command == fiscalReadStatus || command == fiscalReadEftStatus);
     if (isStatus) {
-        message.meaning =
-            command == fiscalReadStatus ? "request: read ECR status" : "request: read EFT status";
+        message.meaning = DescribeCommand(command, fields);
         if (refusal) return {Answer(*refusal)};
         Record status = command == fiscalReadStatus ? m_printer.GetStatus() : m_printer.GetEftStatus();
         const std::string text = DescribeFields(status);
         status.insert(status.begin(), ResponseCode_OK);
-        return {BuildMessage(status, "status: " + text)};
+        return {BuildMessage(status, statusMeaning + text)};
     }
     std::vector<std::string> paper;
     const byte code = refusal ? *refusal : m_printer.Execute(command, fields, paper);
     if (code == ResponseCode_OK) Note(data);
-    message.meaning = Format("command %d: ", command) + DescribeFields(fields);
+    message.meaning = DescribeCommand(command, fields);
     for (const std::string& line : paper) message.meaning += "\n    | " + Printable(line);
     std::vector<Message> answers(static_cast<size_t>(m_options.fiscalWaits), Answer(ResponseCode_Wait));
     answers.push_back(Answer(code));
@@ -210,8 +186,8 @@ Message Register::StoreRecord(const Record& record) {
     if (GetRecordNumber(record, number)) {
         const auto reject = m_options.rejects.find(number);
         if (reject != m_options.rejects.end() && reject->second > 0)
-            return BuildMessage(BadFieldData(reject->second),
-                                Format("answer: bad data in field %d", reject->second));
+            return BuildMessage(BadFieldData(reject->second), DescribeAnswer(ResponseCode_BadData) +
+                                                                  Format(" in field %d", reject->second));
         if (reject != m_options.rejects.end()) {
             Message answer = Answer(ResponseCode_Busy);
             answer.meaning = "answer: cannot be updated";

@@ -3,6 +3,7 @@
 #include <cstdio>
 #include <memory>
 
+#include "CommandLine.h"
 #include "Exceptions.h"
 #include "Link.h"
 #include "Options.h"
@@ -72,6 +73,8 @@ int main(int argc, char* argv[]) {
         const Options options = ParseOptions(argc, argv);
         if (options.isHelpRequested)
             Print(GetHelp());
+        else if (options.isVersionRequested)
+            Print(GetVersionText("ecrsim"));
         else if (!options.replayPath.empty())
             ServeReplay(options);
         else

@@ -40,13 +40,19 @@ inline std::string FormatOptionHelp(const std::vector<OptionHelp>& help, int wid
     return text;
 }
 
+/** The words of a command line. */
+struct CommandWords {
+    std::vector<std::string> options;  // that were given, without their arguments
+    std::vector<std::string> others;
+};
+
 /**
- * Applies the options that stand in the command line, in their order, and returns its other words.
+ * Applies the options that stand in the command line, in their order.
  * CommandLineException for an unknown option, one without its argument, and what a row makes of a bad one.
  */
 template <class Table, class Options>
-std::vector<std::string> ApplyOptions(const Table& table, int argc, char* argv[], Options& options) {
-    std::vector<std::string> words;
+CommandWords ApplyOptions(const Table& table, int argc, char* argv[], Options& options) {
+    CommandWords words;
     for (int i = 1; i < argc; i++) {
         std::string name = argv[i];
         for (const std::string_view helpSwitch : {"-h", "-?", "-help", "/h", "/?", "/help"})
@@ -55,9 +61,10 @@ std::vector<std::string> ApplyOptions(const Table& table, int argc, char* argv[]
         while (found != std::end(table) && name != found->name) found++;
         if (found == std::end(table)) {
             if (name.compare(0, 2, "--") == 0) throw new CommandLineException("unknown option " + name);
-            words.push_back(name);
+            words.others.push_back(name);
             continue;
         }
+        words.options.push_back(name);
         if (found->argument != nullptr && ++i == argc)
             throw new CommandLineException(name + " needs an argument: " + found->argument);
         try {

@@ -157,12 +157,12 @@ TEST_F(EndToEndTest, CarriesRawRecordsAndKeepsSectionsBetweenRuns) {
     std::string raw;
     for (int i = 0; i < 130; i++) raw += static_cast<char>(i);
     const std::vector<std::string> send{"send", "195", File("a.dat", raw), "/ProtocolSet=0"};
-    Simulator first({"--data", folder / "register", "--version", "1", "--protocol-set", "0", "--once",
+    Simulator first({"--data", folder / "register", "--frame-version", "1", "--protocol-set", "0", "--once",
                      "--record", folder / "session.txt"});
     EXPECT_EQ(Output(first, send), "Records sent: 3\n" + ok);
     EXPECT_EQ(first.Finish().status, 0);
     EXPECT_EQ(Output(Simulator({"--replay", folder / "session.txt"}), send), "Records sent: 3\n" + ok);
-    const Simulator ecr({"--data", folder / "register", "--version", "2"});
+    const Simulator ecr({"--data", folder / "register", "--frame-version", "2"});
     EXPECT_EQ(Tavo(ecr, {"read", "195", folder / "b.dat"}).status, 0);
     EXPECT_EQ(ReadText(folder / "b.dat"), raw);
 }

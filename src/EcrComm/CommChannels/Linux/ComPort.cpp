@@ -12,8 +12,6 @@
 #include <algorithm>
 #include <cerrno>
 #include <climits>
-#include <cstdio>
-#include <cstring>
 #include <ctime>
 
 #include "AppConfig.h"
@@ -36,76 +34,18 @@ constexpr long long maxDrainTimeMs = 1'000;
 constexpr const char* readError = "Serial port read error";
 constexpr const char* writeError = "Serial port write error";
 
-struct LineSettings {
-    long baud = 38400;
-    int data = 8;
-    int stop = 1;
-    char parity = 'o';
-};
-
 [[noreturn]] void ThrowPortLocked() {
     throw new ApplicationException("Another application is working now with ECR", ReturnCode_EcrPortLocked);
-}
-
-[[noreturn]] void ThrowBadSetup() { throw new SystemException("Bad serial port setup parameters"); }
-
-/** Reads the value behind the first occurrence of key, wherever it stands; without one the value stays. */
-template <class Value>
-void ScanKey(const std::string& settings, const char* key, const char* conversion, Value& value) {
-    const size_t position = settings.find(key);
-    if (position != std::string::npos)
-        std::sscanf(settings.c_str() + position + std::strlen(key), conversion, &value);
-}
-
-LineSettings ParseSettings(const std::string& settings) {
-    LineSettings line;
-    ScanKey(settings, "baud=", "%ld", line.baud);
-    ScanKey(settings, "data=", "%d", line.data);
-    ScanKey(settings, "stop=", "%d", line.stop);
-    ScanKey(settings, "parity=", "%c", line.parity);
-    return line;
-}
-
-speed_t SpeedOf(long baud) {
-    for (const LineSpeed& entry : lineSpeeds)
-        if (entry.baud == baud) return entry.speed;
-    ThrowBadSetup();
-}
-
-tcflag_t CharacterSize(int data) {
-    if (data == 7) return CS7;
-    if (data == 8) return CS8;
-    ThrowBadSetup();
-}
-
-tcflag_t StopBits(int stop) {
-    if (stop == 1) return 0;
-    if (stop == 2) return CSTOPB;
-    ThrowBadSetup();
-}
-
-/** Control flags of a parity; input is checked for any but none. */
-tcflag_t Parity(char parity) {
-    switch (parity) {
-        case 'e':
-        case 'E': return PARENB;
-        case 'o':
-        case 'O': return PARENB | PARODD;
-        case 'n':
-        case 'N': return 0;
-        default: ThrowBadSetup();
-    }
 }
 
 /** A time stamp for the debug log; 0 without one, where nobody asks for it. */
 long long TimeToLog() { return IsLogged(LogType_Debug) ? highResolutionTimer.GetValue() : 0; }
 
 /** Time that a character may take, stretched by "ComByteTimeMult", in ms. */
-int ByteTimeout(const LineSettings& line, bool hasParity) {
-    const int bits = 1 + line.data + line.stop + (hasParity ? 1 : 0);
+int ByteTimeout(const LineSettings& line) {
     const long double t =
-        static_cast<long double>(AppConfig::GetParameter("ComByteTimeMult", defaultComByteTimeMult)) * bits *
-        1000 / static_cast<long double>(line.baud);
+        static_cast<long double>(AppConfig::GetParameter("ComByteTimeMult", defaultComByteTimeMult)) *
+        GetBitsPerByte(line) * 1000 / static_cast<long double>(line.baud);
     return static_cast<int>(std::clamp<long double>(t, minByteTimeoutMs, INT_MAX));
 }
 
@@ -235,19 +175,17 @@ bool ComPort::HasDrained() const {
 
 void ComPort::ComPort_Setup(const std::string& settings) {
     if (settings.empty()) return;
-    const LineSettings line = ParseSettings(settings);
-    currentSettings = {};
-    const speed_t speed = SpeedOf(line.baud);
-    cfsetispeed(&currentSettings, speed);
-    cfsetospeed(&currentSettings, speed);
-    currentSettings.c_cflag |= CharacterSize(line.data);
-    currentSettings.c_cflag |= StopBits(line.stop);
-    const tcflag_t parity = Parity(line.parity);
-    currentSettings.c_cflag |= parity;
-    if (parity != 0) currentSettings.c_iflag |= INPCK;
-    // hardware flow control is always on; "rts=", "dtr=" and "octs=" are not interpreted
-    currentSettings.c_cflag |= CRTSCTS | CLOCAL | HUPCL | CREAD;
-    byteTimeoutMs = ByteTimeout(line, parity != 0);
+    const LineSettings line = ParseLineSettings(settings);
+    currentSettings = MakeTermios(line);
+    byteTimeoutMs = ByteTimeout(line);
+}
+
+void ComPort::Apply(const std::string& settings) {
+    // held back bytes would be waited for without limit
+    if (!HasDrained()) tcflush(handle, TCOFLUSH);
+    ComPort_Setup(settings);
+    if (!ApplySettings(handle, currentSettings)) throw new SystemException("Cannot set serial port settings");
+    m_inputBegin = m_inputEnd = 0;
 }
 
 void ComPort::ComPort_SetSerialPortTimeoutSettings(byte minBytes, unsigned int timeoutMs) {

@@ -6,15 +6,7 @@
 
 #include "Defaults.h"
 #include "EcrComm/CommChannels/ICommChannel.h"
-
-struct LineSpeed {
-    long baud;
-    speed_t speed;
-};
-
-/** Every speed that "ComSettings" may name. */
-inline constexpr LineSpeed lineSpeeds[] = {{4800, B4800},   {9600, B9600},   {19200, B19200},
-                                           {38400, B38400}, {57600, B57600}, {115200, B115200}};
+#include "EcrComm/CommChannels/Linux/LineSettings.h"
 
 /**
  * The serial port named by the setting "TTY". Device errors are SystemExceptions with fixed texts, the
@@ -50,6 +42,10 @@ public:
     /** Line settings ("baud=9600 data=8 stop=1 parity=e") for the next Open; keys left out take their
      * defaults. */
     void ComPort_Setup(const std::string& settings);
+    /** Sets the open port up otherwise; what it has sent and not taken yet is lost. */
+    void Apply(const std::string& settings);
+    /** The open device, for what this class does not do; -1 when it is closed. */
+    int GetHandle() const { return handle; }
     /** minBytes 0: reads wait for timeoutMs; otherwise they wait without limit. */
     void ComPort_SetSerialPortTimeoutSettings(byte minBytes, unsigned int timeoutMs);
     void ComPort_SetInterByteReadTimeout(unsigned int timeoutMs, byte minBytes);

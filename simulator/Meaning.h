@@ -1,0 +1,20 @@
+#pragma once
+
+#include <string>
+
+#include "Byte.h"
+#include "Record.h"
+
+/** What the frames of a session mean, in words for a trace; docs/protocol.md, "Session". */
+
+inline constexpr const char* authorisationMeaning = "authorisation";
+inline constexpr const char* statusMeaning = "status: ";
+
+/** "request: read section 3" */
+std::string DescribeRequest(byte section, byte action);
+/** "answer: busy" */
+std::string DescribeAnswer(byte code);
+/** "record: number 1, text "a"", or "end of data". */
+std::string DescribeRecord(const Record& record);
+/** "command 12: text "a"", or "request: read ECR status". */
+std::string DescribeCommand(byte command, const Record& fields);
