@@ -5,6 +5,7 @@
 #include <cstdlib>
 
 #include "EcrComm/CommChannels/FrameVersion.h"
+#include "EcrComm/CommChannels/Linux/LineSettings.h"
 #include "Exceptions.h"
 #include "Format.h"
 
@@ -70,12 +71,22 @@ constexpr ProgramOption<Options> optionTable[] = {
      [](Options& o, const std::string& v) { ParseFaultRates(v, o.faultRates); }},
     {"--seed", "N", "begin the random faults with this number (1)",
      [](Options& o, const std::string& v) { o.seed = static_cast<unsigned>(ParseNumber(v, 0, INT_MAX)); }},
+    {"--tty", "NAME", "serve on this serial port below /dev/, in place of a pseudo-terminal",
+     [](Options& o, const std::string& v) { o.tty = v; }},
+    {"--com-settings", "TEXT",
+     "line settings as the tool's ComSettings; a pseudo-terminal takes bytes of another speed for noise",
+     [](Options& o, const std::string& v) {
+         MakeTermios(ParseLineSettings(v));
+         o.comSettings = v;
+     }},
     {"--once", nullptr, "end when the other side hangs up",
      [](Options& o, const std::string&) { o.isOnce = true; }},
     {"--trace", nullptr, "print a line for each thing on the wire",
      [](Options& o, const std::string&) { o.isTraced = true; }},
     {"--record", "FILE", "keep the traffic in this file, as text with times and meanings",
      [](Options& o, const std::string& v) { o.recordPath = v; }},
+    {"--show-passwords", nullptr, "keep passwords in the recording, which hides them otherwise",
+     [](Options& o, const std::string&) { o.arePasswordsShown = true; }},
     {"--replay", "FILE",
      "answer as this recording says, in place of a register, to the commands run then; end with status 1 "
      "where the tool departs from it",

@@ -30,6 +30,9 @@ struct Options {
     bool isTraced = false;
     std::string recordPath;  // empty: none
     std::string replayPath;  // empty: the register itself answers
+    bool arePasswordsShown = false;
+    std::string tty;          // of a real port; empty: a pseudo-terminal
+    std::string comSettings;  // empty: those of the tool; a pseudo-terminal then takes any speed
     bool isOnce = false;
     bool isHelpRequested = false;
     bool isVersionRequested = false;

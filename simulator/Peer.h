@@ -9,7 +9,8 @@
 using Time = int64_t;
 inline constexpr Time never = INT64_MAX;
 
-/** The other end of the tool's line. It has no clock and no device of its own, so it can run in any time. */
+/** The other end of the tool's line. It has no clock of its own, and those that have no device can run in any
+ * time. */
 class Peer {
 public:
     virtual ~Peer() = default;
@@ -22,6 +23,8 @@ public:
     virtual std::vector<byte> TakeOutput() = 0;
     /** The tool has closed the line. */
     virtual void HangUp() = 0;
+    /** A descriptor whose input is to be waited for, too; -1 for none. */
+    virtual int GetHandle() const { return -1; }
     /** True when there is nothing left to answer. */
     virtual bool IsDone() const { return false; }
 };

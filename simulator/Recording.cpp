@@ -1,9 +1,10 @@
 #include "Recording.h"
 
-#include <cstdio>
+#include <cstdlib>
 #include <fstream>
 #include <sstream>
 
+#include "EcrComm/CommChannels/TcFrameBytes.h"
 #include "Exceptions.h"
 #include "Format.h"
 #include "SourceFile.h"
@@ -15,7 +16,10 @@ constexpr Time pauseInLine = 3'000;  // a longer one begins a new line, so that 
 
 }  // namespace
 
-Recording::Recording(const std::string& path) { m_file.Open(path); }
+Recording::Recording(const std::string& path, bool arePasswordsShown)
+    : m_receivedMask(!arePasswordsShown), m_sentMask(!arePasswordsShown) {
+    m_file.Open(path);
+}
 
 void Recording::Write(const std::string& text) { m_file.Write(text.data(), text.size()); }
 
@@ -30,7 +34,7 @@ void Recording::EndLine() {
     m_direction = '\0';
 }
 
-void Recording::AddBytes(char direction, const std::vector<byte>& bytes, Time now) {
+void Recording::AddBytes(char direction, const std::vector<byte>& bytes, PasswordMask& mask, Time now) {
     if (bytes.empty()) return;
     if (direction != m_direction || now - m_lastByteTime > pauseInLine) {
         EndLine();
@@ -38,9 +42,7 @@ void Recording::AddBytes(char direction, const std::vector<byte>& bytes, Time no
         m_direction = direction;
     }
     m_lastByteTime = now;
-    std::string text;
-    for (const byte value : bytes) text += Format(" %02x", value);
-    Write(text);
+    Write(mask.ToText(bytes));
 }
 
 void Recording::AddHangUp(Time now) {
@@ -80,12 +82,14 @@ bool Replay::ParseLine(const std::string& text, Entry& entry) const {
     if (kind == "hung") return text.size() > 7 && text.compare(text.size() - 7, 7, "hung up") == 0;
     if (kind != "<" && kind != ">") return false;
     entry.kind = kind == "<" ? Kind::Received : Kind::Sent;
-    unsigned value = 0;
-    while (words >> std::hex >> value) {
-        if (value > 255) return false;
-        entry.bytes.push_back(static_cast<byte>(value));
+    for (std::string word; words >> word;) {
+        char* end = nullptr;
+        const unsigned long value = std::strtoul(word.c_str(), &end, 16);
+        const bool isHidden = word == PasswordMask::hidden;
+        if (!isHidden && (*end != '\0' || value > 255)) return false;
+        entry.bytes.push_back(isHidden ? hiddenBytes : static_cast<int>(value));
     }
-    return words.eof() && !entry.bytes.empty();
+    return !entry.bytes.empty();
 }
 
 void Replay::ThrowDeparture(const std::string& what) const {
@@ -109,15 +113,19 @@ void Replay::Receive(byte value, Time now) {
     }
     if (!IsNext(Kind::Received)) ThrowDeparture(Format("it sends %02x", value));
     const Entry& entry = m_entries[m_next];
-    if (entry.bytes[m_taken] != value)
-        ThrowDeparture(Format("byte %zu is %02x, not %02x", m_taken + 1, value, entry.bytes[m_taken]));
+    const int expected = entry.bytes[m_taken];
+    if (expected == hiddenBytes && value != ETX) return;
+    if (expected != hiddenBytes && expected != value)
+        ThrowDeparture(
+            Format("byte %zu is %02x, not %02x", m_taken + 1, value, static_cast<unsigned>(expected)));
     if (++m_taken == entry.bytes.size()) Advance(now);
+    if (expected == hiddenBytes) Receive(value, now);  // it ends what is hidden
 }
 
 void Replay::Tick(Time now) {
     while (IsNext(Kind::Sent) && m_due <= now) {
-        const std::vector<byte>& bytes = m_entries[m_next].bytes;
-        m_output.insert(m_output.end(), bytes.begin(), bytes.end());
+        for (const int value : m_entries[m_next].bytes)
+            if (value != hiddenBytes) m_output.push_back(static_cast<byte>(value));
         Advance(m_due);
     }
     if (IsNext(Kind::Sent)) return;

@@ -3,6 +3,7 @@
 #include <string>
 #include <vector>
 
+#include "PasswordMask.h"
 #include "Peer.h"
 #include "TargetFile.h"
 
@@ -15,31 +16,35 @@
  *     0.020114 hung up
  *
  * The time in seconds since the start, "<" for what the tool sent and ">" for what reached it, as faults left
- * it; indented lines are for the reader, who sees there what the register made of it.
+ * it; indented lines are for the reader, who sees there what the register made of it. "**" stands for the
+ * rest of a frame with a password.
  */
 class Recording {
 public:
     /** FileIoException when the file cannot be created, here, or written, below. */
-    explicit Recording(const std::string& path);
+    Recording(const std::string& path, bool arePasswordsShown);
 
-    void AddReceived(const std::vector<byte>& bytes, Time now) { AddBytes('<', bytes, now); }
-    void AddSent(const std::vector<byte>& bytes, Time now) { AddBytes('>', bytes, now); }
+    void AddReceived(const std::vector<byte>& bytes, Time now) { AddBytes('<', bytes, m_receivedMask, now); }
+    void AddSent(const std::vector<byte>& bytes, Time now) { AddBytes('>', bytes, m_sentMask, now); }
     void AddHangUp(Time now);
     void AddMeaning(const std::string& text);
 
 private:
-    void AddBytes(char direction, const std::vector<byte>& bytes, Time now);
+    void AddBytes(char direction, const std::vector<byte>& bytes, PasswordMask& mask, Time now);
     void EndLine();
     void Write(const std::string& text);
     std::string Stamp(Time now);
 
     TargetFile m_file;
+    PasswordMask m_receivedMask;
+    PasswordMask m_sentMask;  // a line with an echo has them there, too
     Time m_start = never;
     Time m_lastByteTime = 0;
     char m_direction = '\0';  // of the line begun, none without one
 };
 
-/** Answers as a recording says, at the same pace, as long as the tool sends what it sent then. */
+/** Answers as a recording says, at the same pace, as long as the tool sends what it sent then; a password may
+ * be any where it is hidden. */
 class Replay : public Peer {
 public:
     /** FileIoException with the line for a file that is no recording. */
@@ -59,8 +64,9 @@ private:
         int line;
         Time time;
         Kind kind;
-        std::vector<byte> bytes;
+        std::vector<int> bytes;  // or hiddenBytes
     };
+    static constexpr int hiddenBytes = -1;  // any number of any bytes but ETX
 
     bool ParseLine(const std::string& text, Entry& entry) const;
     bool IsNext(Kind kind) const { return m_next < m_entries.size() && m_entries[m_next].kind == kind; }

@@ -10,6 +10,7 @@
 #include <csignal>
 #include <ctime>
 
+#include "AppConfig.h"
 #include "Clock.h"
 #include "Exceptions.h"
 
@@ -18,7 +19,14 @@ namespace {
 constexpr double bitsPerByte = 11;
 constexpr double lateness = 3'000'000;  // of a delayed byte, longer than any time-out of a session
 constexpr size_t fifoLevel = 8;         // bytes that a UART gathers before it hands them on, while more come
+constexpr byte otherSpeedNoise = 0xFE;
+constexpr Time untakenPollTime = 5'000;
 constexpr Time hungUpPollTime = 5'000;  // a terminal without another side cannot be waited for
+
+speed_t SpeedOf(const std::string& comSettings) {
+    const termios settings = MakeTermios(ParseLineSettings(comSettings));
+    return cfgetospeed(&settings);
+}
 
 }  // namespace
 
@@ -48,59 +56,84 @@ Time PacedBytes::GetDeadline() const {
 
 void PacedBytes::Clear() { m_bytes.clear(); }
 
-Terminal::Terminal(int baud, const FaultyLine& faults, Recording* recording)
-    : m_master(posix_openpt(O_RDWR | O_NOCTTY | O_CLOEXEC)),
-      m_faults(faults),
-      m_input(baud),
-      m_output(baud),
+Terminal::Terminal(const Settings& settings, Recording* recording)
+    : m_faults(settings.faultRates, settings.seed),
+      m_input(settings.baud),
+      m_output(settings.baud),
       m_recording(recording) {
-    if (m_master == -1 || grantpt(m_master) != 0 || unlockpt(m_master) != 0)
+    if (settings.tty.empty()) {
+        OpenPseudoTerminal();
+        if (!settings.comSettings.empty()) m_speed = SpeedOf(settings.comSettings);
+        return;
+    }
+    AppConfig::SetParameter("TTY", settings.tty, false);
+    m_port.Open();
+    m_port.Apply(settings.comSettings);
+    m_handle = m_port.GetHandle();
+}
+
+void Terminal::OpenPseudoTerminal() {
+    m_handle = posix_openpt(O_RDWR | O_NOCTTY | O_CLOEXEC);
+    if (m_handle == -1 || grantpt(m_handle) != 0 || unlockpt(m_handle) != 0)
         throw new SystemException("Unable to open a pseudo-terminal");
     // raw from the start: nothing is echoed or translated before the tool has set the line up
     termios settings{};
-    tcgetattr(m_master, &settings);
+    tcgetattr(m_handle, &settings);
     cfmakeraw(&settings);
-    tcsetattr(m_master, TCSANOW, &settings);
+    tcsetattr(m_handle, TCSANOW, &settings);
 }
 
-Terminal::~Terminal() { close(m_master); }
+Terminal::~Terminal() {
+    if (!IsReal()) close(m_handle);
+}
 
 std::string Terminal::GetName() const {
-    const std::string path = ptsname(m_master);
+    const std::string path = IsReal() ? ttyname(m_handle) : ptsname(m_handle);
     return path.substr(std::string("/dev/").size());
 }
 
 Time Terminal::GetTime() { return GetTimeMs() / 1000; }
 
-bool Terminal::Wait(Time deadline) {
+bool Terminal::Wait(Time deadline, int otherHandle) {
     const Time now = GetTime();
     if (m_isHungUp) deadline = std::min(deadline, now + hungUpPollTime);
     const Time wait = std::max<Time>(deadline == never ? 0 : deadline - now, 0);
     const timespec timeout{wait / 1'000'000, wait % 1'000'000 * 1000};
     sigset_t noSignals;
     sigemptyset(&noSignals);
-    pollfd terminal{m_master, static_cast<short>(m_isHungUp ? 0 : POLLIN), 0};
+    // one without another side is always ready: it is asked only now and then
+    pollfd lines[] = {{m_isHungUp ? -1 : m_handle, POLLIN, 0}, {otherHandle, POLLIN, 0}};
+    const int result = ppoll(lines, 2, deadline == never ? nullptr : &timeout, &noSignals);
     if (m_isHungUp) {
-        ppoll(nullptr, 0, &timeout, &noSignals);
+        pollfd terminal{m_handle, 0, 0};
         poll(&terminal, 1, 0);
         m_isHungUp = (terminal.revents & POLLHUP) != 0;
         return true;
     }
-    const int result = ppoll(&terminal, 1, deadline == never ? nullptr : &timeout, &noSignals);
-    if (result <= 0) return true;
+    return result <= 0 || lines[0].revents == 0 || ReadInput();
+}
+
+bool Terminal::ReadInput() {
     byte buffer[4096];
-    const ssize_t count = read(m_master, buffer, sizeof buffer);
+    const ssize_t count = read(m_handle, buffer, sizeof buffer);
     const Time arrival = GetTime();
     if (count > 0) {
-        const std::vector<byte> bytes(buffer, buffer + count);
+        std::vector<byte> bytes(buffer, buffer + count);
+        if (IsAtOtherSpeed()) std::fill(bytes.begin(), bytes.end(), otherSpeedNoise);
         if (m_recording != nullptr) m_recording->AddReceived(bytes, arrival);
         m_input.Push(m_faults.Carry(bytes), arrival);
         return true;
     }
+    if (IsReal()) throw new SystemException("Serial port read error");
     if (m_recording != nullptr) m_recording->AddHangUp(arrival);
     m_isHungUp = true;
     m_output.Clear();
     return false;
+}
+
+bool Terminal::IsAtOtherSpeed() const {
+    termios settings{};
+    return m_speed != 0 && tcgetattr(m_handle, &settings) == 0 && cfgetospeed(&settings) != m_speed;
 }
 
 std::vector<byte> Terminal::TakeInput(Time now) { return m_input.TakeDue(now); }
@@ -108,10 +141,19 @@ std::vector<byte> Terminal::TakeInput(Time now) { return m_input.TakeDue(now); }
 void Terminal::Write(const std::vector<byte>& data, Time now) { m_output.Push(m_faults.Carry(data), now); }
 
 void Terminal::Flush(Time now) {
-    const std::vector<byte> due = m_output.TakeDue(now);
-    // what a terminal without another side does not take is lost, as on a line that nobody listens to
-    if (!due.empty() && write(m_master, due.data(), due.size()) < 0) m_output.Clear();
+    std::vector<byte> due = m_output.TakeDue(now);
+    if (IsAtOtherSpeed()) std::fill(due.begin(), due.end(), otherSpeedNoise);
     if (m_recording != nullptr) m_recording->AddSent(due, now);
+    due.insert(due.begin(), m_untaken.begin(), m_untaken.end());
+    m_untaken.clear();
+    if (due.empty()) return;
+    const ssize_t count = write(m_handle, due.data(), due.size());
+    // what a terminal without another side does not take is lost, as on a line that nobody listens to
+    if (count < 0 && !IsReal()) m_output.Clear();
+    if (IsReal()) m_untaken.assign(due.begin() + std::max<ssize_t>(count, 0), due.end());
 }
 
-Time Terminal::GetDeadline() const { return std::min(m_input.GetDeadline(), m_output.GetDeadline()); }
+Time Terminal::GetDeadline() const {
+    const Time retry = m_untaken.empty() ? never : GetTime() + untakenPollTime;
+    return std::min({m_input.GetDeadline(), m_output.GetDeadline(), retry});
+}

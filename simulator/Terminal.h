@@ -6,6 +6,7 @@
 #include <vector>
 
 #include "Byte.h"
+#include "EcrComm/CommChannels/Linux/ComPort.h"
 #include "Faults.h"
 #include "Peer.h"
 #include "Recording.h"
@@ -27,22 +28,32 @@ private:
     std::deque<std::pair<double, byte>> m_bytes;
 };
 
-/** The pseudo-terminal that the tool opens in place of a serial port. */
+/** Where the tool's line ends: a pseudo-terminal that the tool opens in place of a serial port, or a real
+ * port. */
 class Terminal {
 public:
-    /** SystemException when there is none to be had. recording may be null. */
-    Terminal(int baud, const FaultyLine& faults, Recording* recording);
+    struct Settings {
+        std::string tty;          // of a real port below /dev/; empty: a pseudo-terminal
+        std::string comSettings;  // as the tool's; without them a pseudo-terminal takes any speed
+        int baud = 0;             // pace of the bytes, 0: none
+        FaultRates faultRates{};
+        unsigned seed = 1;
+    };
+
+    /** SystemException when there is no pseudo-terminal to be had; for a real port as ComPort::Open.
+     * recording may be null. */
+    Terminal(const Settings& settings, Recording* recording);
     Terminal(const Terminal&) = delete;
     Terminal& operator=(const Terminal&) = delete;
     ~Terminal();
 
-    /** "pts/3" */
+    /** "pts/3", or the name of the real port */
     std::string GetName() const;
     static Time GetTime();
 
-    /** Waits for input, a signal or the deadline; false when the other side has hung up since the last call.
-     */
-    bool Wait(Time deadline);
+    /** Waits for input, also for some of another descriptor (none: -1), a signal or the deadline; false when
+     * the other side has hung up since the last call. SystemException when a real port is gone. */
+    bool Wait(Time deadline, int otherHandle);
     /** Bytes that have arrived by now. */
     std::vector<byte> TakeInput(Time now);
     void Write(const std::vector<byte>& data, Time now);
@@ -52,10 +63,18 @@ public:
     Time GetDeadline() const;
 
 private:
-    int m_master;
+    bool IsReal() const { return m_port.GetHandle() != -1; }
+    void OpenPseudoTerminal();
+    bool IsAtOtherSpeed() const;
+    bool ReadInput();
+
+    ComPort m_port;  // open for a real port only
+    int m_handle = -1;
+    speed_t m_speed = 0;  // that a pseudo-terminal must have, 0: any
     bool m_isHungUp = false;
     FaultyLine m_faults;
     PacedBytes m_input;
     PacedBytes m_output;
+    std::vector<byte> m_untaken;  // carried, and not taken by a real port yet
     Recording* m_recording;
 };

@@ -167,6 +167,26 @@ TEST_F(EndToEndTest, CarriesRawRecordsAndKeepsSectionsBetweenRuns) {
     EXPECT_EQ(ReadText(folder / "b.dat"), raw);
 }
 
+TEST_F(EndToEndTest, KeepsNoPasswordInARecordingAndReplaysItForAny) {
+    for (const char* version : {"1", "3"}) {
+        Simulator ecr({"--password", "s3cret", "--frame-version", version, "--record", folder / "session.txt",
+                       "--once"});
+        EXPECT_EQ(
+            Tavo(ecr, {"clear", "3", "/Password=s3cret", std::string("/SerialProtocolVersion=") + version})
+                .status,
+            0);
+        ecr.Finish();
+        const std::string recording = ReadText(folder / "session.txt");
+        EXPECT_EQ(recording.find("73 33 63"), std::string::npos) << recording;
+        EXPECT_NE(recording.find(" 0e ** 03\n"), std::string::npos) << recording;
+        const Simulator replay({"--replay", folder / "session.txt"});
+        EXPECT_EQ(Tavo(replay, {"clear", "3", "/Password=another one",
+                                std::string("/SerialProtocolVersion=") + version})
+                      .status,
+                  0);
+    }
+}
+
 TEST_F(EndToEndTest, HintsOnATerminalAndNowhereElse) {
     const PseudoTerminal screen;
     const PseudoTerminal held;

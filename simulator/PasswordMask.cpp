@@ -1,0 +1,59 @@
+#include "PasswordMask.h"
+
+#include "EcrComm/CommChannels/TcFrameBytes.h"
+#include "EcrComm/Protocols.h"
+#include "Format.h"
+
+namespace {
+
+constexpr byte firstSequenceNumber =
+    32;  // but for 0; an identifier in its place means frames without numbers
+
+bool IsAuthorisation(byte protocol) {
+    return protocol == Protocol_SessionAuth || protocol == Protocol_SessionAuth_Set1;
+}
+
+}  // namespace
+
+bool PasswordMask::Hides(byte value) {
+    if (value == STX || value == ETX) {
+        m_isHiding = false;
+        m_place = value == STX ? Place::Start : Place::None;
+        return false;
+    }
+    switch (m_place) {
+        case Place::None: return m_isHiding;
+        case Place::Start:
+            // a number; without one the identifier, which is below all numbers
+            if (value == 0 || value >= firstSequenceNumber) {
+                m_place = Place::Identifier;
+                return false;
+            }
+            [[fallthrough]];
+        case Place::Identifier: m_place = IsAuthorisation(value) ? Place::LengthLow : Place::None; return false;
+        case Place::LengthLow:
+            // of 1 in an answer: a code
+            m_place = value == 1 ? Place::LengthHigh : Place::None;
+            m_isHiding = m_isOn && value != 1;
+            return m_isHiding;
+        case Place::LengthHigh:
+            m_place = Place::None;
+            m_isHiding = m_isOn && value != 0;
+            return m_isHiding;
+    }
+    return false;
+}
+
+std::string PasswordMask::ToText(const std::vector<byte>& bytes) {
+    std::string text;
+    bool wasHidden = false;
+    for (const byte value : bytes) {
+        const bool isHidden = Hides(value);
+        if (!isHidden)
+            text += Format(" %02x", value);
+        else if (!wasHidden)
+            text += std::string(" ") + hidden;
+        wasHidden = isHidden;
+    }
+    return text;
+}
