@@ -1,6 +1,5 @@
 #include "Setup.h"
 
-#include <fcntl.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -20,9 +19,7 @@
 
 namespace {
 
-bool MayAccess(const std::string& path, int mode) {
-    return faccessat(AT_FDCWD, path.c_str(), mode, AT_EACCESS) == 0;
-}
+bool MayAccess(const std::string& path, int mode) { return access(path.c_str(), mode) == 0; }
 
 void InspectIniFile(Setup& setup) {
     setup.iniFile = IniFile::GetFile();

@@ -32,10 +32,7 @@ constexpr const char* usage =
 /** The command line of tavo that would send the file. */
 BaseCommandParameters CollectTavoParameters(const CheckOptions& options) {
     std::vector<std::string> words = options.words;
-    if (options.isSetup)
-        words.insert(words.begin(), {"tavo", "Clear", "0"});
-    else
-        words.insert(words.begin(), {"tavo", options.isFiscal ? "ExecuteFiscal" : "Send"});
+    words.insert(words.begin(), {"tavo", options.isFiscal ? "ExecuteFiscal" : "Send"});
     std::vector<char*> argv;
     argv.reserve(words.size());
     for (std::string& word : words) argv.push_back(word.data());
@@ -120,7 +117,7 @@ ReturnCode Check(const CheckOptions& options) {
 }
 
 ReturnCode CheckSetup(const CheckOptions& options) {
-    CollectTavoParameters(options);
+    LoadSettings(options.words);
     const Setup setup = InspectSetup();
     Print(options.isJson ? ToJson(setup) + "\n" : ToText(setup));
     return GetStatus(setup);

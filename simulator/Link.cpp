@@ -5,6 +5,7 @@
 #include "Defaults.h"
 #include "EcrComm/CommChannels/Compatibility/TcFrameSeqNo.h"
 #include "Format.h"
+#include "Meaning.h"
 
 namespace {
 
@@ -79,7 +80,7 @@ void Link::ReceiveFrame(Time now) {
         m_trace.Line(Format("<- frame that is none of version %d", m_version.number));
         SendControl(NAK, "NAK");
     } else if (IsRepeated(seqNo, payload)) {
-        m_trace.Line(Format("<- frame v%d #%d again, dropped", m_version.number, seqNo));
+        m_trace.Line("<- " + NameFrame(m_version, seqNo) + " again, dropped");
         SendControl(ACK, "ACK");
     } else {
         AcceptFrame(seqNo, payload, now);
@@ -96,7 +97,7 @@ void Link::AcceptFrame(byte seqNo, const std::vector<byte>& payload, Time now) {
 
     Message message{payload, ""};
     const std::vector<Message> answers = m_ecr.Receive(message);
-    m_trace.Line(Format("<- frame v%d #%d: ", m_version.number, seqNo) + message.meaning);
+    m_trace.Line("<- " + NameFrame(m_version, seqNo) + ": " + message.meaning);
     SendControl(ACK, "ACK");
     Queue(answers, now);
 }
@@ -139,7 +140,7 @@ void Link::SendFront(Time now) {
     m_output.insert(m_output.end(), frame, frame + length);
     m_attempts++;
     m_ackDeadline = now + DurationOf(length) + ackTimeout;
-    m_trace.Line(Format("-> frame v%d #%d: ", m_version.number, m_nextSndSeqNo) + message.meaning);
+    m_trace.Line("-> " + NameFrame(m_version, m_nextSndSeqNo) + ": " + message.meaning);
 }
 
 void Link::Repeat(Time now, const char* reason) {

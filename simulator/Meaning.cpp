@@ -25,11 +25,16 @@ const char* NameOf(byte action) {
 
 }  // namespace
 
+std::string NameFrame(const FrameVersion& version, byte seqNo) {
+    return Format("frame v%d", version.number) + (version.isNumbered ? Format(" #%d", seqNo) : "");
+}
+
 std::string DescribeRequest(byte section, byte action) {
     return Format("request: %s section %d", NameOf(action), section);
 }
 
-std::string DescribeAnswer(byte code) {
+std::string DescribeAnswer(byte code, bool isToRecord) {
+    if (isToRecord && code == ResponseCode_Busy) return "answer: cannot be updated";
     return std::string("answer: ") + (code < std::size(answerNames) ? answerNames[code] : "?");
 }
 

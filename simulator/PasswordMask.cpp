@@ -9,10 +9,6 @@ namespace {
 constexpr byte firstSequenceNumber =
     32;  // but for 0; an identifier in its place means frames without numbers
 
-bool IsAuthorisation(byte protocol) {
-    return protocol == Protocol_SessionAuth || protocol == Protocol_SessionAuth_Set1;
-}
-
 }  // namespace
 
 bool PasswordMask::Hides(byte value) {
@@ -30,7 +26,9 @@ bool PasswordMask::Hides(byte value) {
                 return false;
             }
             [[fallthrough]];
-        case Place::Identifier: m_place = IsAuthorisation(value) ? Place::LengthLow : Place::None; return false;
+        case Place::Identifier:
+            m_place = IsProtocol(value, Protocol_SessionAuth) ? Place::LengthLow : Place::None;
+            return false;
         case Place::LengthLow:
             // of 1 in an answer: a code
             m_place = value == 1 ? Place::LengthHigh : Place::None;

@@ -190,7 +190,7 @@ Message Register::StoreRecord(const Record& record) {
                                                                   Format(" in field %d", reject->second));
         if (reject != m_options.rejects.end()) {
             Message answer = Answer(ResponseCode_Busy);
-            answer.meaning = "answer: cannot be updated";
+            answer.meaning = DescribeAnswer(ResponseCode_Busy, true);
             return answer;
         }
     }

@@ -119,6 +119,17 @@ void ParseConfigParam(const std::string& param, std::string& name, std::string& 
     value = param.substr(separator + 1);
 }
 
+void LoadSettings(const std::vector<std::string>& words) {
+    AppConfig::Clear();
+    for (const std::string& word : words) {
+        std::string name;
+        std::string value;
+        ParseConfigParam(word, name, value);
+        AppConfig::SetParameter(name, value, false);
+    }
+    AppConfig::Initialize();
+}
+
 BaseCommandParameters CollectParameters(int argc, char* argv[]) {
     BaseCommandParameters params;
     int next = 1;
@@ -132,13 +143,6 @@ BaseCommandParameters CollectParameters(int argc, char* argv[]) {
         params.data = ParseData(nextArgument());
     if (HasFileArgument(params.command)) params.filePath = nextArgument();
 
-    AppConfig::Clear();
-    while (next < argc) {
-        std::string name;
-        std::string value;
-        ParseConfigParam(nextArgument(), name, value);
-        AppConfig::SetParameter(name, value, false);
-    }
-    AppConfig::Initialize();
+    LoadSettings({argv + next, argv + argc});
     return params;
 }

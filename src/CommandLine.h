@@ -23,6 +23,9 @@ std::string GetVersionText(const char* program);
 /** The command line as the log shows it: the program in quotes, the arguments as they are. */
 std::string GetCommandLine(int argc, char* argv[]);
 
+/** Takes words of the form /Name=Value and loads the configuration with them. */
+void LoadSettings(const std::vector<std::string>& words);
+
 /** Parses the whole command line and loads the configuration; CommandLineException for anything malformed. */
 BaseCommandParameters CollectParameters(int argc, char* argv[]);
 

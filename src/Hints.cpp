@@ -10,7 +10,6 @@
 #include "EcrComm/IoStatistics.h"
 #include "Format.h"
 #include "IniFile.h"
-#include "Logging.h"
 #include "PortFacts.h"
 #include "Settings.h"
 #include "Tools.h"
@@ -60,10 +59,10 @@ std::string HintOnConfiguration() {
 
 /** On a port that could not be opened, or has disappeared. */
 std::string HintOnPort() {
-    if (!IsLoggingStarted()) return "tavo-check --setup shows what is wrong with the log's folder";
     const PortFacts port = InspectPort(AppConfig::GetParameter("TTY", ""));
     if (port.exists)
-        return port.isUsable ? "" : Printable(port.path) + " is " + port.rights + "; " + port.wayToUse;
+        return port.isUsable ? "tavo-check --setup shows what a run would meet"
+                             : Printable(port.path) + " is " + port.rights + "; " + port.wayToUse;
     const std::vector<std::string> ports = ListSerialPorts();
     return "no such device; tavo-line list shows " +
            (ports.empty() ? "none" : Join(ports.data(), static_cast<int>(ports.size()), ", "));

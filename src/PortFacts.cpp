@@ -1,7 +1,6 @@
 #include "PortFacts.h"
 
 #include <dirent.h>
-#include <fcntl.h>
 #include <sys/stat.h>
 #include <sys/sysmacros.h>
 #include <unistd.h>
@@ -147,7 +146,7 @@ PortFacts InspectPort(const std::string& tty) {
     if (stat(port.path.c_str(), &file) != 0) return port;
     port.exists = true;
     port.isTerminal = S_ISCHR(file.st_mode) && IsTerminal(file.st_rdev);
-    port.isUsable = faccessat(AT_FDCWD, port.path.c_str(), R_OK | W_OK, AT_EACCESS) == 0;
+    port.isUsable = access(port.path.c_str(), R_OK | W_OK) == 0;
     const std::string group = NameOf(file.st_gid, "/etc/group");
     port.rights = NameOf(file.st_uid, "/etc/passwd") + ":" + group + Format(" %03o", file.st_mode & 07777U);
     if (!port.isUsable) port.wayToUse = WayToUse(file, group);

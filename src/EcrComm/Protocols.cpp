@@ -18,3 +18,7 @@ ProtocolID GetProtocolIDInSet(ProtocolID id, int protocolSet) {
 ProtocolID GetProtocolIDBySet(ProtocolID id) {
     return GetProtocolIDInSet(id, AppConfig::GetParameter("ProtocolSet", defaultProtocolSet));
 }
+
+bool IsProtocol(uint8_t value, ProtocolID id) {
+    return value == GetProtocolIDInSet(id, 0) || value == GetProtocolIDInSet(id, 1);
+}

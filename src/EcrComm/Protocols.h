@@ -19,3 +19,6 @@ ProtocolID GetProtocolIDInSet(ProtocolID id, int protocolSet);
 
 /** id in the set of the setting "ProtocolSet". */
 ProtocolID GetProtocolIDBySet(ProtocolID id);
+
+/** Whether value is id in any of the sets. */
+bool IsProtocol(uint8_t value, ProtocolID id);

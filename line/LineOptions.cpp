@@ -1,0 +1,29 @@
+#include "LineOptions.h"
+
+namespace {
+
+constexpr ProgramOption<LineOptions> optionTable[] = {
+    {"--record", "FILE", "keep what tap carries in this file, for ecrsim --replay",
+     [](LineOptions& o, const std::string& v) { o.recordPath = v; }},
+    {"--show-passwords", nullptr, "keep passwords in the recording, which hides them otherwise",
+     [](LineOptions& o, const std::string&) { o.arePasswordsShown = true; }},
+    {"--help", nullptr, "show this text",
+     [](LineOptions& o, const std::string&) { o.isHelpRequested = true; }},
+    {"--version", nullptr, "show the version",
+     [](LineOptions& o, const std::string&) { o.isVersionRequested = true; }},
+};
+
+}  // namespace
+
+LineOptions ParseLineOptions(int argc, char* argv[]) {
+    LineOptions options;
+    options.words = ApplyOptions(optionTable, argc, argv, options).others;
+    options.isHelpRequested = options.isHelpRequested || argc < 2;
+    if (options.isHelpRequested || options.isVersionRequested) return options;
+    if (options.words.empty()) throw new CommandLineException("no action");
+    options.action = options.words[0];
+    options.words.erase(options.words.begin());
+    return options;
+}
+
+std::vector<OptionHelp> GetLineOptionHelp() { return GetOptionHelp(optionTable); }

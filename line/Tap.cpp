@@ -1,0 +1,54 @@
+#include "Tap.h"
+
+#include <poll.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <cerrno>
+#include <utility>
+
+#include "Exceptions.h"
+
+namespace {
+
+constexpr Time retryPause = 5'000;  // while the port takes nothing
+
+/** The bytes that read or write has carried, none for now included. */
+size_t Carried(ssize_t result, const char* failure) {
+    if (result < 0 && errno != EAGAIN && errno != EINTR) throw new SystemException(failure);
+    return static_cast<size_t>(std::max<ssize_t>(result, 0));
+}
+
+}  // namespace
+
+Tap::Tap(const Trace& trace) : m_decoder(trace) { m_port.Open(); }
+
+void Tap::Receive(byte value, Time) {
+    m_toRegister.push_back(value);
+    m_decoder.ReceiveFromTool(value);
+}
+
+void Tap::Tick(Time now) {
+    constexpr const char* writeError = "Serial port write error";
+    constexpr const char* readError = "Serial port read error";
+    if (!m_toRegister.empty()) {
+        const size_t count =
+            Carried(write(GetHandle(), m_toRegister.data(), m_toRegister.size()), writeError);
+        m_toRegister.erase(m_toRegister.begin(), m_toRegister.begin() + static_cast<std::ptrdiff_t>(count));
+    }
+    m_retryTime = m_toRegister.empty() ? never : now + retryPause;
+    pollfd port{GetHandle(), POLLIN, 0};
+    if (poll(&port, 1, 0) <= 0) return;
+    byte buffer[4096];
+    const ssize_t result = read(GetHandle(), buffer, sizeof buffer);
+    if (result == 0) errno = ENODEV;
+    const size_t count = Carried(result == 0 ? -1 : result, readError);
+    m_output.insert(m_output.end(), buffer, buffer + count);
+    for (size_t i = 0; i < count; i++) m_decoder.ReceiveFromRegister(buffer[i]);
+}
+
+Time Tap::GetDeadline() const { return m_retryTime; }
+
+std::vector<byte> Tap::TakeOutput() { return std::exchange(m_output, {}); }
+
+void Tap::HangUp() { m_decoder.HangUp(); }

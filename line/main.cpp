@@ -1,0 +1,103 @@
+#include <iterator>
+#include <memory>
+#include <new>
+
+#include "CommandLine.h"
+#include "Driver.h"
+#include "EcrComm/CommChannels/Linux/LineSettings.h"
+#include "Hints.h"
+#include "IniFile.h"
+#include "Interrupt.h"
+#include "LineOptions.h"
+#include "Output.h"
+#include "PortList.h"
+#include "Recording.h"
+#include "SerialLine.h"
+#include "Serve.h"
+#include "Tap.h"
+
+namespace {
+
+ReturnCode List(const LineOptions&) {
+    const std::vector<std::string> ports = DescribePorts();
+    for (const std::string& port : ports) Print(port + "\n");
+    if (ports.empty()) Print("This machine has no serial port.\n");
+    return ReturnCode_OK;
+}
+
+ReturnCode Probe(const LineOptions&) {
+    CatchInterrupts();
+    SerialLine line;
+    Print("Modem lines: " + line.DescribeModemLines() + "\n");
+    if (line.IsHeldBack()) {
+        Print("CTS is off: the register is off or the cable has no CTS: nothing can be sent.\n");
+        return ReturnCode_CommunicationError;
+    }
+    const LineSettings configured = ParseLineSettings(IniFile::GetString("ComSettings", ""));
+    const std::vector<ProbeResult> results =
+        ProbeLine(line, configured, [](const ProbeResult& result) { Print(Describe(result) + "\n"); });
+    Print("Modem lines: " + line.DescribeModemLines() + "\n" + Advise(results, IniFile::GetFile()));
+    return FindAnswer(results) != nullptr ? ReturnCode_OK : ReturnCode_CommunicationError;
+}
+
+ReturnCode RunTap(const LineOptions& options) {
+    CatchStopSignals();
+    const auto recording = options.recordPath.empty()
+                               ? nullptr
+                               : std::make_unique<Recording>(options.recordPath, options.arePasswordsShown);
+    const Trace trace(true, recording.get());
+    Tap tap(trace);
+    Terminal terminal({}, recording.get());
+    Print("TTY=" + terminal.GetName() + "\n");
+    Serve(terminal, tap, false);
+    return ReturnCode_OK;
+}
+
+constexpr struct {
+    const char* name;
+    const char* meaning;
+    ReturnCode (*run)(const LineOptions& options);
+} actions[] = {
+    {"list", "a line for each serial port: the name to write behind TTY =, driver, adapter, rights, holder",
+     List},
+    {"probe", "find out who answers, and with which line settings; the register is not asked to do anything",
+     Probe},
+    {"tap", "stand between tool and register: give a TTY to the tool, and show what passes", RunTap}};
+
+std::string GetUsage() {
+    std::string text =
+        "Usage: tavo-line ACTION [options] [/Name=Value ...]\n"
+        "The serial line itself, with the port and the settings that tavo would use.\n\n";
+    for (const auto& action : actions) text += Format("  %-17s %s\n", action.name, action.meaning);
+    return text + "\n" + FormatOptionHelp(GetLineOptionHelp(), 17);
+}
+
+ReturnCode Run(int argc, char* argv[]) {
+    const LineOptions options = ParseLineOptions(argc, argv);
+    if (options.isHelpRequested || options.isVersionRequested) {
+        Print(options.isHelpRequested ? GetUsage() : GetVersionText("tavo-line"));
+        return ReturnCode_OK;
+    }
+    for (const auto& action : actions) {
+        if (options.action != action.name) continue;
+        LoadSettings(options.words);
+        return action.run(options);
+    }
+    throw new CommandLineException("Unknown action");
+}
+
+}  // namespace
+
+int main(int argc, char* argv[]) {
+    ReturnCode status = ReturnCode_SystemError;
+    try {
+        status = Run(argc, argv);
+    } catch (Exception* e) {
+        status = HandleException(e);
+    } catch (const std::bad_alloc&) {
+        Print("System error: Not enough memory\n");
+    }
+    if (const int interrupt = GetInterrupt(); interrupt != 0) EndByInterrupt(interrupt);
+    HintAtStatus(status);
+    return status;
+}
