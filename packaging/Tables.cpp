@@ -1,9 +1,11 @@
 #include "Tables.h"
 
+#include "CheckOptions.h"
 #include "CommandLine.h"
 #include "EcrComm/CommChannels/FrameVersion.h"
 #include "ExitStatus.h"
 #include "Format.h"
+#include "LineOptions.h"
 #include "Options.h"
 #include "Settings.h"
 
@@ -62,15 +64,15 @@ std::string GetCommands() {
     return text;
 }
 
-std::string GetSimulatorOptions() {
+std::string GetNames(const std::vector<OptionHelp>& options) {
     std::string text;
-    for (const OptionHelp& option : GetOptionHelp()) text += (text.empty() ? "" : " ") + option.name;
+    for (const OptionHelp& option : options) text += (text.empty() ? "" : " ") + option.name;
     return text;
 }
 
-std::string GetSimulatorOptionsMan() {
+std::string GetMan(const std::vector<OptionHelp>& options) {
     std::string text;
-    for (const OptionHelp& option : GetOptionHelp())
+    for (const OptionHelp& option : options)
         text += ".TP\n.BI " + Roff(option.name) + " \" " + Roff(option.argument) + "\"\n" +
                 Roff(option.meaning) + ".\n";
     return text;
@@ -106,8 +108,12 @@ std::string FillTemplate(std::string text) {
                   {"@SETTINGS_MAN@\n", GetSettingsMan()},
                   {"@SETTINGS_INI@\n", GetSettingsIni()},
                   {"@EXIT_STATUSES_MAN@\n", GetExitStatusesMan()},
-                  {"@ECRSIM_OPTIONS@", GetSimulatorOptions()},
-                  {"@ECRSIM_OPTIONS_MAN@\n", GetSimulatorOptionsMan()}};
+                  {"@ECRSIM_OPTIONS@", GetNames(GetOptionHelp())},
+                  {"@ECRSIM_OPTIONS_MAN@\n", GetMan(GetOptionHelp())},
+                  {"@CHECK_OPTIONS@", GetNames(GetCheckOptionHelp())},
+                  {"@CHECK_OPTIONS_MAN@\n", GetMan(GetCheckOptionHelp())},
+                  {"@LINE_OPTIONS@", GetNames(GetLineOptionHelp())},
+                  {"@LINE_OPTIONS_MAN@\n", GetMan(GetLineOptionHelp())}};
     for (const auto& entry : values)
         for (size_t at; (at = text.find(entry.placeholder)) != std::string::npos;)
             text.replace(at, std::string(entry.placeholder).size(), entry.value);

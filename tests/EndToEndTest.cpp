@@ -167,6 +167,23 @@ TEST_F(EndToEndTest, CarriesRawRecordsAndKeepsSectionsBetweenRuns) {
     EXPECT_EQ(ReadText(folder / "b.dat"), raw);
 }
 
+TEST_F(EndToEndTest, OneMachineTestsTheOtherOverTwoRealPorts) {
+    const NullModem cable;
+    const termios before = cable.b.Settings();
+    Process ecr({ECRSIM_PROGRAM, "--tty", cable.b.Tty(), "--com-settings", "baud=9600 stop=2"});
+    EXPECT_EQ(ecr.ReadLine(), "Serving on " + cable.b.Tty());
+    termios now = cable.b.Settings();
+    EXPECT_TRUE(cfgetospeed(&now) == B9600 && (now.c_cflag & CSTOPB) != 0);
+    const std::string tty = "/TTY=" + cable.a.Tty();
+    EXPECT_EQ(Tavo({"send", "3", File("a.csv", ManyRecords(100, "\r\n")), tty}).status, 0);
+    EXPECT_EQ(Tavo({"read", "3", folder / "b.csv", tty}).status, 0);
+    EXPECT_EQ(ReadText(folder / "b.csv"), ReadText(folder / "a.csv"));
+    EXPECT_EQ(RunProgram({ECRSIM_PROGRAM, "--tty", cable.b.Tty()}).status, 1);  // it is locked
+    ecr.Signal(SIGTERM);
+    EXPECT_EQ(ecr.Finish().status, 0);
+    EXPECT_EQ(cable.b.Settings().c_lflag, before.c_lflag);
+}
+
 TEST_F(EndToEndTest, KeepsNoPasswordInARecordingAndReplaysItForAny) {
     for (const char* version : {"1", "3"}) {
         Simulator ecr({"--password", "s3cret", "--frame-version", version, "--record", folder / "session.txt",

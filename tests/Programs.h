@@ -8,6 +8,7 @@
 #include <termios.h>
 #include <unistd.h>
 
+#include <atomic>
 #include <chrono>
 #include <csignal>
 #include <thread>
@@ -124,6 +125,7 @@ public:
     PseudoTerminal& operator=(const PseudoTerminal&) = delete;
     ~PseudoTerminal() { HangUp(); }
 
+    int GetMaster() const { return m_master; }
     void HangUp() { close(std::exchange(m_master, -1)); }
     std::string Tty() const { return std::string(ptsname(m_master)).substr(5); }
     termios Settings() const {
@@ -155,4 +157,32 @@ public:
 
 private:
     int m_master = posix_openpt(O_RDWR | O_NOCTTY | O_CLOEXEC);
+};
+
+/** Two ports with a cable between them. */
+class NullModem {
+public:
+    ~NullModem() {
+        m_isCut = true;
+        m_cable.join();
+    }
+    const PseudoTerminal a;
+    const PseudoTerminal b;
+
+private:
+    void Carry() const {
+        while (!m_isCut) {
+            pollfd ends[] = {{a.GetMaster(), POLLIN, 0}, {b.GetMaster(), POLLIN, 0}};
+            poll(ends, 2, 10);
+            for (int i = 0; i < 2; i++) {
+                char buffer[1024];
+                if ((ends[i].revents & POLLIN) == 0) continue;
+                const ssize_t count = read(ends[i].fd, buffer, sizeof buffer);
+                EXPECT_EQ(write(ends[1 - i].fd, buffer, static_cast<size_t>(std::max<ssize_t>(count, 0))),
+                          count);
+            }
+        }
+    }
+    std::atomic<bool> m_isCut{false};
+    std::thread m_cable{[this] { Carry(); }};
 };
