@@ -85,6 +85,7 @@ void Try(Setup& setup, const Step& step) {
 void InspectLog(const std::string& path, Setup& setup) {
     const std::string folder = Path::GetDirectoryName(path);
     const auto add = [&](ReturnCode status, const std::string& cause) {
+        setup.areLogsWritable = false;
         setup.obstacles.push_back({status, cause + ": LogFilePath names another folder"});
     };
     if (!Directory::Exists(folder)) {
@@ -197,7 +198,8 @@ std::string ToText(const Setup& setup) {
     for (const SettingInUse& use : setup.settings)
         text += Format("  %-30s %-20s %s\n", use.setting->name,
                        use.value.empty() ? "-" : Printable(use.value).c_str(), Printable(use.source).c_str());
-    text += "Port: " + DescribePort(setup.port) + "\nLogs: " + ListOf(setup.logs) + "\n";
+    text += "Port: " + DescribePort(setup.port) + "\nLogs: " + ListOf(setup.logs) +
+            (setup.areLogsWritable ? ", this user may write them\n" : "\n");
     for (const std::string& warning : setup.warnings) text += "warning: " + warning + "\n";
     for (const Obstacle& obstacle : setup.obstacles)
         text += Format("status %d: ", obstacle.status) + obstacle.cause + "\n";
@@ -225,6 +227,7 @@ std::string ToJson(const Setup& setup) {
         .AddJson("settings", JsonArray(inUse))
         .AddJson("port", PortToJson(setup.port))
         .AddJson("logs", JsonArrayOfTexts(setup.logs))
+        .AddFlag("areLogsWritable", setup.areLogsWritable)
         .AddJson("warnings", JsonArrayOfTexts(setup.warnings))
         .AddJson("obstacles", JsonArray(obstacles))
         .Add("status", GetStatus(setup))

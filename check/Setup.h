@@ -30,6 +30,7 @@ struct Setup {
     std::vector<SettingInUse> settings;
     PortFacts port;
     std::vector<std::string> logs;
+    bool areLogsWritable = true;
     std::vector<Obstacle> obstacles;  // in the order in which a run meets them
     std::vector<std::string> warnings;
 };
