@@ -73,11 +73,11 @@ std::string DiagnoseNumber(const Setting& setting, const std::string& value) {
 }
 
 std::string DiagnoseText(const Setting& setting, const std::string& value) {
-    const std::string name = setting.name;
+    std::string name = setting.name;
     const std::string shown = name == "Password" ? "..." : "'" + Printable(value) + "'";
     for (const char* comment : {" ;", "\t;", " #", "\t#"})
         if (value.find(comment) != std::string::npos)
-            return name + ": there are no comments, the whole value is " + shown;
+            return name.append(": there are no comments, the whole value is ").append(shown);
     if (name == "Delimiter" && value.size() > 1)
         return name + ": of " + shown + " only the first character is taken";
     if (name == "TTY" && value[0] == '/') return name + ": " + shown + " is not the name below /dev/";

@@ -31,7 +31,7 @@ std::string TextOf(const char* text) { return text != nullptr ? text : ""; }
 std::string DriverOf(udev_device* device) {
     for (udev_device* parent = udev_device_get_parent(device); parent != nullptr;
          parent = udev_device_get_parent(parent)) {
-        const std::string driver = TextOf(udev_device_get_driver(parent));
+        std::string driver = TextOf(udev_device_get_driver(parent));
         if (!driver.empty() && driver != "port" && driver != "ctrl") return driver;
     }
     return "";
@@ -107,6 +107,7 @@ std::string Describe(const Port& port, const std::vector<Port>& ports) {
 std::vector<std::string> DescribePorts() {
     const std::vector<Port> ports = ReadPorts();
     std::vector<std::string> lines;
+    lines.reserve(ports.size());
     for (const Port& port : ports) lines.push_back(Describe(port, ports));
     std::sort(lines.begin(), lines.end());
     return lines;

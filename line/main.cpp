@@ -86,18 +86,24 @@ ReturnCode Run(int argc, char* argv[]) {
     throw new CommandLineException("Unknown action");
 }
 
+ReturnCode RunToEnd(int argc, char* argv[]) {
+    try {
+        return Run(argc, argv);
+    } catch (Exception* e) {
+        return HandleException(e);
+    }
+}
+
 }  // namespace
 
 int main(int argc, char* argv[]) {
-    ReturnCode status = ReturnCode_SystemError;
     try {
-        status = Run(argc, argv);
-    } catch (Exception* e) {
-        status = HandleException(e);
+        const ReturnCode status = RunToEnd(argc, argv);
+        if (const int interrupt = GetInterrupt(); interrupt != 0) EndByInterrupt(interrupt);
+        HintAtStatus(status);
+        return status;
     } catch (const std::bad_alloc&) {
         Print("System error: Not enough memory\n");
+        return ReturnCode_SystemError;
     }
-    if (const int interrupt = GetInterrupt(); interrupt != 0) EndByInterrupt(interrupt);
-    HintAtStatus(status);
-    return status;
 }

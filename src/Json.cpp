@@ -29,6 +29,7 @@ std::string JsonArray(const std::vector<std::string>& values) {
 
 std::string JsonArrayOfTexts(const std::vector<std::string>& texts) {
     std::vector<std::string> values;
+    values.reserve(texts.size());
     for (const std::string& text : texts) values.push_back(ToJson(text));
     return JsonArray(values);
 }

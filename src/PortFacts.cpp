@@ -69,10 +69,11 @@ bool IsTerminal(dev_t device) {
 std::vector<std::string> NamesOf(dev_t device) {
     std::vector<std::string> names;
     for (const std::string folder : {"serial/by-id/", "serial/by-path/"}) {
-        for (const std::string& name : ListFolder("/dev/" + folder)) {
+        for (const std::string& link : ListFolder("/dev/" + folder)) {
             struct stat status {};
-            const std::string path = "/dev/" + folder + name;
-            if (stat(path.c_str(), &status) == 0 && status.st_rdev == device) names.push_back(folder + name);
+            const std::string name = folder + link;
+            if (stat(("/dev/" + name).c_str(), &status) == 0 && status.st_rdev == device)
+                names.push_back(name);
         }
     }
     return names;
