@@ -20,7 +20,7 @@ LineOptions ParseLineOptions(int argc, char* argv[]) {
     options.words = ApplyOptions(optionTable, argc, argv, options).others;
     options.isHelpRequested = options.isHelpRequested || argc < 2;
     if (options.isHelpRequested || options.isVersionRequested) return options;
-    if (options.words.empty()) throw new CommandLineException("no action");
+    if (options.words.empty()) throw new CommandLineException("No action");
     options.action = options.words[0];
     options.words.erase(options.words.begin());
     return options;

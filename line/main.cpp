@@ -83,7 +83,8 @@ ReturnCode Run(int argc, char* argv[]) {
         LoadSettings(options.words);
         return action.run(options);
     }
-    throw new CommandLineException("Unknown action");
+    Print("There is no action " + Printable(options.action) + ".\n\n" + GetUsage());
+    return ReturnCode_CmdLineError;
 }
 
 ReturnCode RunToEnd(int argc, char* argv[]) {
