@@ -91,7 +91,9 @@ ReturnCode RunToEnd(int argc, char* argv[]) {
     try {
         return Run(argc, argv);
     } catch (Exception* e) {
-        return HandleException(e);
+        const ReturnCode status = HandleException(e);
+        HintAtStatus(status);
+        return status;
     }
 }
 
@@ -101,7 +103,6 @@ int main(int argc, char* argv[]) {
     try {
         const ReturnCode status = RunToEnd(argc, argv);
         if (const int interrupt = GetInterrupt(); interrupt != 0) EndByInterrupt(interrupt);
-        HintAtStatus(status);
         return status;
     } catch (const std::bad_alloc&) {
         Print("System error: Not enough memory\n");

@@ -74,7 +74,9 @@ constexpr ProgramOption<Options> optionTable[] = {
     {"--tty", "NAME", "serve on this serial port below /dev/, in place of a pseudo-terminal",
      [](Options& o, const std::string& v) { o.tty = v; }},
     {"--com-settings", "TEXT",
-     "line settings as the tool's ComSettings; a pseudo-terminal takes bytes of another speed for noise",
+     "line settings as the tool's ComSettings; a pseudo-terminal takes bytes of another speed, stop bits or "
+     "odd "
+     "parity for noise",
      [](Options& o, const std::string& v) {
          MakeTermios(ParseLineSettings(v));
          o.comSettings = v;

@@ -19,14 +19,9 @@ namespace {
 constexpr double bitsPerByte = 11;
 constexpr double lateness = 3'000'000;  // of a delayed byte, longer than any time-out of a session
 constexpr size_t fifoLevel = 8;         // bytes that a UART gathers before it hands them on, while more come
-constexpr byte otherSpeedNoise = 0xFE;
+constexpr byte misheardByte = 0xFE;
 constexpr Time untakenPollTime = 5'000;
 constexpr Time hungUpPollTime = 5'000;  // a terminal without another side cannot be waited for
-
-speed_t SpeedOf(const std::string& comSettings) {
-    const termios settings = MakeTermios(ParseLineSettings(comSettings));
-    return cfgetospeed(&settings);
-}
 
 }  // namespace
 
@@ -63,7 +58,7 @@ Terminal::Terminal(const Settings& settings, Recording* recording)
       m_recording(recording) {
     if (settings.tty.empty()) {
         OpenPseudoTerminal();
-        if (!settings.comSettings.empty()) m_speed = SpeedOf(settings.comSettings);
+        if (!settings.comSettings.empty()) m_wanted = MakeTermios(ParseLineSettings(settings.comSettings));
         return;
     }
     AppConfig::SetParameter("TTY", settings.tty, false);
@@ -119,7 +114,7 @@ bool Terminal::ReadInput() {
     const Time arrival = GetTime();
     if (count > 0) {
         std::vector<byte> bytes(buffer, buffer + count);
-        if (IsAtOtherSpeed()) std::fill(bytes.begin(), bytes.end(), otherSpeedNoise);
+        if (IsSetUpOtherwise()) std::fill(bytes.begin(), bytes.end(), misheardByte);
         if (m_recording != nullptr) m_recording->AddReceived(bytes, arrival);
         m_input.Push(m_faults.Carry(bytes), arrival);
         return true;
@@ -131,9 +126,13 @@ bool Terminal::ReadInput() {
     return false;
 }
 
-bool Terminal::IsAtOtherSpeed() const {
+bool Terminal::IsSetUpOtherwise() const {
     termios settings{};
-    return m_speed != 0 && tcgetattr(m_handle, &settings) == 0 && cfgetospeed(&settings) != m_speed;
+    if (!m_wanted || tcgetattr(m_handle, &settings) != 0) return false;
+    // of the parity a pseudo-terminal keeps only whether it is odd
+    constexpr tcflag_t kept = CSTOPB | PARODD;
+    return cfgetospeed(&settings) != cfgetospeed(&*m_wanted) ||
+           ((settings.c_cflag ^ m_wanted->c_cflag) & kept) != 0;
 }
 
 std::vector<byte> Terminal::TakeInput(Time now) { return m_input.TakeDue(now); }
@@ -142,7 +141,7 @@ void Terminal::Write(const std::vector<byte>& data, Time now) { m_output.Push(m_
 
 void Terminal::Flush(Time now) {
     std::vector<byte> due = m_output.TakeDue(now);
-    if (IsAtOtherSpeed()) std::fill(due.begin(), due.end(), otherSpeedNoise);
+    if (IsSetUpOtherwise()) std::fill(due.begin(), due.end(), misheardByte);
     if (m_recording != nullptr) m_recording->AddSent(due, now);
     due.insert(due.begin(), m_untaken.begin(), m_untaken.end());
     m_untaken.clear();

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <deque>
+#include <optional>
 #include <string>
 #include <utility>
 #include <vector>
@@ -34,7 +35,7 @@ class Terminal {
 public:
     struct Settings {
         std::string tty;          // of a real port below /dev/; empty: a pseudo-terminal
-        std::string comSettings;  // as the tool's; without them a pseudo-terminal takes any speed
+        std::string comSettings;  // as the tool's; without them a pseudo-terminal takes any
         int baud = 0;             // pace of the bytes, 0: none
         FaultRates faultRates{};
         unsigned seed = 1;
@@ -65,12 +66,12 @@ public:
 private:
     bool IsReal() const { return m_port.GetHandle() != -1; }
     void OpenPseudoTerminal();
-    bool IsAtOtherSpeed() const;
+    bool IsSetUpOtherwise() const;
     bool ReadInput();
 
     ComPort m_port;  // open for a real port only
     int m_handle = -1;
-    speed_t m_speed = 0;  // that a pseudo-terminal must have, 0: any
+    std::optional<termios> m_wanted;  // settings that a pseudo-terminal must have
     bool m_isHungUp = false;
     FaultyLine m_faults;
     PacedBytes m_input;
