@@ -1,6 +1,16 @@
 #include "CheckOptions.h"
 
+#include "CommandLine.h"
+#include "ExitStatus.h"
+#include "Tools.h"
+
 namespace {
+
+void SetStatus(CheckOptions& options, const std::string& value) {
+    if (value.empty() || value.size() > 3 || !IsNumber(value) || FindExitStatus(ToInt(value)) == nullptr)
+        throw new CommandLineException("'" + Printable(value) + "' is no exit status of tavo");
+    options.status = ToInt(value);
+}
 
 constexpr ProgramOption<CheckOptions> optionTable[] = {
     {"--fiscal", nullptr, "the file holds fiscal commands",
@@ -11,6 +21,12 @@ constexpr ProgramOption<CheckOptions> optionTable[] = {
      [](CheckOptions& o, const std::string&) { o.isSetup = true; }},
     {"--json", nullptr, "show the setup as one JSON object",
      [](CheckOptions& o, const std::string&) { o.isJson = true; }},
+    {"--registers", nullptr, "show the registers that have a section in the INI file, one a line",
+     [](CheckOptions& o, const std::string&) { o.areRegistersListed = true; }},
+    {"--status", "N", "show what exit status N of tavo means, and what to do", SetStatus},
+    {"--class", nullptr,
+     "of the status show the class only: ok, retry, fix-file, fix-setup, register or report",
+     [](CheckOptions& o, const std::string&) { o.isClassAsked = true; }},
     {"--help", nullptr, "show this text",
      [](CheckOptions& o, const std::string&) { o.isHelpRequested = true; }},
     {"--version", nullptr, "show the version",

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -13,6 +14,9 @@ struct CheckOptions {
     bool isShown = false;
     bool isSetup = false;
     bool isJson = false;
+    bool areRegistersListed = false;
+    std::optional<int> status;  // to be explained
+    bool isClassAsked = false;
     std::vector<std::string> words;  // what is left: the arguments of tavo
 };
 

@@ -4,12 +4,14 @@
 #include <string>
 #include <vector>
 
+#include "AppConfig.h"
 #include "CheckOptions.h"
 #include "CommandLine.h"
 #include "Defaults.h"
 #include "Diagnosis.h"
 #include "Driver.h"
 #include "Exceptions.h"
+#include "ExitStatus.h"
 #include "Format.h"
 #include "InputFile.h"
 #include "Output.h"
@@ -23,6 +25,8 @@ constexpr const char* usage =
     "Usage: tavo-check [--show] SECTION FILE [/Name=Value ...]\n"
     "       tavo-check [--show] --fiscal FILE [/Name=Value ...]\n"
     "       tavo-check --setup [--json] [/Name=Value ...]\n"
+    "       tavo-check --registers [/Name=Value ...]\n"
+    "       tavo-check --status N [--class]\n"
     "Checks a file as tavo Send SECTION FILE, or tavo ExecuteFiscal FILE, would: the same messages by line "
     "and the\n"
     "same exit status, as far as these do not depend on the register. Then says what is wrong with each "
@@ -123,6 +127,34 @@ ReturnCode CheckSetup(const CheckOptions& options) {
     return GetStatus(setup);
 }
 
+void ShowStatus(int number, bool isClassOnly) {
+    const ExitStatus& status = *FindExitStatus(number);
+    const char* const className = statusClassNames[status.statusClass];
+    if (isClassOnly) return Print(Format("%s\n", className));
+    Print(Format("%d %s (%s)\n%s\n", number, status.name, className, status.meaning));
+    if (*status.whatToDo != '\0') Print(Format("What to do: %s\n", status.whatToDo));
+}
+
+void ShowRegisters(const CheckOptions& options) {
+    LoadSettings(options.words);
+    for (const std::string& name : AppConfig::GetEcrNames()) Print(Printable(name) + "\n");
+}
+
+/** What needs no run's last lines; false for another task. */
+bool Inform(const CheckOptions& options) {
+    if (options.isHelpRequested)
+        Print(usage + FormatOptionHelp(GetCheckOptionHelp(), 12));
+    else if (options.isVersionRequested)
+        Print(GetVersionText("tavo-check"));
+    else if (options.status)
+        ShowStatus(*options.status, options.isClassAsked);
+    else if (options.areRegistersListed)
+        ShowRegisters(options);
+    else
+        return false;
+    return true;
+}
+
 /** The last lines, but where the output is one JSON object. */
 ReturnCode End(ReturnCode status, bool isJson) {
     if (!isJson)
@@ -134,14 +166,7 @@ ReturnCode End(ReturnCode status, bool isJson) {
 ReturnCode Run(int argc, char* argv[]) {
     try {
         const CheckOptions options = ParseCheckOptions(argc, argv);
-        if (options.isHelpRequested) {
-            Print(usage + FormatOptionHelp(GetCheckOptionHelp(), 12));
-            return ReturnCode_OK;
-        }
-        if (options.isVersionRequested) {
-            Print(GetVersionText("tavo-check"));
-            return ReturnCode_OK;
-        }
+        if (Inform(options)) return ReturnCode_OK;
         return End(options.isSetup ? CheckSetup(options) : Check(options), options.isSetup && options.isJson);
     } catch (Exception* e) {
         return End(HandleException(e), false);

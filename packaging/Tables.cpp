@@ -52,7 +52,9 @@ std::string GetSettingNames() {
 std::string GetExitStatusesMan() {
     std::string text;
     for (const ExitStatus& status : exitStatuses) {
-        text += Format(".TP\n.B %d\n", status.code) + Roff(std::string(status.meaning) + ".\n");
+        text += Format(".TP\n.BR %d \" (%s, %s)\"\n", status.code, status.name,
+                       Roff(statusClassNames[status.statusClass]).c_str()) +
+                Roff(std::string(status.meaning) + ".\n");
         if (*status.whatToDo != '\0') text += Roff(Format("What to do: %s.\n", status.whatToDo));
     }
     return text;
@@ -92,9 +94,10 @@ std::string GetSettingsMarkdown() {
 }
 
 std::string GetExitStatusesMarkdown() {
-    std::string text = "| Status | Name | Meaning | What to do |\n|---|---|---|---|\n";
+    std::string text = "| Status | Name | Class | Meaning | What to do |\n|---|---|---|---|---|\n";
     for (const ExitStatus& status : exitStatuses)
-        text += Format("| %d | %s | %s | %s |\n", status.code, status.name, status.meaning, status.whatToDo);
+        text += Format("| %d | %s | %s | %s | %s |\n", status.code, status.name,
+                       statusClassNames[status.statusClass], status.meaning, status.whatToDo);
     return text;
 }
 

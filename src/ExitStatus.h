@@ -2,50 +2,84 @@
 
 #include "Exceptions.h"
 
+/** What a program that called the tool does next. */
+enum StatusClass {
+    StatusClass_Ok,
+    StatusClass_Retry,     // run it again later
+    StatusClass_FixFile,   // first the data file wants correction
+    StatusClass_FixSetup,  // first command line, settings, port or folders do
+    StatusClass_Register,  // a person is wanted at the register
+    StatusClass_Report     // tell the developers
+};
+
+/** The names of the classes, in the order of the enumeration. */
+inline constexpr const char* statusClassNames[] = {"ok",        "retry",    "fix-file",
+                                                   "fix-setup", "register", "report"};
+
 /** What an exit status tells the caller; the manual pages and the README show these. */
 struct ExitStatus {
     ReturnCode code;
     const char* name;
+    StatusClass statusClass;
     const char* meaning;
     const char* whatToDo;
 };
 
 /** Every exit status, in ascending order. */
 inline constexpr ExitStatus exitStatuses[] = {
-    {ReturnCode_OK, "OK", "the register acknowledged everything, and the file is written", ""},
-    {ReturnCode_CmdLineError, "CmdLineError", "bad command line", "correct it; tavo /?"},
-    {ReturnCode_InputFileSyntaxError, "InputFileSyntaxError",
+    {ReturnCode_OK, "OK", StatusClass_Ok, "the register acknowledged everything, and the file is written",
+     ""},
+    {ReturnCode_CmdLineError, "CmdLineError", StatusClass_FixSetup, "bad command line",
+     "correct it; tavo /?"},
+    {ReturnCode_InputFileSyntaxError, "InputFileSyntaxError", StatusClass_FixFile,
      "the input file has malformed, empty or duplicate lines, and the others were sent; or a command file "
      "has a bad command, and nothing was executed; or ClearAndSend has nothing to send, and nothing was "
      "cleared",
      "correct the lines named; tavo-check tells what is wrong with them"},
-    {ReturnCode_EcrBusy, "EcrBusy", "the register is busy, or its key lock is in the wrong position",
-     "try again later"},
-    {ReturnCode_CommandFailed, "CommandFailed", "the register cannot execute the command now",
-     "finish what it is doing, such as an open receipt"},
-    {ReturnCode_CommunicationError, "CommunicationError", "no or bad answers on the line",
+    {ReturnCode_EcrBusy, "EcrBusy", StatusClass_Retry,
+     "the register is busy, or its key lock is in the wrong position", "try again later"},
+    {ReturnCode_CommandFailed, "CommandFailed", StatusClass_Register,
+     "the register cannot execute the command now", "finish what it is doing, such as an open receipt"},
+    {ReturnCode_CommunicationError, "CommunicationError", StatusClass_Retry, "no or bad answers on the line",
      "check cable, port and register; run again (RetryCount does that by itself), but after ExecuteFiscal "
      "look at the register first; the report of a ReadAndClear is in the file"},
-    {ReturnCode_TCPCommunicationDropped, "TCPCommunicationDropped", "reserved for network links", ""},
-    {ReturnCode_ConfigError, "ConfigError", "a setting is missing or wrong", "correct it"},
-    {ReturnCode_BadPassword, "BadPassword", "bad or missing password", "set Password"},
-    {ReturnCode_NotActivated, "NotActivated", "communication is not switched on at the register",
-     "switch it on"},
-    {ReturnCode_FileIoError, "FileIoError",
+    {ReturnCode_TCPCommunicationDropped, "TCPCommunicationDropped", StatusClass_Retry,
+     "reserved for network links", ""},
+    {ReturnCode_ConfigError, "ConfigError", StatusClass_FixSetup, "a setting is missing or wrong",
+     "correct it"},
+    {ReturnCode_BadPassword, "BadPassword", StatusClass_FixSetup, "bad or missing password", "set Password"},
+    {ReturnCode_NotActivated, "NotActivated", StatusClass_Register,
+     "communication is not switched on at the register", "switch it on"},
+    {ReturnCode_FileIoError, "FileIoError", StatusClass_FixSetup,
      "a data or log file cannot be opened, read or written, was changed meanwhile, is another run's, or is "
      "no bitmap of the right kind",
      "check path, rights, free space and format"},
-    {ReturnCode_InputFileHasBadRecords, "InputFileHasBadRecords",
+    {ReturnCode_InputFileHasBadRecords, "InputFileHasBadRecords", StatusClass_FixFile,
      "the register refused records, and the others were stored; 2 wins when the file has bad lines, too",
      "correct the lines named"},
-    {ReturnCode_UnknownCommand, "UnknownCommand", "the register does not know the command or section",
-     "check the number"},
-    {ReturnCode_EcrPortLocked, "EcrPortLocked", "another run is working with the register",
+    {ReturnCode_UnknownCommand, "UnknownCommand", StatusClass_FixSetup,
+     "the register does not know the command or section", "check the number"},
+    {ReturnCode_EcrPortLocked, "EcrPortLocked", StatusClass_Retry, "another run is working with the register",
      "try again later"},
-    {ReturnCode_SystemError, "SystemError",
+    {ReturnCode_SystemError, "SystemError", StatusClass_FixSetup,
      "an operating-system call failed, such as opening the port or making the log folder, or the port has "
      "disappeared",
      "check the port's name and rights, and LogFilePath; the log has the error code"},
-    {ReturnCode_InternalError, "InternalError", "internal error, or not available on this platform",
-     "see the log, which names the place"},
+    {ReturnCode_InternalError, "InternalError", StatusClass_Report,
+     "internal error, or not available on this platform", "see the log, which names the place"},
 };
+
+/** A run that was ended by a signal has 128 and the signal's number. */
+inline constexpr ExitStatus interruptedStatus = {
+    ReturnCode_SystemError, "Interrupted", StatusClass_Retry,
+    "the run was ended by a signal, with the port restored and the files closed",
+    "run it again, but after ExecuteFiscal look at the register first; the report of a ReadAndClear is in "
+    "the file"};
+
+/** What the status of a run tells; null for a status that no run ends with. */
+inline const ExitStatus* FindExitStatus(int status) {
+    if (status > 128) return &interruptedStatus;
+    for (const ExitStatus& entry : exitStatuses)
+        if (entry.code == status) return &entry;
+    return nullptr;
+}
