@@ -4,6 +4,7 @@
 #include <string_view>
 
 #include "AppConfig.h"
+#include "Defaults.h"
 #include "Exceptions.h"
 #include "Format.h"
 #include "Output.h"
@@ -94,6 +95,12 @@ std::vector<std::string> GetCommandNames() {
     return names;
 }
 
+const char* GetCommandName(Command command) {
+    for (const auto& entry : commands)
+        if (entry.command == command) return entry.keyword;
+    return "";
+}
+
 Command ParseCommand(const std::string& data) {
     const std::string keyword = ToUpper(data);
     for (const auto& entry : commands)
@@ -128,6 +135,22 @@ void LoadSettings(const std::vector<std::string>& words) {
         AppConfig::SetParameter(name, value, false);
     }
     AppConfig::Initialize();
+    SetProgress(AppConfig::GetParameter("Progress", defaultProgress));
+}
+
+void LoadSettingsOf(int argc, char* argv[]) {
+    std::vector<std::string> words;
+    for (int i = 1; i < argc; i++) {
+        try {
+            std::string name;
+            std::string value;
+            ParseConfigParam(argv[i], name, value);
+            words.emplace_back(argv[i]);
+        } catch (CommandLineException* e) {
+            delete e;
+        }
+    }
+    LoadSettings(words);
 }
 
 BaseCommandParameters CollectParameters(int argc, char* argv[]) {

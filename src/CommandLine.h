@@ -26,11 +26,17 @@ std::string GetCommandLine(int argc, char* argv[]);
 /** Takes words of the form /Name=Value and loads the configuration with them. */
 void LoadSettings(const std::vector<std::string>& words);
 
+/** Loads the configuration with those words of a command line that are settings: of one that is malformed
+ * otherwise. */
+void LoadSettingsOf(int argc, char* argv[]);
+
 /** Parses the whole command line and loads the configuration; CommandLineException for anything malformed. */
 BaseCommandParameters CollectParameters(int argc, char* argv[]);
 
 /** The commands that the usage text names, as it writes them. */
 std::vector<std::string> GetCommandNames();
+/** The command as the usage text writes it. */
+const char* GetCommandName(Command command);
 Command ParseCommand(const std::string& data);
 /** Only digits, or nothing. */
 bool IsNumber(const std::string& str);

@@ -29,14 +29,10 @@ enum StatusType { StatusType_ECR = 0, StatusType_EFT = 1 };
 char fileIoBuffer[fileIoBufferSize];  // a record as the file holds it
 byte commIoBuffer[commIoBufferSize];  // a record as the ECR holds it
 
+CommandCounts counts;
 std::string reasonNotToRepeat;
 // of all attempts of a run, so that the file stays locked between them
 std::unique_ptr<FileWriter> reportWriter;
-
-/** Shows a text that the next one on the line overwrites. */
-void ShowProgress(const std::string& text) { Print(text + "\r"); }
-
-void EraseProgress(size_t length) { ShowProgress(std::string(length, ' ')); }
 
 /** A reason not to repeat the command holds from the request on. */
 void RequestOperation(int dataType, Action action, const char* whyNotToRepeat = "") {
@@ -82,7 +78,7 @@ unsigned Read(int dataType, const std::string& filename, FileWriter& writer) {
     writer.Open(filename);
     RequestOperation(dataType, Action_Read);
 
-    unsigned recordsRead = 0;
+    unsigned& recordsRead = counts.read;
     while (const uint16_t length = ReadData(commIoBuffer, commIoBufferSize)) {
         recordsRead++;
         if (recordsRead % 10 == 0) ShowProgress(Format("Records read: %u", recordsRead));
@@ -155,7 +151,7 @@ void SendPackets(InputFile& input, int recordsInPacket, const char* statusMessag
 void Send(int dataType, InputFile& input, UpdateType updateType) {
     const char* statusMessage = updateType == UpdateType_Delete ? "Records deleted" : "Records sent";
     const int recordsInPacket = AppConfig::GetParameter("RecordsInPacket", defaultRecordsInPacket);
-    unsigned recordsSent = 0;
+    unsigned& recordsSent = updateType == UpdateType_Delete ? counts.deleted : counts.sent;
     for (bool isDone = false; !isDone;) {
         try {
             RequestOperation(dataType, updateType == UpdateType_Delete ? Action_Delete : Action_Write);
@@ -217,7 +213,7 @@ void ExecuteCommandFile(const std::string& filename) {
     InputFile input;
     input.OpenCommands(filename);
     input.Close();
-    unsigned commandsSent = 0;
+    unsigned& commandsSent = counts.commandsAcknowledged;
     const auto showProgress = [&] { ShowProgress(Format("Commands sent: %u", commandsSent)); };
     for (const FiscalCommand& command : input.GetCommands()) {
         showProgress();
@@ -248,6 +244,8 @@ void ReadStatus(const std::string& filename, StatusType statusType) {
 
 }  // namespace
 
+const CommandCounts& GetCommandCounts() { return counts; }
+
 CommandRun::CommandRun() { reasonNotToRepeat.clear(); }
 
 CommandRun::~CommandRun() { reportWriter.reset(); }
@@ -255,6 +253,7 @@ CommandRun::~CommandRun() { reportWriter.reset(); }
 std::string WhyNotToRepeat() { return reasonNotToRepeat; }
 
 ReturnCode Execute_Standard(Command command, int dataType, const std::string& filename) {
+    counts = {};
     switch (command) {
         case Command_Read: Read(dataType, filename, *CreateWriter(dataType, filename)); break;
         case Command_Send: Send(dataType, filename, UpdateType_Add); break;
@@ -269,6 +268,7 @@ ReturnCode Execute_Standard(Command command, int dataType, const std::string& fi
 }
 
 ReturnCode Execute_Fiscal(Command command, const std::string& filename) {
+    counts = {};
     switch (command) {
         case Command_ExecuteFiscal: ExecuteCommandFile(filename); break;
         case Command_ReadFiscalStatus: ReadStatus(filename, StatusType_ECR); break;

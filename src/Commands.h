@@ -10,6 +10,16 @@
  * and return the exit status that these stand for; failures that end a command are exceptions.
  */
 
+/** What the last attempt of a command has done so far. */
+struct CommandCounts {
+    unsigned read = 0;  // records
+    unsigned sent = 0;
+    unsigned deleted = 0;
+    unsigned commandsAcknowledged = 0;
+};
+
+const CommandCounts& GetCommandCounts();
+
 /** A run of one command, in one attempt or more; what they share goes with it. */
 class CommandRun {
 public:

@@ -9,7 +9,7 @@
 namespace {
 
 /** The progress of the indexing. */
-void ShowPreparing(bool begins) { Print(begins ? "Preparing data ...\r" : std::string(18, ' ') + "\r"); }
+void ShowPreparing(bool begins) { ShowProgress(begins ? "Preparing data ..." : std::string(18, ' ')); }
 
 }  // namespace
 

@@ -16,6 +16,7 @@ inline constexpr const char* defaultLogDirectory = "/var/log/tavo/";
 inline constexpr int defaultStandardLog = 1;
 inline constexpr int defaultDbgErrorLog = 0;
 inline constexpr int defaultAttemptCount = 1;  // of a command
+inline constexpr int defaultProgress = 1;
 inline constexpr int defaultRecordsInPacket = 1;
 inline constexpr int defaultSortInputFileLines = 1;
 inline constexpr int defaultIgnoreDuplicates = 0;

@@ -10,8 +10,12 @@
 #include "Interrupt.h"
 #include "Logging.h"
 #include "Output.h"
+#include "Tools.h"
 
 namespace {
+
+std::string lastFailure;
+int attemptCount = 0;
 
 ReturnCode ExecuteOnOpenLink(const BaseCommandParameters& params) {
     if (params.isFiscalCommand) return Execute_Fiscal(params.command, params.filePath);
@@ -52,15 +56,21 @@ void LogIfPossible(std::string_view message) {
 ReturnCode HandleException(Exception* e) {
     const std::unique_ptr<Exception> failure(e);
     LogIfPossible(failure->GetLogMessage());
+    lastFailure = Trim(failure->GetDisplayMessage(), "\n");
     Print(failure->GetDisplayMessage() + "\n");
     return failure->GetReturnCode();
 }
+
+const std::string& GetLastFailure() { return lastFailure; }
+
+int GetAttemptCount() { return attemptCount; }
 
 ReturnCode Repeat(const std::function<ReturnCode()>& attempt) {
     const int retryCount = AppConfig::GetParameter("RetryCount", defaultAttemptCount);
     const CommandRun run;
     for (int errorCount = 0;;) {
         CheckInterrupt();  // a signal in the pause after a failed attempt is no reason for the next one
+        attemptCount++;
         const ReturnCode result = attempt();
         if (result != ReturnCode_CommunicationError || ++errorCount >= retryCount) return result;
         const std::string reason = WhyNotToRepeat();

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <functional>
+#include <string>
 #include <string_view>
 
 #include "CommandLine.h"
@@ -12,6 +13,11 @@ void LogIfPossible(std::string_view message);
 
 /** Logs, prints and frees the failure; returns its exit status. */
 ReturnCode HandleException(Exception* e);
+/** What the last failure was printed as, in one line; empty without one. */
+const std::string& GetLastFailure();
+
+/** Attempts that ExecuteCommand has begun. */
+int GetAttemptCount();
 
 /**
  * Repeats an attempt on communication errors, up to "RetryCount" times in all, as long as no attempt could do

@@ -1,5 +1,7 @@
 #include "FileErrors.h"
 
+#include <algorithm>
+
 #include "Format.h"
 #include "Logging.h"
 #include "Output.h"
@@ -12,8 +14,12 @@ int m_badFormatRecords = 0;
 int m_badDataRecords = 0;
 int m_canNotUpdateRecord = 0;
 
-void Add(int& counter, const char* msg, int lineNumber) {
+bool areLinesKept = false;
+std::vector<LineError> m_lines;
+
+void Add(int& counter, const char* msg, int lineNumber, int fieldNumber = 0) {
     counter++;
+    if (areLinesKept) m_lines.push_back({std::max(lineNumber, 0), std::max(fieldNumber, 0), msg});
     ShowMessage(msg, lineNumber);
 }
 
@@ -32,7 +38,7 @@ void FileErrors::AddBadFormatRecord(int lineNumber) {
 void FileErrors::AddBadDataRecord(int lineNumber, int fieldNumber) {
     const std::string msg = fieldNumber >= 1 ? Format("Record field %d has invalid value", fieldNumber)
                                              : "Some record fields have invalid values";
-    Add(m_badDataRecords, msg.c_str(), lineNumber);
+    Add(m_badDataRecords, msg.c_str(), lineNumber, fieldNumber);
 }
 
 void FileErrors::AddCanNotUpdateRecord(int lineNumber) {
@@ -47,7 +53,12 @@ int FileErrors::GetBadFormatRecordCount() { return m_badFormatRecords; }
 
 int FileErrors::GetRejectedByEcrRecordCount() { return m_badDataRecords + m_canNotUpdateRecord; }
 
+const std::vector<LineError>& FileErrors::GetLines() { return m_lines; }
+
+void FileErrors::KeepLines() { areLinesKept = true; }
+
 void FileErrors::Reset() {
+    m_lines.clear();
     m_duplicateRecords = m_emptyRecords = m_badFormatRecords = m_badDataRecords = m_canNotUpdateRecord = 0;
 }
 

@@ -1,5 +1,15 @@
 #pragma once
 
+#include <string>
+#include <vector>
+
+/** A problem with a record. */
+struct LineError {
+    int line;   // from 1; 0 in a file without lines
+    int field;  // from 1; 0 for none
+    std::string cause;
+};
+
 /** Problems with single records of the current file: counted, and reported by line, without ending the run.
  */
 class FileErrors {
@@ -16,6 +26,10 @@ public:
     static int GetBadFormatRecordCount();
     /** Records refused as bad data and records that could not be stored. */
     static int GetRejectedByEcrRecordCount();
+
+    /** All of them, in the order in which they were found; kept only once KeepLines has asked for it. */
+    static const std::vector<LineError>& GetLines();
+    static void KeepLines();
 
     static void Reset();
     /** Logs one line for each kind of problem that occurred. */

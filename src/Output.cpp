@@ -15,6 +15,7 @@ constexpr int maxInterruptions = 3;
 int interruptions = 0;
 int holders = 0;
 std::string heldText;
+bool isProgressShown = true;
 
 }  // namespace
 
@@ -35,6 +36,14 @@ void Print(std::string_view text) {
         if (GetInterrupt() != 0) interruptions++;
     }
 }
+
+void ShowProgress(const std::string& text) {
+    if (isProgressShown) Print(text + "\r");
+}
+
+void EraseProgress(size_t length) { ShowProgress(std::string(length, ' ')); }
+
+void SetProgress(int level) { isProgressShown = level == 2 ? isatty(STDOUT_FILENO) != 0 : level != 0; }
 
 HeldOutput::HeldOutput() : m_start(heldText.size()) { holders++; }
 

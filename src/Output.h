@@ -9,6 +9,13 @@
  */
 void Print(std::string_view text);
 
+/** Shows a text that the next one on the line overwrites, as far as the setting "Progress" lets it. */
+void ShowProgress(const std::string& text);
+/** Overwrites a text of that length. */
+void EraseProgress(size_t length);
+/** 0: no progress; 1: always; 2: where standard output is a terminal. */
+void SetProgress(int level);
+
 /** Keeps back what is printed from its making on; prints it when it is freed, unless it was taken. They nest.
  */
 class HeldOutput {

@@ -8,6 +8,7 @@
 #include <cstdlib>
 #include <memory>
 
+#include "AtomicFile.h"
 #include "Exceptions.h"
 #include "FileStream.h"
 #include "Format.h"
@@ -15,50 +16,12 @@
 
 namespace {
 
-/** A file that is deleted unless it is released. */
-class TemporaryFile {
-public:
-    /** In the folder of the given file. */
-    explicit TemporaryFile(const std::string& neighbour)
-        : m_path(neighbour.substr(0, neighbour.rfind('/') + 1) + ".tavo~XXXXXX"),
-          m_file(mkostemp(m_path.data(), O_CLOEXEC)) {}
-    TemporaryFile(const TemporaryFile&) = delete;
-    TemporaryFile& operator=(const TemporaryFile&) = delete;
-    ~TemporaryFile() {
-        if (m_file.IsOpen()) unlink(m_path.c_str());
-    }
-
-    int Get() const { return m_file.Get(); }
-    /** Closes it under another name. */
-    bool RenameTo(const std::string& path) {
-        if (rename(m_path.c_str(), path.c_str()) != 0) return false;
-        return m_file.Reset();
-    }
-
-private:
-    std::string m_path;
-    Descriptor m_file;
-};
-
 constexpr uint64_t emptyHash = 0xCBF29CE484222325U;
 
 /** FNV-1a, continued from hash. */
 uint64_t Hash(uint64_t hash, const char* data, size_t size) {
     for (size_t i = 0; i < size; i++) hash = (hash ^ static_cast<unsigned char>(data[i])) * 0x100000001B3U;
     return hash;
-}
-
-/** Writes all of it; false with errno set when that fails. */
-bool WriteAll(int handle, const char* data, size_t size) {
-    while (size > 0) {
-        const ssize_t count = write(handle, data, size);
-        if (count < 0 && errno != EINTR) return false;
-        if (count < 0) CheckInterrupt();
-        if (count <= 0) continue;
-        data += count;
-        size -= static_cast<size_t>(count);
-    }
-    return true;
 }
 
 /** Hands blocks of the file to visit until its end or until visit fails; false when either fails. */
@@ -72,16 +35,6 @@ bool ReadAll(int handle, Visit visit) {
         if (count < 0) CheckInterrupt();
         if (count > 0 && !visit(block, static_cast<size_t>(count))) return false;
     }
-}
-
-/** Brings the entry of the file in its folder to the device. */
-bool FlushFolderOf(const std::string& filename) {
-    const std::unique_ptr<char, void (*)(void*)> path(realpath(filename.c_str(), nullptr), std::free);
-    if (!path) return false;
-    const std::string real = path.get();
-    const Descriptor folder(open(real.substr(0, real.rfind('/') + 1).c_str(), O_RDONLY | O_CLOEXEC));
-    // EINVAL: a file system that brings its folders to the device by itself
-    return folder.IsOpen() && (fsync(folder.Get()) == 0 || errno == EINVAL);
 }
 
 bool IsSameFile(const struct stat& a, const struct stat& b) {

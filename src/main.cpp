@@ -16,6 +16,7 @@
 #include "Ipc.h"
 #include "Logging.h"
 #include "Output.h"
+#include "RunResult.h"
 
 namespace {
 
@@ -30,10 +31,11 @@ void OpenStandardDescriptors() {
 
 constexpr const char* noMemory = "System error: Not enough memory\n";
 
-ReturnCode Run(int argc, char* argv[]) {
+ReturnCode Run(int argc, char* argv[], RunOutline& run) {
     try {
         CatchInterrupts();
         const BaseCommandParameters params = CollectParameters(argc, argv);
+        SetCommand(run, params);
         HintAtSettings();
         IoStatistics::Reset();
         FileErrors::Reset();
@@ -47,24 +49,42 @@ ReturnCode Run(int argc, char* argv[]) {
     }
 }
 
+/** The exit status: where the run was good, that of a result file that cannot be written. */
+int WriteResult(int argc, char* argv[], const RunOutline& run, int status) {
+    int failure = ReturnCode_SystemError;
+    try {
+        if (!run.isCommandKnown) LoadSettingsOf(argc, argv);
+        WriteRunResult(run, status);
+        return status;
+    } catch (Exception* e) {
+        failure = HandleException(e);
+    } catch (const std::bad_alloc&) {
+        Print(noMemory);
+    }
+    return status == ReturnCode_OK ? failure : status;
+}
+
 /** The messages of the end ask for no memory, which may be what is missing. */
 int RunToEnd(int argc, char* argv[]) {
     ReturnCode returnCode = ReturnCode_SystemError;
+    RunOutline run;
     try {
-        returnCode = Run(argc, argv);
+        run = BeginRun(argv[1]);
+        returnCode = Run(argc, argv, run);
     } catch (const std::bad_alloc&) {
         Print(noMemory);
     }
     Ipc::LeaveSingleProcessBlock();
     const int interrupt = GetInterrupt();
-    const int status = interrupt != 0 ? 128 + interrupt : returnCode;  // what a shell sees of a signal
+    // what a shell sees of a signal
+    const int status = WriteResult(argc, argv, run, interrupt != 0 ? 128 + interrupt : returnCode);
     const std::string_view completed = status == ReturnCode_OK ? "Completed OK" : "Completed with errors";
     LogIfPossible(completed);
     Print(completed);
     char returned[32];
     std::snprintf(returned, sizeof returned, "\nReturn value %i\n", status);
     Print(returned);
-    if (interrupt == 0) HintAtStatus(returnCode);
+    if (interrupt == 0) HintAtStatus(static_cast<ReturnCode>(status));
     StopLogging(status != ReturnCode_OK, IoStatistics::GetIoErrorCount() > 0);
     if (interrupt != 0) EndByInterrupt(interrupt);
     return status;

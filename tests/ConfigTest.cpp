@@ -93,11 +93,14 @@ TEST_F(ConfigTest, TheReadmeShowsTheTablesOfTheCode) {
     }
 }
 
-TEST_F(ConfigTest, TheInstalledIniFileShowsEverySettingAndBoundsAStallOnly) {
+TEST_F(ConfigTest, TheInstalledIniFileShowsEverySettingAndChangesTwoOnly) {
     Load(FillTemplate(ReadText(SOURCE_FOLDER "/packaging/TAVO.ini.in")));
     for (const Setting& setting : settings) {
         const std::string name = setting.name;
-        const std::string set = name == "ConfigFilePath" ? path : name == "ComStallMaxTime" ? "2000" : "";
+        const std::string set = name == "ConfigFilePath"    ? path
+                                : name == "ComStallMaxTime" ? "2000"
+                                : name == "Progress"        ? "2"
+                                                            : "";
         EXPECT_EQ(AppConfig::GetParameter(name, ""), set);
         const bool isNumber = setting.kind == SettingKind_Number;
         EXPECT_EQ(IniFile::GetString("Settings to copy", name, "not there"),

@@ -239,3 +239,68 @@ TEST_F(EndToEndTest, HintsOnATerminalAndNowhereElse) {
         EXPECT_TRUE(hint.empty() ? shown.empty() : shown.find("hint: " + hint) == 0) << shown << hint;
     }
 }
+
+TEST_F(EndToEndTest, WritesAResultThatAProgramReadsWhateverItIs) {
+    const PseudoTerminal silent;
+    Simulator ecr({"--reject", "2:3", "--reject", "5", "--password", "s3cret"});
+    const std::string tty = "/TTY=" + ecr.Tty();
+    const std::string path = folder / "T_1.json";
+    const auto result = [&](const char* filter) {
+        return RunProgram({"/usr/bin/jq", "-c", filter, path}).output;
+    };
+    const std::string file = File("a\xE4\"\n.csv", "1,\"a\"\n2,\"b\",1,2\nbad\n\n1,\"c\"\n5,5\n");
+    for (const auto& [words, expected] :
+         {std::pair(std::vector<std::string>{"send", "3", file, tty, "/Password=s3cret"},
+                    R"(["Send","T/1",3,1,2,"InputFileSyntaxError","fix-file"])"),
+          {{"clear", "3", tty, "/Password=other"}, R"(["Clear","T/1",3,1,11,"BadPassword","fix-setup"])"},
+          {{"clear", "3", "/TTY=none"}, R"(["Clear","T/1",3,1,50,"SystemError","fix-setup"])"},
+          {{"clear", "3"}, R"(["Clear","T/1",3,1,10,"ConfigError","fix-setup"])"},
+          {{"clear", "3", "/TTY=" + silent.Tty(), "/SerialProtocolRetryCount=1",
+            "/SerialProtocolResponseMaxTime=100", "/RetryCount=2"},
+           R"(["Clear","T/1",3,2,5,"CommunicationError","retry"])"},
+          {{"clr", "3", "Password=s3cret"}, R"(["clr","T/1",null,0,1,"CmdLineError","fix-setup"])"},
+          {{"readfiscalstatus", folder / "s.csv", tty, "/Password=s3cret"},
+           R"(["ReadFiscalStatus","T/1",null,1,0,"OK","ok"])"}}) {
+        std::vector<std::string> run = words;
+        run.insert(run.end(), {"/ECR=T/1", "/ResultFile=" + folder / "{ECR}.json"});
+        const int status = Tavo(run).status;
+        EXPECT_EQ(result("[.command,.register,.section,.attempts,.status,.name,.class]"),
+                  expected + std::string("\n"));
+        EXPECT_EQ(result(".status"), std::to_string(status) + "\n");
+        EXPECT_EQ(ReadText(path).find("s3cret"), std::string::npos);
+        if (words[0] == "send") {
+            EXPECT_EQ(
+                result("[.records,.lines[]]|tostring|gsub(\"\\\"\";\"\")"),
+                "\"[{read:0,sent:1,deleted:0,refused:2,bad:1,empty:1,duplicate:1},{line:3,cause:Record has "
+                "bad "
+                "format},{line:4,cause:Record is empty},{line:1,cause:Record number is not unique},"
+                "{line:2,field:3,cause:Record field 3 has invalid value},{line:6,cause:Record can not be "
+                "updated}]\"\n");
+            EXPECT_NE(ReadText(path).find("a\\u00e4\\\"\\u000a.csv"), std::string::npos);
+        }
+    }
+    const PseudoTerminal waiting;
+    Process slow(Words({"clear", "3", "/TTY=" + waiting.Tty(), "/ResultFile=" + path}));
+    waiting.TakeFrame();
+    slow.Signal(SIGTERM);
+    slow.Finish();
+    EXPECT_EQ(result("[.status,.name,.message]"), "[143,\"Interrupted\",\"Interrupted by signal 15\"]\n");
+    EXPECT_EQ(Output({"clear", "3", tty, "/Password=s3cret", "/ResultFile=/none/a"}),
+              "Unable to open file '/none/a'\n" + Failed(13));
+    EXPECT_EQ(Tavo({"clear", "3", "/ResultFile=/none/a"}).status, 10);
+    EXPECT_EQ(std::distance(std::filesystem::directory_iterator(folder / ""), {}), 4);  // nothing temporary
+}
+
+TEST_F(EndToEndTest, ShowsProgressOnlyWhereItIsWanted) {
+    const PseudoTerminal screen;
+    const Simulator ecr;
+    const std::string file = File("a.csv", "1,2\n");
+    for (const auto& [level, counts] : {std::pair("0", false), {"1", true}, {"2", false}})
+        EXPECT_EQ(Tavo(ecr, {"send", "3", file, std::string("/Progress=") + level}).output.find('\r') !=
+                      std::string::npos,
+                  counts);
+    const std::vector<std::string> run = Words({"send", "3", file, "/Progress=2", "/TTY=" + ecr.Tty()});
+    RunProgram({"/bin/sh", "-c",
+                "'" + Join(run.data(), static_cast<int>(run.size()), "' '") + "' >/dev/" + screen.Tty()});
+    EXPECT_NE(screen.Written().find("Records sent: 1\rRecords"), std::string::npos);
+}

@@ -113,12 +113,16 @@ TEST_F(FailingCallsTest, SendNeverCallsAnIncompleteSectionComplete) {
     std::string text;
     int number = 0;
     FailEach(
-        {"ClearAndSend", "3", sent}, {"pread"},
+        {"ClearAndSend", "3", sent, "/ResultFile=" + folder / "result"}, {"pread"},
         [&] {
             text = Format("1;\"%d\"\r\n2;\"Milk, fresh\";0.5\r\n", ++number);
             WriteText(sent, text);
         },
-        [&](const RunResult& run, const std::string&) { EXPECT_TRUE(run.status != 0 || Stored() == text); });
+        [&](const RunResult& run, const std::string&) {
+            EXPECT_TRUE(run.status != 0 || Stored() == text);
+            EXPECT_TRUE(run.status != 0 ||
+                        ReadText(folder / "result").find("\"status\":0,") != std::string::npos);
+        });
 }
 
 TEST_F(FailingCallsTest, ReadAndClearNeverClearsWhatIsNotInTheFile) {

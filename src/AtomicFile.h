@@ -1,0 +1,36 @@
+#pragma once
+
+#include <string>
+
+#include "Descriptor.h"
+
+/** Files that are there as a whole or not at all: made under another name, brought to the device, renamed. */
+
+/** A file that is deleted unless it is released. */
+class TemporaryFile {
+public:
+    /** In the folder of the given file. */
+    explicit TemporaryFile(const std::string& neighbour);
+    TemporaryFile(const TemporaryFile&) = delete;
+    TemporaryFile& operator=(const TemporaryFile&) = delete;
+    ~TemporaryFile();
+
+    /** -1 when it could not be made. */
+    int Get() const { return m_file.Get(); }
+    /** Closes it under another name. */
+    bool RenameTo(const std::string& path);
+
+private:
+    std::string m_path;
+    Descriptor m_file;
+};
+
+/** Writes all of it; false with errno set when that fails. */
+bool WriteAll(int handle, const char* data, size_t size);
+
+/** Brings the entry of the file in its folder to the device. */
+bool FlushFolderOf(const std::string& filename);
+
+/** Puts a file of this content in the place of the one that may be there; FileIoException, with that one as
+ * it was, when that fails. */
+void ReplaceFile(const std::string& filename, const std::string& content);

@@ -1,0 +1,132 @@
+#include "RunResult.h"
+
+#include <algorithm>
+
+#include "AppConfig.h"
+#include "AtomicFile.h"
+#include "Clock.h"
+#include "Commands.h"
+#include "Defaults.h"
+#include "Driver.h"
+#include "EcrComm/CommChannels/FrameVersion.h"
+#include "EcrComm/IoStatistics.h"
+#include "ExitStatus.h"
+#include "FileErrors.h"
+#include "Format.h"
+#include "Json.h"
+#include "Tools.h"
+
+namespace {
+
+/** The register's name; empty for none. */
+std::string GetRegister() {
+    const std::string prefix = AppConfig::ecrSectionPrefix;
+    const std::string section = AppConfig::GetEcrSection();
+    return section.substr(std::min(prefix.size(), section.size()));
+}
+
+/** The path, with the register's name, which makes no folder of its own. */
+std::string GetPath() {
+    const std::string placeholder = "{ECR}";
+    std::string path = AppConfig::GetParameter("ResultFile", "");
+    std::string name = GetRegister();
+    if (name.empty()) name = "default";
+    std::replace(name.begin(), name.end(), '/', '_');
+    for (size_t at = 0; (at = path.find(placeholder, at)) != std::string::npos; at += name.size())
+        path.replace(at, placeholder.size(), name);
+    return path;
+}
+
+/** "2026-11-21T18:20:01+02:00" */
+std::string ToIso(std::time_t time) {
+    std::tm local{};
+    localtime_r(&time, &local);
+    char text[40];
+    const size_t length = std::strftime(text, sizeof text, "%Y-%m-%dT%H:%M:%S%z", &local);
+    return std::string(text, length).insert(length - 2, ":");
+}
+
+/** An error in the command line may have a password in it that was not taken for one. */
+std::string GetMessage(const ExitStatus& status) {
+    const std::string& failure = GetLastFailure();
+    const bool mayBeSecret =
+        ToUpper(failure).find("PASSW") != std::string::npos && status.code == ReturnCode_CmdLineError;
+    return failure.empty() || mayBeSecret ? status.meaning : failure;
+}
+
+std::string GetRecords() {
+    const CommandCounts& counts = GetCommandCounts();
+    return JsonObject()
+        .Add("read", counts.read)
+        .Add("sent", counts.sent)
+        .Add("deleted", counts.deleted)
+        .Add("refused", FileErrors::GetRejectedByEcrRecordCount())
+        .Add("bad", FileErrors::GetBadFormatRecordCount())
+        .Add("empty", FileErrors::GetEmptyRecordCount())
+        .Add("duplicate", FileErrors::GetDuplicateRecordCount())
+        .GetText();
+}
+
+std::string GetLines() {
+    std::vector<std::string> lines;
+    for (const LineError& error : FileErrors::GetLines()) {
+        JsonObject line;
+        line.Add("line", error.line);
+        if (error.field > 0) line.Add("field", error.field);
+        lines.push_back(line.Add("cause", error.cause).GetText());
+    }
+    return JsonArray(lines);
+}
+
+std::string GetIo() {
+    return JsonObject()
+        .Add("framesOut", IoStatistics::FramesSend)
+        .Add("framesIn", IoStatistics::FramesReceived)
+        .Add("lost", IoStatistics::LostRespCount)
+        .Add("garbage", IoStatistics::GarbageCount)
+        .GetText();
+}
+
+std::string GetResult(const RunOutline& run, int status) {
+    const ExitStatus& exitStatus = *FindExitStatus(status);
+    const int version = AppConfig::GetParameter("SerialProtocolVersion", defaultSerialProtocolVersion);
+    JsonObject result;
+    result.Add("command", run.command).Add("register", GetRegister());
+    if (run.isCommandKnown && !run.params.isFiscalCommand) result.Add("section", run.params.data);
+    return result.Add("file", run.params.filePath)
+        .Add("start", ToIso(run.start))
+        .AddJson("seconds", Format("%.3f", static_cast<double>(GetTimeMs() - run.startTime) / 1e9))
+        .Add("attempts", GetAttemptCount())
+        .Add("frameVersion", GetFrameVersion(version).number)
+        .AddJson("records", GetRecords())
+        .Add("commandsAcknowledged", GetCommandCounts().commandsAcknowledged)
+        .AddJson("lines", GetLines())
+        .AddJson("io", GetIo())
+        .Add("status", status)
+        .Add("name", exitStatus.name)
+        .Add("class", statusClassNames[exitStatus.statusClass])
+        .Add("message", GetMessage(exitStatus))
+        .GetText();
+}
+
+}  // namespace
+
+RunOutline BeginRun(const std::string& command) {
+    RunOutline run;
+    run.command = command;
+    run.start = std::time(nullptr);
+    run.startTime = GetTimeMs();
+    return run;
+}
+
+void SetCommand(RunOutline& run, const BaseCommandParameters& params) {
+    run.command = GetCommandName(params.command);
+    run.isCommandKnown = true;
+    run.params = params;
+    if (AppConfig::HasParameter("ResultFile")) FileErrors::KeepLines();
+}
+
+void WriteRunResult(const RunOutline& run, int status) {
+    const std::string path = GetPath();
+    if (!path.empty()) ReplaceFile(path, GetResult(run, status) + "\n");
+}
