@@ -19,7 +19,7 @@ constexpr ProgramOption<CheckOptions> optionTable[] = {
      [](CheckOptions& o, const std::string&) { o.isShown = true; }},
     {"--setup", nullptr, "show what a run with these settings would use, in place of checking a file",
      [](CheckOptions& o, const std::string&) { o.isSetup = true; }},
-    {"--json", nullptr, "show the setup as one JSON object",
+    {"--json", nullptr, "show the findings as JSON objects, one a line; the setup as one",
      [](CheckOptions& o, const std::string&) { o.isJson = true; }},
     {"--registers", nullptr, "show the registers that have a section in the INI file, one a line",
      [](CheckOptions& o, const std::string&) { o.areRegistersListed = true; }},

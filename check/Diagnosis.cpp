@@ -110,13 +110,13 @@ Record DataOf(const std::string& line, bool isCommand) {
 void DiagnoseLength(const std::string& line, bool isCommand, std::vector<Finding>& findings) {
     const Record data = DataOf(line, isCommand);
     if (data.empty()) {
-        findings.push_back({true, 0, 1, "record is longer than the register takes"});
+        findings.push_back({true, 0, 0, 1, "record is longer than the register takes"});
         return;
     }
     SetProtocol(GetProtocolIDBySet(isCommand ? Protocol_Fiscal : Protocol_Standard));
     if (!FitsFrame(data.data(), static_cast<uint16_t>(data.size())))
         findings.push_back(
-            {false, 0, 1, "record is too long for a frame: the transfer ends here with status 99"});
+            {false, 0, 0, 1, "record is too long for a frame: the transfer ends here with status 99"});
 }
 
 /** What is odd about a number that is to be a record's or a command's. */
@@ -125,12 +125,12 @@ void DiagnoseKey(const std::string& line, bool isCommand, std::vector<Finding>& 
     Decimal number;
     if (!fields.GetNumber(number)) return;
     if (isCommand && (number.GetDecimalCount() > 0 || number.ToInt64() < 0 || number.ToInt64() > 255))
-        findings.push_back({false, 1, 1,
+        findings.push_back({false, 0, 1, 1,
                             Format("code is no whole number from 0 to 255: it arrives as %d",
                                    static_cast<byte>(number.ToInt64()))});
     else if (!isCommand && number.GetDecimalCount() > 0)
         findings.push_back(
-            {false, 1, 1, "record number has decimals: the point is left out when numbers are compared"});
+            {false, 0, 1, 1, "record number has decimals: the point is left out when numbers are compared"});
 }
 
 /** Column of the first letter of several bytes when the line is UTF-8; 0 when it is plain ASCII, -1 when it
@@ -145,16 +145,17 @@ int Utf8Column(const std::string& line, size_t start) {
     return column;
 }
 
-std::string DiagnoseCoding(const std::vector<std::string>& lines, size_t markLength) {
-    std::string warning;
+/** Of the whole file; without a cause for none. */
+Finding DiagnoseCoding(const std::vector<std::string>& lines, size_t markLength) {
+    Finding warning;
     for (size_t i = 0; i < lines.size(); i++) {
         const int column = Utf8Column(lines[i], i == 0 ? markLength : 0);
-        if (column < 0) return "";
-        if (column > 0 && warning.empty())
-            warning = Format(
-                "line %zu, column %d: letters look like UTF-8, of several bytes each; the register takes one "
-                "byte a letter: save the file in the register's code page",
-                i + 1, column);
+        if (column < 0) return {};
+        if (column > 0 && warning.cause.empty())
+            warning = {
+                false, static_cast<int>(i) + 1, 0, column,
+                "letters look like UTF-8, of several bytes each; the register takes one byte a letter: save "
+                "the file in the register's code page"};
     }
     return warning;
 }
@@ -181,42 +182,46 @@ bool SeparatesAll(const std::vector<std::string>& lines, char delimiter) {
 
 std::string NameOf(char delimiter) { return delimiter == '\t' ? "tab" : "'" + Printable({delimiter}) + "'"; }
 
-std::string DiagnoseDelimiter(const std::vector<std::string>& lines) {
+Finding DiagnoseDelimiter(const std::vector<std::string>& lines) {
     const char delimiter = ConfiguredDelimiter();
     // with a decimal comma every line may have both
     const bool isAnyGood = std::any_of(lines.begin(), lines.end(), [](const std::string& line) {
         return !line.empty() && !DataOf(line, false).empty();
     });
-    if (isAnyGood && SeparatesAll(lines, delimiter)) return "";
+    if (isAnyGood && SeparatesAll(lines, delimiter)) return {};
     for (const char other : {',', ';', '\t', '|'})
         if (other != delimiter && SeparatesAll(lines, other))
-            return "every line has a " + NameOf(other) + ", but the delimiter is " + NameOf(delimiter) +
-                   ": set Delimiter";
-    return "";
+            return {false, 0, 0, 0,
+                    "every line has a " + NameOf(other) + ", but the delimiter is " + NameOf(delimiter) +
+                        ": set Delimiter"};
+    return {};
 }
 
-std::string DiagnoseLineEnds(const std::vector<std::string>& lines) {
+Finding DiagnoseLineEnds(const std::vector<std::string>& lines) {
     const std::string start = lines.empty() ? "" : lines[0].substr(0, 2);
     if (start == "\xFF\xFE" || start == "\xFE\xFF")
-        return "line 1, column 1: the file is UTF-16: save it in the register's code page";
+        return {false, 1, 0, 1, "the file is UTF-16: save it in the register's code page"};
     const bool hasBareReturn = std::any_of(lines.begin(), lines.end(), [](const std::string& line) {
         return line.find('\r') != std::string::npos;
     });
-    return hasBareReturn ? "carriage returns stand inside of lines: a line ends with a line feed" : "";
+    if (!hasBareReturn) return {};
+    return {false, 0, 0, 0, "carriage returns stand inside of lines: a line ends with a line feed"};
 }
 
 /** The first record, behind a heading that may be there, on account of which nothing is sorted. */
-std::string DiagnoseOrder(const std::vector<std::string>& lines) {
+Finding DiagnoseOrder(const std::vector<std::string>& lines) {
     bool isFirst = true;
     for (size_t i = 0; i < lines.size(); i++) {
         const std::optional<int64_t> key = lines[i].empty() ? std::nullopt : KeyOf(lines[i]);
         if (!key) continue;
         if (!isFirst && *key == 0)
-            return Format("line %zu: no record number but 0 with fields behind it: ", i + 1) +
-                   "nothing is sorted, and duplicates are not looked for";
+            return {false, static_cast<int>(i) + 1, 0, 0,
+                    "no record number but 0 with fields behind it: nothing is sorted, and duplicates are not "
+                    "looked "
+                    "for"};
         isFirst = false;
     }
-    return "";
+    return {};
 }
 
 }  // namespace
@@ -225,7 +230,7 @@ std::vector<Finding> DiagnoseLine(const std::string& line, bool isCommand) {
     std::vector<Finding> findings;
     if (line.size() == maxLineLength)
         findings.push_back(
-            {false, 0, 1, "line has 1023 characters: what may follow in it counts as the next line"});
+            {false, 0, 0, 1, "line has 1023 characters: what may follow in it counts as the next line"});
     TextDataParser fields = Fields(line);
     const char* skipped = ConfiguredDelimiter() == '\t' ? " " : blanks;
     FieldType type;
@@ -237,33 +242,34 @@ std::vector<Finding> DiagnoseLine(const std::string& line, bool isCommand) {
         const auto column = static_cast<int>(line.find_first_not_of(skipped, fields.GetFieldStart()) + 1);
         const std::string cause = isBad ? DiagnoseRefused(fields.GetRefusal(), raw)
                                         : DiagnoseTaken(type, raw, fields.IsQuoteOpen());
-        if (isBad || !cause.empty()) findings.push_back({isBad, field, column, cause});
+        if (isBad || !cause.empty()) findings.push_back({isBad, 0, field, column, cause});
         if (isBad) return findings;
     }
     const std::optional<int64_t> key = KeyOf(line);
     if (!key)
         findings.push_back(
-            {true, 1, 1, "-1, also with a point in it, is not taken as the first of several fields"});
+            {true, 0, 1, 1, "-1, also with a point in it, is not taken as the first of several fields"});
     else if (isCommand && Fields(line).GetFieldType() != FieldType_Number)
-        findings.push_back({true, 1, 1, "a command begins with its code, a number"});
+        findings.push_back({true, 0, 1, 1, "a command begins with its code, a number"});
     else
         DiagnoseLength(line, isCommand, findings);
     if (findings.empty() || !findings.back().isBad) DiagnoseKey(line, isCommand, findings);
     return findings;
 }
 
-std::vector<std::string> DiagnoseFile(const std::vector<std::string>& lines, bool hasCommands) {
-    std::vector<std::string> warnings;
+std::vector<Finding> DiagnoseFile(const std::vector<std::string>& lines, bool hasCommands) {
+    std::vector<Finding> warnings;
     const bool hasMark = !lines.empty() && lines[0].compare(0, 3, byteOrderMark) == 0;
     if (hasMark)
-        warnings.emplace_back(
-            "line 1, column 1: the file begins with a UTF-8 byte-order mark, which belongs to the first "
-            "field: save it without one");
+        warnings.push_back(
+            {false, 1, 0, 1,
+             "the file begins with a UTF-8 byte-order mark, which belongs to the first field: save it "
+             "without one"});
     const bool isSorted =
         !hasCommands && AppConfig::GetParameter("SortInputFileLines", defaultSortInputFileLines) != 0;
-    for (const std::string& warning : {DiagnoseCoding(lines, hasMark ? 3 : 0), DiagnoseLineEnds(lines),
-                                       DiagnoseDelimiter(lines), isSorted ? DiagnoseOrder(lines) : ""})
-        if (!warning.empty()) warnings.push_back(warning);
+    for (const Finding& warning : {DiagnoseCoding(lines, hasMark ? 3 : 0), DiagnoseLineEnds(lines),
+                                   DiagnoseDelimiter(lines), isSorted ? DiagnoseOrder(lines) : Finding()})
+        if (!warning.cause.empty()) warnings.push_back(warning);
     return warnings;
 }
 

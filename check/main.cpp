@@ -12,8 +12,10 @@
 #include "Driver.h"
 #include "Exceptions.h"
 #include "ExitStatus.h"
+#include "FileErrors.h"
 #include "Format.h"
 #include "InputFile.h"
+#include "Json.h"
 #include "Output.h"
 #include "RecordText.h"
 #include "SettingDiagnosis.h"
@@ -22,8 +24,8 @@
 namespace {
 
 constexpr const char* usage =
-    "Usage: tavo-check [--show] SECTION FILE [/Name=Value ...]\n"
-    "       tavo-check [--show] --fiscal FILE [/Name=Value ...]\n"
+    "Usage: tavo-check [--show|--json] SECTION FILE [/Name=Value ...]\n"
+    "       tavo-check [--show|--json] --fiscal FILE [/Name=Value ...]\n"
     "       tavo-check --setup [--json] [/Name=Value ...]\n"
     "       tavo-check --registers [/Name=Value ...]\n"
     "       tavo-check --status N [--class]\n"
@@ -78,46 +80,86 @@ void ShowPicture(const std::vector<Record>& rows) {
 }
 
 /** Says what is wrong with each line, which the messages of tavo do not. */
-void Explain(const std::string& filename, const CheckOptions& options) {
+std::vector<Finding> Explain(const std::string& filename, const CheckOptions& options) {
+    std::vector<Finding> findings;
     const std::vector<std::string> lines = ReadLines(filename);
     for (size_t i = 0; i < lines.size(); i++) {
         if (lines[i].empty()) continue;
-        for (const Finding& finding : DiagnoseLine(lines[i], options.isFiscal)) {
-            const std::string field = finding.field > 0 ? Format("field %d, ", finding.field) : "";
-            Print(Format("%sline %zu, %scolumn %d: ", finding.isBad ? "" : "warning: ", i + 1, field.c_str(),
-                         finding.column) +
-                  finding.cause + "\n");
+        for (Finding finding : DiagnoseLine(lines[i], options.isFiscal)) {
+            finding.line = static_cast<int>(i) + 1;
+            findings.push_back(finding);
         }
     }
-    for (const std::string& warning : DiagnoseFile(lines, options.isFiscal))
-        Print("warning: " + warning + "\n");
+    const std::vector<Finding> warnings = DiagnoseFile(lines, options.isFiscal);
+    findings.insert(findings.end(), warnings.begin(), warnings.end());
+    return findings;
+}
+
+void Tell(const std::vector<Finding>& findings, bool isJson) {
+    for (const Finding& finding : findings) Print((isJson ? ToJson(finding) : ToText(finding)) + "\n");
+}
+
+/** What tavo says of the file's lines. */
+std::vector<Finding> GetVerdicts() {
+    std::vector<Finding> verdicts;
+    for (const LineError& error : FileErrors::GetLines())
+        verdicts.push_back({true, error.line, error.field, 0, error.cause});
+    return verdicts;
+}
+
+struct Verdict {
+    ReturnCode status = ReturnCode_OK;
+    int count = 0;  // of what is sent
+    bool hasLines = true;
+};
+
+/** Goes through the file as tavo does. */
+Verdict Judge(const BaseCommandParameters& params, const CheckOptions& options) {
+    Verdict verdict;
+    InputFile input;
+    try {
+        if (options.isFiscal) {
+            input.OpenCommands(params.filePath);
+            verdict.count = static_cast<int>(input.GetCommands().size());
+            if (options.isShown) ShowCommands(input.GetCommands());
+        } else {
+            input.OpenRecords(params.data, params.filePath);
+            verdict.hasLines = input.GetKind().hasLines;
+            const std::vector<Record> rows = CheckRecords(input, options, verdict.count);
+            if (options.isShown) ShowPicture(rows);
+            verdict.status = StatusOfFileErrors();
+        }
+    } catch (ApplicationException* e) {
+        verdict.status = HandleException(e);  // bad commands, which are explained behind
+    }
+    return verdict;
 }
 
 ReturnCode Check(const CheckOptions& options) {
     const BaseCommandParameters params = CollectTavoParameters(options);
-    for (const std::string& warning : DiagnoseSettings()) Print("warning: " + warning + "\n");
-    InputFile input;
-    int count = 0;
-    ReturnCode status = ReturnCode_OK;
-    bool hasLines = true;
-    try {
-        if (options.isFiscal) {
-            input.OpenCommands(params.filePath);
-            count = static_cast<int>(input.GetCommands().size());
-            if (options.isShown) ShowCommands(input.GetCommands());
-        } else {
-            input.OpenRecords(params.data, params.filePath);
-            hasLines = input.GetKind().hasLines;
-            const std::vector<Record> rows = CheckRecords(input, options, count);
-            if (options.isShown) ShowPicture(rows);
-            status = StatusOfFileErrors();
-        }
-    } catch (ApplicationException* e) {
-        status = HandleException(e);  // bad commands, which are explained below
-    }
-    if (hasLines) Explain(params.filePath, options);
-    Print(Format(options.isFiscal ? "Commands to execute: %d\n" : "Records to send: %d\n", count));
-    return status;
+    FileErrors::KeepLines();
+    std::vector<Finding> settingWarnings;
+    for (const std::string& warning : DiagnoseSettings())
+        settingWarnings.push_back({false, 0, 0, 0, warning});
+    Tell(settingWarnings, options.isJson);
+    HeldOutput messages;
+    const Verdict verdict = Judge(params, options);
+    const std::string told = messages.Take();
+    if (options.isJson)
+        Tell(GetVerdicts(), true);
+    else
+        Print(told);
+    if (verdict.hasLines) Tell(Explain(params.filePath, options), options.isJson);
+    if (options.isJson)
+        Print(JsonObject()
+                  .Add(options.isFiscal ? "commands" : "records", verdict.count)
+                  .Add("status", verdict.status)
+                  .GetText() +
+              "\n");
+    else
+        Print(
+            Format(options.isFiscal ? "Commands to execute: %d\n" : "Records to send: %d\n", verdict.count));
+    return verdict.status;
 }
 
 ReturnCode CheckSetup(const CheckOptions& options) {
@@ -167,7 +209,7 @@ ReturnCode Run(int argc, char* argv[]) {
     try {
         const CheckOptions options = ParseCheckOptions(argc, argv);
         if (Inform(options)) return ReturnCode_OK;
-        return End(options.isSetup ? CheckSetup(options) : Check(options), options.isSetup && options.isJson);
+        return End(options.isSetup ? CheckSetup(options) : Check(options), options.isJson);
     } catch (Exception* e) {
         return End(HandleException(e), false);
     }

@@ -5,6 +5,8 @@ namespace {
 constexpr ProgramOption<LineOptions> optionTable[] = {
     {"--record", "FILE", "keep what tap carries in this file, for ecrsim --replay",
      [](LineOptions& o, const std::string& v) { o.recordPath = v; }},
+    {"--trace=json", nullptr, "show what passes as JSON objects, one a line",
+     [](LineOptions& o, const std::string&) { o.trace = TraceForm::Json; }},
     {"--show-passwords", nullptr, "keep passwords in the recording, which hides them otherwise",
      [](LineOptions& o, const std::string&) { o.arePasswordsShown = true; }},
     {"--help", nullptr, "show this text",

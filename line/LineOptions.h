@@ -4,6 +4,7 @@
 #include <vector>
 
 #include "ProgramOptions.h"
+#include "Trace.h"
 
 /** What tavo-line is asked to do; the texts of `tavo-line --help` explain each. */
 struct LineOptions {
@@ -11,6 +12,7 @@ struct LineOptions {
     bool isVersionRequested = false;
     std::string recordPath;  // empty: none
     bool arePasswordsShown = false;
+    TraceForm trace = TraceForm::Text;
     std::string action;              // "list", "probe" or "tap"
     std::vector<std::string> words;  // settings
 };

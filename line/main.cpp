@@ -45,7 +45,7 @@ ReturnCode RunTap(const LineOptions& options) {
     const auto recording = options.recordPath.empty()
                                ? nullptr
                                : std::make_unique<Recording>(options.recordPath, options.arePasswordsShown);
-    const Trace trace(true, recording.get());
+    const Trace trace(options.trace, recording.get());
     Tap tap(trace);
     Terminal terminal({}, recording.get());
     Print("TTY=" + terminal.GetName() + "\n");

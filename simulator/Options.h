@@ -8,6 +8,7 @@
 #include "Byte.h"
 #include "Faults.h"
 #include "ProgramOptions.h"
+#include "Trace.h"
 
 /** What the register is told to be and to do; the texts of `ecrsim --help` explain each. */
 struct Options {
@@ -27,7 +28,7 @@ struct Options {
     int timeoutAfter = 0;  // records, 0: never
     FaultRates faultRates{};
     unsigned seed = 1;
-    bool isTraced = false;
+    TraceForm trace = TraceForm::None;
     std::string recordPath;  // empty: none
     std::string replayPath;  // empty: the register itself answers
     bool arePasswordsShown = false;

@@ -35,7 +35,7 @@ void ServeRegister(const Options& options) {
                                ? nullptr
                                : std::make_unique<Recording>(options.recordPath, options.arePasswordsShown);
     Terminal terminal(SettingsOf(options), recording.get());
-    const Trace trace(options.isTraced, recording.get());
+    const Trace trace(options.trace, recording.get());
     Register ecr(options);
     Link link(options, ecr, trace);
     Print(Announce(options, terminal));

@@ -214,6 +214,18 @@ warning: line 15: EcrOperationMaxTime: of 30000 ms only 4400 are waited, as the 
     EXPECT_EQ(RunProgram({"/usr/bin/jq", ".status", folder / "a.json"}).output, "10\n");
 }
 
+TEST_F(CheckTest, TellsAProgramTheSameFindings) {
+    const std::string file = File("a.csv", "1,\"P\xC3\xA4rnu\"\nbad\n\n1,1.2.3\n");
+    const std::string objects = Check({"--json", "3", file}).output;
+    WriteText(folder / "a.json", objects);
+    EXPECT_EQ(RunProgram({"/usr/bin/jq", "-c", "[.severity,.line,.field,.column,.status]", folder / "a.json"})
+                  .output,
+              "[\"error\",2,null,null,null]\n[\"error\",3,null,null,null]\n[\"error\",4,null,null,null]\n"
+              "[\"error\",4,null,null,null]\n[\"error\",2,1,1,null]\n[\"error\",4,2,3,null]\n"
+              "[\"warning\",1,null,5,null]\n[null,null,null,null,2]\n");
+    EXPECT_NE(objects.find("\"cause\":\"field begins with 'b': "), std::string::npos) << objects;
+}
+
 TEST_F(CheckTest, TellsAScriptTheRegistersAndWhatAStatusAsksFor) {
     ini = File("TAVO.ini", "[Common]\nTTY=a\n[ECR_B]\n[ecr_A]\n[ECR_b]\n[ECR C]\n");
     EXPECT_EQ(Check({"--registers"}).output, "B\nA\n");

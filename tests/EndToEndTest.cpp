@@ -242,7 +242,7 @@ TEST_F(EndToEndTest, HintsOnATerminalAndNowhereElse) {
 
 TEST_F(EndToEndTest, WritesAResultThatAProgramReadsWhateverItIs) {
     const PseudoTerminal silent;
-    Simulator ecr({"--reject", "2:3", "--reject", "5", "--password", "s3cret"});
+    Simulator ecr({"--reject", "2:3", "--reject", "5", "--password", "s3cret", "--trace=json"});
     const std::string tty = "/TTY=" + ecr.Tty();
     const std::string path = folder / "T_1.json";
     const auto result = [&](const char* filter) {
@@ -288,6 +288,10 @@ TEST_F(EndToEndTest, WritesAResultThatAProgramReadsWhateverItIs) {
     EXPECT_EQ(Output({"clear", "3", tty, "/Password=s3cret", "/ResultFile=/none/a"}),
               "Unable to open file '/none/a'\n" + Failed(13));
     EXPECT_EQ(Tavo({"clear", "3", "/ResultFile=/none/a"}).status, 10);
+    WriteText(path, ecr.Stop());
+    EXPECT_EQ(result("select(.event|test(\"ECR status|receipt closed\"))|[.from,.event]"),
+              "[\"tool\",\"frame v3 #32: request: read ECR status\"]\n"
+              "[\"register\",\"frame v3 #33: status: 0,\\\"receipt closed\\\",0,0,0\"]\n");
     EXPECT_EQ(std::distance(std::filesystem::directory_iterator(folder / ""), {}), 4);  // nothing temporary
 }
 

@@ -151,7 +151,7 @@ protected:
         ecr.SetJournal(&outcome.done);
         if (operation.command != Command_Send)
             for (const Record& record : stored) ecr.GetSections().Put(section, record, 0);
-        const Trace noTrace(false);
+        const Trace noTrace(TraceForm::None);
         Link link(options, ecr, noTrace);
         VirtualLine line(link, carry);
         PortWithTC port(Lend(&line));
