@@ -15,6 +15,7 @@
 #include "OLVE_Compatibility.h"
 #include "Record.h"
 #include "SourceFile.h"
+#include "TableDiagnosis.h"
 #include "Tools.h"
 
 namespace {
@@ -71,6 +72,8 @@ std::string NameCharacter(char c) {
                : Format("byte %02x", static_cast<unsigned char>(c));
 }
 
+std::string BehindColon(const std::string& text) { return text.empty() ? "" : ": " + text; }
+
 /** Why a field is not taken, in words. */
 std::string DiagnoseRefused(FieldRefusal refusal, const std::string& raw) {
     switch (refusal) {
@@ -81,14 +84,16 @@ std::string DiagnoseRefused(FieldRefusal refusal, const std::string& raw) {
         case FieldRefusal::Empty: return "field is empty";
         case FieldRefusal::UnknownKind:
             return "field begins with " + NameCharacter(raw[0]) +
-                   ": it is no text in quotes, no number and no binary data (0x)";
+                   ": it is no text in quotes, no number and no binary data (0x)" +
+                   BehindColon(NameSpreadsheetNumber(raw));
         case FieldRefusal::NotClosed: return "text field is not closed";
         case FieldRefusal::Control: {
             const auto control = std::find_if(raw.begin(), raw.end(), [](unsigned char c) { return c < 31; });
             return Format("text has a control character (%02x)", *control);
         }
         case FieldRefusal::NoNumber:
-            return "number has other characters than digits, a '-' before them and one point";
+            return "number has other characters than digits, a '-' before them and one point" +
+                   BehindColon(NameSpreadsheetNumber(raw));
         case FieldRefusal::OddDigits: return "binary field has an odd number of digits";
     }
     return "";

@@ -20,6 +20,7 @@
 #include "RecordText.h"
 #include "SettingDiagnosis.h"
 #include "Setup.h"
+#include "TableDiagnosis.h"
 
 namespace {
 
@@ -90,8 +91,10 @@ std::vector<Finding> Explain(const std::string& filename, const CheckOptions& op
             findings.push_back(finding);
         }
     }
-    const std::vector<Finding> warnings = DiagnoseFile(lines, options.isFiscal);
-    findings.insert(findings.end(), warnings.begin(), warnings.end());
+    for (const std::vector<Finding>& warnings :
+         {options.isFiscal ? std::vector<Finding>() : DiagnoseTable(lines),
+          DiagnoseFile(lines, options.isFiscal)})
+        findings.insert(findings.end(), warnings.begin(), warnings.end());
     return findings;
 }
 
