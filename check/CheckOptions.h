@@ -14,6 +14,8 @@ struct CheckOptions {
     bool isShown = false;
     bool isSetup = false;
     bool isJson = false;
+    std::string fixedPath;  // of a corrected copy, empty: none
+    std::string codePage;   // of it, empty: as the file
     bool areRegistersListed = false;
     std::optional<int> status;  // to be explained
     bool isClassAsked = false;

@@ -188,18 +188,11 @@ bool SeparatesAll(const std::vector<std::string>& lines, char delimiter) {
 std::string NameOf(char delimiter) { return delimiter == '\t' ? "tab" : "'" + Printable({delimiter}) + "'"; }
 
 Finding DiagnoseDelimiter(const std::vector<std::string>& lines) {
-    const char delimiter = ConfiguredDelimiter();
-    // with a decimal comma every line may have both
-    const bool isAnyGood = std::any_of(lines.begin(), lines.end(), [](const std::string& line) {
-        return !line.empty() && !DataOf(line, false).empty();
-    });
-    if (isAnyGood && SeparatesAll(lines, delimiter)) return {};
-    for (const char other : {',', ';', '\t', '|'})
-        if (other != delimiter && SeparatesAll(lines, other))
-            return {false, 0, 0, 0,
-                    "every line has a " + NameOf(other) + ", but the delimiter is " + NameOf(delimiter) +
-                        ": set Delimiter"};
-    return {};
+    const std::optional<char> other = FindOtherDelimiter(lines);
+    if (!other) return {};
+    return {false, 0, 0, 0,
+            "every line has a " + NameOf(*other) + ", but the delimiter is " + NameOf(ConfiguredDelimiter()) +
+                ": set Delimiter, or let tavo-check --fix write the other one"};
 }
 
 Finding DiagnoseLineEnds(const std::vector<std::string>& lines) {
@@ -262,6 +255,18 @@ std::vector<Finding> DiagnoseLine(const std::string& line, bool isCommand) {
     return findings;
 }
 
+std::optional<char> FindOtherDelimiter(const std::vector<std::string>& lines) {
+    const char delimiter = ConfiguredDelimiter();
+    // with a decimal comma every line may have both
+    const bool isAnyGood = std::any_of(lines.begin(), lines.end(), [](const std::string& line) {
+        return !line.empty() && !DataOf(line, false).empty();
+    });
+    if (isAnyGood && SeparatesAll(lines, delimiter)) return std::nullopt;
+    for (const char other : {',', ';', '\t', '|'})
+        if (other != delimiter && SeparatesAll(lines, other)) return other;
+    return std::nullopt;
+}
+
 std::vector<Finding> DiagnoseFile(const std::vector<std::string>& lines, bool hasCommands) {
     std::vector<Finding> warnings;
     const bool hasMark = !lines.empty() && lines[0].compare(0, 3, byteOrderMark) == 0;
@@ -278,11 +283,16 @@ std::vector<Finding> DiagnoseFile(const std::vector<std::string>& lines, bool ha
     return warnings;
 }
 
-std::vector<std::string> ReadLines(const std::string& filename) {
+std::string ReadAll(const std::string& filename) {
     SourceFile file;
     file.Open(filename);
     std::string text(static_cast<size_t>(file.GetSize()), '\0');
     text.resize(file.Read(0, text.data(), text.size()));
+    return text;
+}
+
+std::vector<std::string> ReadLines(const std::string& filename) {
+    const std::string text = ReadAll(filename);
     std::vector<std::string> lines;
     for (size_t start = 0; start < text.size();) {
         const size_t length = LineLength(text.data() + start, text.size() - start);

@@ -12,7 +12,7 @@
 
 namespace {
 
-constexpr size_t fewestRows = 3;  // fewer have no usual form
+constexpr size_t fewestRows = 5;  // fewer have no usual form
 
 struct Cell {
     FieldType type;

@@ -1,3 +1,5 @@
+#include <sys/stat.h>
+
 #include <cstdio>
 #include <new>
 #include <optional>
@@ -5,14 +7,17 @@
 #include <vector>
 
 #include "AppConfig.h"
+#include "AtomicFile.h"
 #include "CheckOptions.h"
 #include "CommandLine.h"
+#include "ContentDiagnosis.h"
 #include "Defaults.h"
 #include "Diagnosis.h"
 #include "Driver.h"
 #include "Exceptions.h"
 #include "ExitStatus.h"
 #include "FileErrors.h"
+#include "Fix.h"
 #include "Format.h"
 #include "InputFile.h"
 #include "Json.h"
@@ -27,6 +32,7 @@ namespace {
 constexpr const char* usage =
     "Usage: tavo-check [--show|--json] SECTION FILE [/Name=Value ...]\n"
     "       tavo-check [--show|--json] --fiscal FILE [/Name=Value ...]\n"
+    "       tavo-check --fix COPY [--codepage NAME] SECTION FILE [/Name=Value ...]\n"
     "       tavo-check --setup [--json] [/Name=Value ...]\n"
     "       tavo-check --registers [/Name=Value ...]\n"
     "       tavo-check --status N [--class]\n"
@@ -102,6 +108,23 @@ void Tell(const std::vector<Finding>& findings, bool isJson) {
     for (const Finding& finding : findings) Print((isJson ? ToJson(finding) : ToText(finding)) + "\n");
 }
 
+/** Writes the corrected copy, and says what has changed; returns its path. */
+std::string Fix(const std::string& filename, const CheckOptions& options) {
+    const FixedText fixed = FixText(ReadAll(filename), options.codePage);
+    struct stat source {};
+    struct stat copy {};
+    if (stat(filename.c_str(), &source) == 0 && stat(options.fixedPath.c_str(), &copy) == 0 &&
+        source.st_dev == copy.st_dev && source.st_ino == copy.st_ino)
+        throw new CommandLineException("--fix: the copy would be the file itself");
+    ReplaceFile(options.fixedPath, fixed.text);
+    for (const Finding& change : fixed.changes)
+        if (options.isJson)
+            Print(ToJson(change) + "\n");
+        else
+            Print(Format("%sline %d: ", change.isBad ? "" : "fixed: ", change.line) + change.cause + "\n");
+    return options.fixedPath;
+}
+
 /** What tavo says of the file's lines. */
 std::vector<Finding> GetVerdicts() {
     std::vector<Finding> verdicts;
@@ -139,12 +162,18 @@ Verdict Judge(const BaseCommandParameters& params, const CheckOptions& options) 
 }
 
 ReturnCode Check(const CheckOptions& options) {
-    const BaseCommandParameters params = CollectTavoParameters(options);
+    BaseCommandParameters params = CollectTavoParameters(options);
     FileErrors::KeepLines();
     std::vector<Finding> settingWarnings;
     for (const std::string& warning : DiagnoseSettings())
         settingWarnings.push_back({false, 0, 0, 0, warning});
     Tell(settingWarnings, options.isJson);
+    const FileKind& kind =
+        KindOf(options.isFiscal ? FileType_CSV : DetectFileType(params.filePath, params.data));
+    const std::vector<Finding> contents = DiagnoseContent(params.filePath, kind);
+    Tell(contents, options.isJson);
+    if (!options.fixedPath.empty() && kind.hasLines && contents.empty())
+        params.filePath = Fix(params.filePath, options);
     HeldOutput messages;
     const Verdict verdict = Judge(params, options);
     const std::string told = messages.Take();
@@ -152,7 +181,7 @@ ReturnCode Check(const CheckOptions& options) {
         Tell(GetVerdicts(), true);
     else
         Print(told);
-    if (verdict.hasLines) Tell(Explain(params.filePath, options), options.isJson);
+    if (verdict.hasLines && contents.empty()) Tell(Explain(params.filePath, options), options.isJson);
     if (options.isJson)
         Print(JsonObject()
                   .Add(options.isFiscal ? "commands" : "records", verdict.count)

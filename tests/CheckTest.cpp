@@ -74,6 +74,10 @@ warning: line 4, field 2, column 3: binary field has other characters than hexad
 line 6, field 1, column 1: -1, also with a point in it, is not taken as the first of several fiel
 line 7, field 2, column 3: number has other characters than digits, a '-' before them and one poi
 line 8, field 2, column 4: field begins with 'x': it is no text in quotes, no number and no binar
+warning: line 1: 4 fields, 5 of 8 lines have 2
+warning: line 2: 3 fields, 5 of 8 lines have 2
+warning: line 4, field 2, column 3: a binary field, where 3 of 5 lines have a number
+warning: line 5: 1 fields, 5 of 8 lines have 2
 warning: line 5: no record number but 0 with fields behind it: nothing is sorted, and duplicates are not l
 )");
     EXPECT_EQ(
@@ -243,4 +247,102 @@ TEST_F(CheckTest, TellsAScriptTheRegistersAndWhatAStatusAsksFor) {
         "16 EcrPortLocked (retry)\nanother run is working with the register\nWhat to do: try again later\n");
     for (const char* status : {"7", "x", "", "99999999999", "-1"})
         EXPECT_EQ(RunProgram({TAVO_CHECK_PROGRAM, "--status", status}).status, 1);
+}
+
+TEST_F(CheckTest, NamesEveryTrapOfASpreadsheetAndNothingInACleanFile) {
+    EXPECT_EQ(Matches(Check({"3", SAMPLES "/articles.csv"}).output, "warning: [^\n]*"), "");
+    std::string clean;
+    for (int i = 1; i <= 5; i++)
+        clean +=
+            Format("%d,\"Bread\",%d.25,\"x\",%s,0x7a\n", i, i, i % 2 == 0 ? "4740001000482" : "40170725");
+    const std::string most = ", where 5 of 6 lines have a ";
+    for (const auto& [line, warning] :
+         {std::pair("6,\"Milk\",1.5,\"y\",4740001000482,0x7b", ""),
+          {"6,\"Milk\",1,25,\"y\",4740001000482,0x7b",
+           "line 6, field 3, column 10: 7 fields, 5 of 6 lines have 6: decimal comma in field 3? Write a "
+           "point"},
+          {"6,\"Milk\"", "line 6: 2 fields, 5 of 6 lines have 6"},
+          {"6,7,1.5,\"y\",4740001000482,0x7b", "line 6, field 2, column 3: a number%text"},
+          {"6,\"Milk\",\"1.5\",\"y\",4740001000482,0x7b",
+           "line 6, field 3, column 10: a text%number: a number in quotes arrives as a text: leave the "
+           "quotes out"},
+          {"6,\"Milk\",\"1,5\",\"y\",4740001000482,0x7b",
+           "line 6, field 3, column 10: a text%number: a decimal comma: write a point, or let tavo-check "
+           "--fix do it"},
+          {"6,\"Milk\",\"1 234.50\",\"y\",4740001000482,0x7b",
+           "line 6, field 3, column 10: a text%number: thousands separators: format the column without them"},
+          {"6,\"Milk\",\"\200 12.50\",\"y\",4740001000482,0x7b",
+           "line 6, field 3, column 10: a text%number: a currency sign: format the column without it"},
+          {"6,\"Milk\",\"12.05.2026\",\"y\",4740001000482,0x7b",
+           "line 6, field 3, column 10: a text%number: a spreadsheet has made a date of it; format the "
+           "column as text"},
+          {"6,\"Milk\",1.5,\"4.74E+12\",4740001000482,0x7b",
+           "line 6, field 4, column 14: a spreadsheet has rounded it: the digits are lost; format the column "
+           "as text"},
+          {"6,\"Milk\",1.5,\"y\",4740001000483,0x7b",
+           "line 6, field 5, column 18: barcode 4740001000483 has a wrong check digit: 2 would be right"},
+          {"6,\"Milk\",1.5,\"y\",40170726,0x7b",
+           "line 6, field 5, column 18: barcode 40170726 has a wrong check digit: 5 would be right"},
+          {"6,\"Milk\",1.5,\"y\",123456789013,0x7b",
+           "line 6, field 5, column 18: barcode 123456789013 has a wrong check digit: 2 would be right"}}) {
+        const std::string expected =
+            *warning == '\0' ? "" : "warning: " + std::regex_replace(warning, std::regex("%"), most) + "\n";
+        EXPECT_EQ(Matches(Check({"3", File("a.csv", clean + line + "\n")}).output, "warning: [^\n]*"),
+                  expected);
+    }
+    EXPECT_EQ(
+        Matches(
+            Check({"3", File("a.csv", "\"Number\",\"Name\",\"Price\",\"Text\",\"Code\",\"Flags\"\n" + clean)})
+                .output,
+            "warning: [^\n]*"),
+        "warning: line 1, field 1, column 1: a heading is sent as a record: delete the line\n");
+    // what the tool refuses is explained in the same words
+    for (const char* number : {"4.74E+12", "12.05.2026", "1 234.5", "1.5 EUR"})
+        EXPECT_TRUE(
+            std::regex_search(Check({"3", File("a.csv", clean + "6,\"Milk\"," + number + "\n")}).output,
+                              std::regex("one point: [^\n]*(column|without)")))
+            << number;
+}
+
+TEST_F(CheckTest, TellsFirstWhatIsNoFileOfItsKind) {
+    std::string colours = ReadText(SAMPLES "/logo.bmp");
+    colours[28] = 24;
+    std::string wide = ReadText(SAMPLES "/logo.bmp");
+    wide[19] = 8;
+    for (const auto& [name, content, warning] :
+         {std::tuple("a.csv", std::string("PK\3\4"), "the file is a ZIP archive"),
+          {"a.csv", "%PDF-1.7", "the file is a PDF document: export it as CSV"},
+          {"a.csv", "\x1F\x8B", "the file is compressed by gzip"},
+          {"a.csv", "\xFF\xD8\xFF", "the file is a JPEG picture: export it as CSV"},
+          {"a.csv", "", "the file is empty"},
+          {"a.bmp", "\x89PNG", "the file is a PNG picture: convert IN"},
+          {"a.bmp", colours, "the picture has 24 bits a pixel, not 1: convert IN"},
+          {"a.bmp", wide, "the picture is 2176 pixels wide and is cut at 1024: convert IN"}})
+        EXPECT_EQ(Check({"210", File(name, content)}).output.find(std::string("warning: ") + warning), 0U)
+            << warning;
+}
+
+TEST_F(CheckTest, FixesWhatIsCertainInACopyThatPasses) {
+    const std::string path = File(
+        "a.csv",
+        "\xEF\xBB\2771;\"P\xC3\xA4rnu; \"\"Eesti\"\"\";1,25;24\r2;\"b, c\";-0,5;7\r\n3;\"d\";1;\"1,5\"\n");
+    const RunResult fixed = Check({"--fix", folder / "b.csv", "--codepage", "CP1257", "3", path});
+    EXPECT_EQ(ReadText(folder / "b.csv"),
+              "1,\"P\344rnu; \"\"Eesti\"\"\",1.25,24\n2,\"b, c\",-0.5,7\r\n3,\"d\",1,\"1,5\"\n");
+    EXPECT_EQ(Matches(fixed.output, "(fixed: )?line [^\n]*|Return.*"),
+              "fixed: line 1: byte-order mark removed\nfixed: line 1: decimal comma in field 3 is a point "
+              "now\nfixed: line 1: delimiter\nfixed: line 1: letters converted\nfixed: line 1: line "
+              "end\nfixed: line 2: decimal comma in field 3 is a point now\nfixed: line 2: delimiter\nfixed: "
+              "line 3: delimiter\nReturn value 0\n");
+    const std::string odd = "1;\"\xE4\xB8\255\"\n2;a,b\n";
+    EXPECT_EQ(
+        Matches(Check({"--fix", folder / "b.csv", "--codepage", "CP1257", "3", File("c.csv", odd)}).output,
+                "(fixed: )?line \\d+: [^\n]*"),
+        "fixed: line 1: delimiter\nline 1: left as it is: a letter is not in the code page\nline 2: left as "
+        "it is: the delimiter stands in field 2, which has no quotes\n");
+    for (const auto& [words, status] : {std::pair(std::vector<std::string>{"--fix", path, "3", path}, 1),
+                                        {{"--fix", folder / "b.csv", "--codepage", "CP", "3", path}, 1},
+                                        {{"--fix", "/none/b.csv", "3", path}, 13}})
+        EXPECT_EQ(Check(words).status, status);
+    EXPECT_EQ(ReadText(path).substr(0, 3), "\xEF\xBB\xBF");  // it is left as it was
 }
