@@ -35,16 +35,29 @@ private:
     int m_file;
 };
 
-/**
- * The umask for a new log: a folder that a group shares (setgid, and the group may write it) has logs that
- * the group may write, or the run of one user would shut out those of the others.
- */
-mode_t MaskFor(const std::string& path, mode_t mask) {
+/** The rights of a folder that a group shares (setgid, and the group may write it); 0 for any other. */
+mode_t RightsOfSharedFolder(const std::string& path) {
     struct stat folder {};
     constexpr mode_t shared = S_ISGID | S_IWGRP;
-    const std::string directory = Path::GetDirectoryName(path);
-    const bool isShared = stat(directory.c_str(), &folder) == 0 && (folder.st_mode & shared) == shared;
+    const bool isShared = stat(path.c_str(), &folder) == 0 && (folder.st_mode & shared) == shared;
+    return isShared ? folder.st_mode & 07777 : 0;
+}
+
+/** The umask for a new log: in a shared folder the group may write it, or the run of one user would shut out
+ * those of the others. */
+mode_t MaskFor(const std::string& path, mode_t mask) {
+    const bool isShared = RightsOfSharedFolder(Path::GetDirectoryName(path)) != 0;
     return isShared ? mask & ~static_cast<mode_t>(S_IRGRP | S_IWGRP) : mask;
+}
+
+/** Makes the last level of a folder, as shared as the one that it is in; another run may make it at the same
+ * moment. */
+bool MakeFolder(const std::string& path) {
+    if (!Directory::Create(path)) return Directory::Exists(path);
+    const std::string parent = Path::GetDirectoryName(TrimRight(path, "/"));
+    const mode_t rights = RightsOfSharedFolder(parent);
+    if (rights != 0) chmod(path.c_str(), rights);
+    return true;
 }
 
 struct stat StatusOf(int file) {
@@ -101,9 +114,7 @@ LogFile::~LogFile() { Close(true); }
 void LogFile::Open(const std::string& path) {
     if (IsOpened()) throw new InternalException(__FILE__, __LINE__);
     const std::string directory = Path::GetDirectoryName(path);
-    // another run may make it at the same moment
-    if (!directory.empty() && !Directory::Exists(directory) && !Directory::Create(directory) &&
-        !Directory::Exists(directory))
+    if (!directory.empty() && !Directory::Exists(directory) && !MakeFolder(directory))
         throw new SystemException("Log file directory create failed");
     OpenForAppending(path);
     if (!IsOpened()) throw new FileIoException("Can't open file '" + Printable(path) + "'");

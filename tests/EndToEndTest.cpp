@@ -1,3 +1,4 @@
+#include <map>
 #include <tuple>
 
 #include "EndToEnd.h"
@@ -307,4 +308,45 @@ TEST_F(EndToEndTest, ShowsProgressOnlyWhereItIsWanted) {
     RunProgram({"/bin/sh", "-c",
                 "'" + Join(run.data(), static_cast<int>(run.size()), "' '") + "' >/dev/" + screen.Tty()});
     EXPECT_NE(screen.Written().find("Records sent: 1\rRecords"), std::string::npos);
+}
+
+TEST_F(EndToEndTest, TheExampleOfANightActsByClassAndLosesNoReport) {
+    const Simulator good;
+    const Simulator busy({"--busy"});
+    for (const char* program : {TAVO_PROGRAM, TAVO_CHECK_PROGRAM}) {
+        std::filesystem::create_directory(folder / "bin");
+        std::filesystem::copy(program, folder / "bin");
+    }
+    const std::string sections =
+        "[Common]\nLogFilePath=" + folder / "log" + "\n[ECR_Till 1]\nTTY=" + good.Tty() + "\n";
+    const auto night = [&](const std::string& others) {
+        File("bin/TAVO.ini", sections + others);
+        const RunResult run = RunProgram(
+            {"/usr/bin/env", "PATH=" + folder / "bin:/usr/bin:/bin", "TAVO_FOLDER=" + folder / "night",
+             "TAVO_PAUSE=0", "TAVO_PRICES=" + folder / "prices.csv", SOURCE_FOLDER "/examples/nightly"});
+        EXPECT_EQ(run.output.find("registers\n"), 2U) << run.output;
+        return std::to_string(run.status) +
+               std::regex_replace(ReadText(folder / "night/status"), std::regex("\n?[-0-9T:]{19} "), "; ");
+    };
+    const auto reports = [&] {
+        std::map<std::string, std::string> texts;
+        for (const auto& entry : std::filesystem::directory_iterator(folder / "night/reports"))
+            texts[std::regex_replace(entry.path().filename().string(), std::regex("\\d{4}-\\d\\d-\\d\\d"),
+                                     "D")] = ReadText(entry.path());
+        return texts;
+    };
+    const std::map<std::string, std::string> first{{"Till 1-D.csv", "1,5\r\n"}};
+    const std::map<std::string, std::string> both{{"Till 1-D.csv", "1,5\r\n"}, {"Till 1-D-2.csv", "1,6\r\n"}};
+    Tavo(good, {"send", "70", File("a.csv", "1,5\n")});
+    EXPECT_EQ(night(""), "0; ok Till 1: ReadAndClear 0 OK (ok)\n");
+    EXPECT_EQ(reports(), first);
+    File("prices.csv", "1,2\n");
+    Tavo(good, {"send", "70", File("a.csv", "1,6\n")});
+    EXPECT_EQ(night("[ECR_B]\nTTY=" + busy.Tty() + "\n"),
+              "75; ok Till 1: Send 0 OK (ok), ReadAndClear 0 OK (ok); retry B: Send 3 EcrBusy (retry), "
+              "ReadAndClear 3 EcrBusy (retry)\n");
+    EXPECT_EQ(reports(), both);
+    EXPECT_EQ(Section(good, "3"), "1,2\r\n");
+    EXPECT_EQ(night("[ECR_B]\n").substr(0, 2), "1;");
+    EXPECT_EQ(reports(), both);  // the register's one is empty now
 }

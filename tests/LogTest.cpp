@@ -83,12 +83,21 @@ TEST_F(LogTest, NeverCutsOrLosesTheLinesOfAnotherRun) {
 
 TEST_F(LogTest, LetsTheGroupOfASharedFolderWriteItsLogs) {
     const mode_t mask = umask(077);
-    for (const auto& [folderMode, logMode] : {std::pair(02775u, 0660u), {0775u, 0600u}}) {
+    for (const auto& [folderMode, logMode, newFolderMode] :
+         {std::tuple(02775u, 0660u, 02775u), {0775u, 0600u, 0700u}}) {
         chmod((folder / "log").c_str(), folderMode);
-        LogFile log;
-        log.Open(standard);
-        EXPECT_EQ(static_cast<unsigned>(std::filesystem::status(standard).permissions()), logMode);
-        log.Close(false);
+        const std::string till = folder / "log/till";
+        const auto modeOf = [](const std::string& path) {
+            return static_cast<unsigned>(std::filesystem::status(path).permissions());
+        };
+        for (const std::string& path : {standard, till + "/TAVO.log"}) {
+            LogFile log;
+            log.Open(path);
+            EXPECT_EQ(modeOf(path), logMode);
+            log.Close(false);
+        }
+        EXPECT_EQ(modeOf(till), newFolderMode);
+        std::filesystem::remove_all(till);
     }
     EXPECT_EQ(umask(mask), 077u) << "not given back";
 }
