@@ -106,5 +106,5 @@ std::string Decoder::DescribeFromRegister(byte protocol, const Record& data) {
     if (IsProtocol(protocol, Protocol_Fiscal) && !isCode) return statusMeaning + DescribeFields(fields);
     // the field counts from 0 on the wire
     return DescribeAnswer(data[0], m_state == State::Sending) +
-           (isCode ? "" : Format(" in field %d", ToInt(DescribeFields(fields)) + 1));
+           (isCode ? "" : Format(" in field %lld", ToInt(DescribeFields(fields)) + 1LL));
 }

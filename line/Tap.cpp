@@ -21,11 +21,9 @@ size_t Carried(ssize_t result, const char* failure) {
 
 }  // namespace
 
-Tap::Tap(const Trace& trace) : m_decoder(trace) { m_port.Open(); }
-
 void Tap::Receive(byte value, Time) {
     m_toRegister.push_back(value);
-    m_decoder.ReceiveFromTool(value);
+    m_passed.push_back({value, true});
 }
 
 void Tap::Tick(Time now) {
@@ -44,11 +42,25 @@ void Tap::Tick(Time now) {
     if (result == 0) errno = ENODEV;
     const size_t count = Carried(result == 0 ? -1 : result, readError);
     m_output.insert(m_output.end(), buffer, buffer + count);
-    for (size_t i = 0; i < count; i++) m_decoder.ReceiveFromRegister(buffer[i]);
+    for (size_t i = 0; i < count; i++) m_passed.push_back({buffer[i], false});
 }
 
 Time Tap::GetDeadline() const { return m_retryTime; }
 
 std::vector<byte> Tap::TakeOutput() { return std::exchange(m_output, {}); }
 
-void Tap::HangUp() { m_decoder.HangUp(); }
+void Tap::HangUp() { m_hasHungUp = true; }
+
+bool Tap::IsFull() const {
+    constexpr size_t limit = 4096;
+    return m_toRegister.size() > limit;
+}
+
+void Tap::Explain() {
+    for (const Passing& passed : std::exchange(m_passed, {}))
+        if (passed.isFromTool)
+            m_decoder.ReceiveFromTool(passed.value);
+        else
+            m_decoder.ReceiveFromRegister(passed.value);
+    if (std::exchange(m_hasHungUp, false)) m_decoder.HangUp();
+}

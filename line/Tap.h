@@ -9,8 +9,8 @@
 /** The real register as the peer of the tool: carries bytes between the two and says what they mean. */
 class Tap : public Peer {
 public:
-    /** Opens and locks the register's port; throws as ComPort::Open. */
-    explicit Tap(const Trace& trace);
+    /** The port is open and outlives this. */
+    Tap(const ComPort& port, const Trace& trace) : m_port(port), m_decoder(trace) {}
 
     void Receive(byte value, Time now) override;
     /** Carries what the port takes and gives; SystemException when it is gone. */
@@ -19,11 +19,21 @@ public:
     std::vector<byte> TakeOutput() override;
     void HangUp() override;
     int GetHandle() const override { return m_port.GetHandle(); }
+    bool IsFull() const override;
+    void Explain() override;
 
 private:
-    ComPort m_port;
+    /** A byte that passes, and where from. */
+    struct Passing {
+        byte value;
+        bool isFromTool;
+    };
+
+    const ComPort& m_port;
     Decoder m_decoder;
     std::vector<byte> m_toRegister;  // not taken by the port yet
     std::vector<byte> m_output;
+    std::vector<Passing> m_passed;  // not explained yet
+    bool m_hasHungUp = false;
     Time m_retryTime = never;
 };

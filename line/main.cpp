@@ -18,6 +18,8 @@
 
 namespace {
 
+bool isStopped = false;  // a signal is the usual end of a tap
+
 ReturnCode List(const LineOptions&) {
     const std::vector<std::string> ports = DescribePorts();
     for (const std::string& port : ports) Print(port + "\n");
@@ -41,15 +43,19 @@ ReturnCode Probe(const LineOptions&) {
 }
 
 ReturnCode RunTap(const LineOptions& options) {
-    CatchStopSignals();
+    CatchInterrupts();
+    ComPort port;
+    port.Open();
     const auto recording = options.recordPath.empty()
                                ? nullptr
                                : std::make_unique<Recording>(options.recordPath, options.arePasswordsShown);
     const Trace trace(options.trace, recording.get());
-    Tap tap(trace);
-    Terminal terminal({}, recording.get());
+    Tap tap(port, trace);
+    Terminal terminal({});
+    terminal.SetRecording(recording.get());
     Print("TTY=" + terminal.GetName() + "\n");
     Serve(terminal, tap, false);
+    isStopped = true;
     return ReturnCode_OK;
 }
 
@@ -100,9 +106,10 @@ ReturnCode RunToEnd(int argc, char* argv[]) {
 }  // namespace
 
 int main(int argc, char* argv[]) {
+    OpenStandardDescriptors();
     try {
         const ReturnCode status = RunToEnd(argc, argv);
-        if (const int interrupt = GetInterrupt(); interrupt != 0) EndByInterrupt(interrupt);
+        if (const int interrupt = GetInterrupt(); interrupt != 0 && !isStopped) EndByInterrupt(interrupt);
         return status;
     } catch (const std::bad_alloc&) {
         Print("System error: Not enough memory\n");

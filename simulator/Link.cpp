@@ -54,7 +54,12 @@ void Link::Receive(byte value, Time now) {
             m_trace.Line("<- NAK");
             if (m_attempts > 0) Repeat(now, "refused");
             return;
-        case FrameReader::Event::Noise: m_trace.Line(Format("<- %02x, noise", value)); return;
+        case FrameReader::Event::Noise:
+            // it may be of a password whose frame has lost its beginning
+            m_trace.Line(m_options.password.empty() || m_options.arePasswordsShown
+                             ? Format("<- %02x, noise", value)
+                             : "<- noise");
+            return;
     }
 }
 

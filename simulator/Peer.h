@@ -25,6 +25,10 @@ public:
     virtual void HangUp() = 0;
     /** A descriptor whose input is to be waited for, too; -1 for none. */
     virtual int GetHandle() const { return -1; }
+    /** True while it takes no more input. */
+    virtual bool IsFull() const { return false; }
+    /** Says what has passed; called once it is on its way. */
+    virtual void Explain() {}
     /** True when there is nothing left to answer. */
     virtual bool IsDone() const { return false; }
 };

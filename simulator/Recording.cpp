@@ -144,8 +144,9 @@ std::vector<byte> Replay::TakeOutput() {
 }
 
 void Replay::HangUp() {
-    // A recording does not have every one: a tool that is back at once was not missed.
-    const bool isBetweenSessions = m_taken == 0 && IsNext(Kind::Received);
+    // A recording does not have every one: a tool that is back at once was not missed, and its next session
+    // may begin in the middle of a line.
+    const bool isBetweenSessions = IsNext(Kind::Received) && m_entries[m_next].bytes[m_taken] == STX;
     if (IsNext(Kind::HangUp))
         Advance(0);
     else if (m_next < m_entries.size() && !isBetweenSessions)

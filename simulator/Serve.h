@@ -3,11 +3,8 @@
 #include "Peer.h"
 #include "Terminal.h"
 
-/** Keeps SIGINT and SIGTERM for Serve, which ends in order by one: called before anything is opened. */
-void CatchStopSignals();
-
 /**
- * Carries bytes between the terminal and the peer until SIGINT or SIGTERM, the peer's end or, with isOnce,
- * the other side's hanging up.
+ * Carries bytes between the terminal and the peer until a signal (CatchInterrupts), the peer's end or, with
+ * isOnce, the other side's hanging up. What has arrived by then is carried, too.
  */
 void Serve(Terminal& terminal, Peer& peer, bool isOnce);

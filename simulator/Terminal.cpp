@@ -7,12 +7,13 @@
 #include <unistd.h>
 
 #include <algorithm>
-#include <csignal>
+#include <cerrno>
 #include <ctime>
 
 #include "AppConfig.h"
 #include "Clock.h"
 #include "Exceptions.h"
+#include "Interrupt.h"
 
 namespace {
 
@@ -51,11 +52,11 @@ Time PacedBytes::GetDeadline() const {
 
 void PacedBytes::Clear() { m_bytes.clear(); }
 
-Terminal::Terminal(const Settings& settings, Recording* recording)
-    : m_faults(settings.faultRates, settings.seed),
+Terminal::Terminal(const Settings& settings)
+    : m_tty(settings.tty),
+      m_faults(settings.faultRates, settings.seed),
       m_input(settings.baud),
-      m_output(settings.baud),
-      m_recording(recording) {
+      m_output(settings.baud) {
     if (settings.tty.empty()) {
         OpenPseudoTerminal();
         if (!settings.comSettings.empty()) m_wanted = MakeTermios(ParseLineSettings(settings.comSettings));
@@ -68,7 +69,7 @@ Terminal::Terminal(const Settings& settings, Recording* recording)
 }
 
 void Terminal::OpenPseudoTerminal() {
-    m_handle = posix_openpt(O_RDWR | O_NOCTTY | O_CLOEXEC);
+    m_handle = posix_openpt(O_RDWR | O_NOCTTY | O_NONBLOCK | O_CLOEXEC);
     if (m_handle == -1 || grantpt(m_handle) != 0 || unlockpt(m_handle) != 0)
         throw new SystemException("Unable to open a pseudo-terminal");
     // raw from the start: nothing is echoed or translated before the tool has set the line up
@@ -83,22 +84,21 @@ Terminal::~Terminal() {
 }
 
 std::string Terminal::GetName() const {
-    const std::string path = IsReal() ? ttyname(m_handle) : ptsname(m_handle);
-    return path.substr(std::string("/dev/").size());
+    return IsReal() ? m_tty : std::string(ptsname(m_handle)).substr(std::string("/dev/").size());
 }
 
 Time Terminal::GetTime() { return GetTimeMs() / 1000; }
 
-bool Terminal::Wait(Time deadline, int otherHandle) {
+bool Terminal::Wait(Time deadline, int otherHandle, bool isInputTaken) {
     const Time now = GetTime();
     if (m_isHungUp) deadline = std::min(deadline, now + hungUpPollTime);
     const Time wait = std::max<Time>(deadline == never ? 0 : deadline - now, 0);
     const timespec timeout{wait / 1'000'000, wait % 1'000'000 * 1000};
-    sigset_t noSignals;
-    sigemptyset(&noSignals);
     // one without another side is always ready: it is asked only now and then
-    pollfd lines[] = {{m_isHungUp ? -1 : m_handle, POLLIN, 0}, {otherHandle, POLLIN, 0}};
-    const int result = ppoll(lines, 2, deadline == never ? nullptr : &timeout, &noSignals);
+    pollfd lines[] = {{m_isHungUp || !isInputTaken ? -1 : m_handle, POLLIN, 0},
+                      {otherHandle, POLLIN, 0},
+                      {GetWakeUpHandle(), POLLIN, 0}};
+    const int result = ppoll(lines, 3, deadline == never ? nullptr : &timeout, nullptr);
     if (m_isHungUp) {
         pollfd terminal{m_handle, 0, 0};
         poll(&terminal, 1, 0);
@@ -119,10 +119,13 @@ bool Terminal::ReadInput() {
         m_input.Push(m_faults.Carry(bytes), arrival);
         return true;
     }
+    if (count < 0 && (errno == EAGAIN || errno == EINTR)) return true;
+    if (count == 0) errno = ENODEV;
     if (IsReal()) throw new SystemException("Serial port read error");
     if (m_recording != nullptr) m_recording->AddHangUp(arrival);
     m_isHungUp = true;
     m_output.Clear();
+    m_untaken.clear();
     return false;
 }
 
@@ -148,8 +151,15 @@ void Terminal::Flush(Time now) {
     if (due.empty()) return;
     const ssize_t count = write(m_handle, due.data(), due.size());
     // what a terminal without another side does not take is lost, as on a line that nobody listens to
-    if (count < 0 && !IsReal()) m_output.Clear();
-    if (IsReal()) m_untaken.assign(due.begin() + std::max<ssize_t>(count, 0), due.end());
+    if (count < 0 && errno != EAGAIN && errno != EINTR && !IsReal())
+        m_output.Clear();
+    else
+        m_untaken.assign(due.begin() + std::max<ssize_t>(count, 0), due.end());
+}
+
+bool Terminal::IsFull() const {
+    constexpr size_t limit = 4096;
+    return m_untaken.size() > limit;
 }
 
 Time Terminal::GetDeadline() const {

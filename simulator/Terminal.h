@@ -41,9 +41,8 @@ public:
         unsigned seed = 1;
     };
 
-    /** SystemException when there is no pseudo-terminal to be had; for a real port as ComPort::Open.
-     * recording may be null. */
-    Terminal(const Settings& settings, Recording* recording);
+    /** SystemException when there is no pseudo-terminal to be had; for a real port as ComPort::Open. */
+    explicit Terminal(const Settings& settings);
     Terminal(const Terminal&) = delete;
     Terminal& operator=(const Terminal&) = delete;
     ~Terminal();
@@ -52,9 +51,13 @@ public:
     std::string GetName() const;
     static Time GetTime();
 
-    /** Waits for input, also for some of another descriptor (none: -1), a signal or the deadline; false when
-     * the other side has hung up since the last call. SystemException when a real port is gone. */
-    bool Wait(Time deadline, int otherHandle);
+    /** Keeps the traffic from now on; the recording may be null, and has to outlive this. */
+    void SetRecording(Recording* recording) { m_recording = recording; }
+
+    /** Waits for input, if that is taken, for some of another descriptor (none: -1), a signal or the
+     * deadline; false when the other side has hung up since the last call. SystemException when a real port
+     * is gone. */
+    bool Wait(Time deadline, int otherHandle, bool isInputTaken);
     /** Bytes that have arrived by now. */
     std::vector<byte> TakeInput(Time now);
     void Write(const std::vector<byte>& data, Time now);
@@ -62,6 +65,8 @@ public:
     void Flush(Time now);
     /** When TakeInput or Flush has something to do. */
     Time GetDeadline() const;
+    /** True while the other side does not take what is there for it. */
+    bool IsFull() const;
 
 private:
     bool IsReal() const { return m_port.GetHandle() != -1; }
@@ -69,13 +74,14 @@ private:
     bool IsSetUpOtherwise() const;
     bool ReadInput();
 
-    ComPort m_port;  // open for a real port only
+    const std::string m_tty;  // of a real port
+    ComPort m_port;           // open for a real port only
     int m_handle = -1;
     std::optional<termios> m_wanted;  // settings that a pseudo-terminal must have
     bool m_isHungUp = false;
     FaultyLine m_faults;
     PacedBytes m_input;
     PacedBytes m_output;
-    std::vector<byte> m_untaken;  // carried, and not taken by a real port yet
-    Recording* m_recording;
+    std::vector<byte> m_untaken;  // carried, and not taken by the other side yet
+    Recording* m_recording = nullptr;
 };

@@ -3,6 +3,7 @@
 
 #include "CommandLine.h"
 #include "Exceptions.h"
+#include "Interrupt.h"
 #include "Link.h"
 #include "Options.h"
 #include "Output.h"
@@ -25,16 +26,17 @@ std::string Announce(const Options& options, const Terminal& terminal) {
 
 void ServeReplay(const Options& options) {
     Replay replay(options.replayPath);
-    Terminal terminal(SettingsOf(options), nullptr);
+    Terminal terminal(SettingsOf(options));
     Print(Announce(options, terminal));
     Serve(terminal, replay, options.isOnce);
 }
 
 void ServeRegister(const Options& options) {
+    Terminal terminal(SettingsOf(options));
     const auto recording = options.recordPath.empty()
                                ? nullptr
                                : std::make_unique<Recording>(options.recordPath, options.arePasswordsShown);
-    Terminal terminal(SettingsOf(options), recording.get());
+    terminal.SetRecording(recording.get());
     const Trace trace(options.trace, recording.get());
     Register ecr(options);
     Link link(options, ecr, trace);
@@ -46,11 +48,12 @@ void ServeRegister(const Options& options) {
 }  // namespace
 
 int main(int argc, char* argv[]) {
+    OpenStandardDescriptors();
     constexpr int badOption = 2;
     constexpr int failure = 1;
     try {
         const Options options = ParseOptions(argc, argv);
-        CatchStopSignals();
+        CatchInterrupts();
         if (options.isHelpRequested)
             Print(GetHelp());
         else if (options.isVersionRequested)

@@ -70,6 +70,8 @@ void CatchInterrupts() {
     std::signal(SIGXFSZ, SIG_IGN);
 }
 
+int GetWakeUpHandle() { return wakeUpPipe[0]; }
+
 int GetInterrupt() { return receivedSignal; }
 
 void CheckInterrupt() {

@@ -12,6 +12,10 @@
  * nothing, and a limit of the size of files makes their writing fail. */
 void CatchInterrupts();
 
+/** A descriptor that is readable once a signal has arrived, for waits of one's own; -1 without
+ * CatchInterrupts. */
+int GetWakeUpHandle();
+
 /** The signal that arrived, 0 for none. */
 int GetInterrupt();
 

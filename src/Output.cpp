@@ -1,5 +1,6 @@
 #include "Output.h"
 
+#include <fcntl.h>
 #include <poll.h>
 #include <unistd.h>
 
@@ -18,6 +19,13 @@ std::string heldText;
 bool isProgressShown = true;
 
 }  // namespace
+
+void OpenStandardDescriptors() {
+    int descriptor;
+    do descriptor = open("/dev/null", O_RDWR);
+    while (descriptor >= 0 && descriptor <= STDERR_FILENO);
+    if (descriptor >= 0) close(descriptor);
+}
 
 void Print(std::string_view text) {
     if (holders > 0) {

@@ -3,6 +3,10 @@
 #include <string>
 #include <string_view>
 
+/** Fills the standard descriptors that the caller has closed, or a log, a recording or the port would take
+ * their place: called before anything is opened. */
+void OpenStandardDescriptors();
+
 /**
  * Writes a user message to standard output as it stands, at once. A reader that does not take it is waited
  * for, but not by a run that a signal is to end.

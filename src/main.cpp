@@ -1,6 +1,3 @@
-#include <fcntl.h>
-#include <unistd.h>
-
 #include <cstdio>
 #include <new>
 #include <string_view>
@@ -19,15 +16,6 @@
 #include "RunResult.h"
 
 namespace {
-
-/** Fills the standard descriptors that the caller has closed, or the log or the port would take their place.
- */
-void OpenStandardDescriptors() {
-    int descriptor;
-    do descriptor = open("/dev/null", O_RDWR);
-    while (descriptor >= 0 && descriptor <= STDERR_FILENO);
-    if (descriptor >= 0) close(descriptor);
-}
 
 constexpr const char* noMemory = "System error: Not enough memory\n";
 
