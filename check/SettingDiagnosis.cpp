@@ -1,10 +1,14 @@
 #include "SettingDiagnosis.h"
 
 #include <algorithm>
-#include <fstream>
+#include <cstdlib>
 #include <iterator>
+#include <optional>
+#include <regex>
 
 #include "AppConfig.h"
+#include "EcrComm/CommChannels/Linux/LineSettings.h"
+#include "FileIo.h"
 #include "Format.h"
 #include "IniFile.h"
 #include "Settings.h"
@@ -65,11 +69,32 @@ std::string DiagnoseNumber(const Setting& setting, const std::string& value) {
     if (value.size() == first || value.find_first_not_of("0123456789", first) != std::string::npos)
         return Format("%s: '%s' is no number: it counts as %d", setting.name, Printable(value).c_str(),
                       number);
+    if (std::strtoll(value.c_str(), nullptr, 10) != number)
+        return Format("%s: %s is too large: it counts as %d", setting.name, value.c_str(), number);
     if (number >= setting.least && number <= setting.most) return "";
     if (setting.most == maxWaitTime && number > maxWaitTime) return DiagnoseTime(setting.name, number);
     return setting.most == INT_MAX
                ? Format("%s: %d is less than %d", setting.name, number, setting.least)
                : Format("%s: %d is not from %d to %d", setting.name, number, setting.least, setting.most);
+}
+
+/** Of the line settings what has no effect, as one key or another is misspelt. */
+std::string DiagnoseComSettings(const std::string& value) {
+    static const std::regex keys("(baud|data|stop|parity|rts|dtr|octs)=[^ \\t,;]*|[ \\t,;]");
+    const std::string rest = std::regex_replace(value, keys, "");
+    if (rest.empty()) return "";
+    return "ComSettings: '" + Printable(rest) + "' has no effect; the line is set up as " +
+           ToComSettings(ParseLineSettings(value));
+}
+
+std::string DiagnoseFileType(const std::string& value) {
+    std::string names;
+    for (size_t i = 0; i < fileTypeCount; i++) {
+        const char* const name = KindOf(static_cast<FileType>(i)).setting;
+        if (ToUpper(value) == name) return "";
+        names += (names.empty() ? "" : ", ") + std::string(name);
+    }
+    return "FileType: '" + Printable(value) + "' is none of " + names;
 }
 
 std::string DiagnoseText(const Setting& setting, const std::string& value) {
@@ -78,6 +103,8 @@ std::string DiagnoseText(const Setting& setting, const std::string& value) {
     for (const char* comment : {" ;", "\t;", " #", "\t#"})
         if (value.find(comment) != std::string::npos)
             return name.append(": there are no comments, the whole value is ").append(shown);
+    if (name == "ComSettings") return DiagnoseComSettings(value);
+    if (name == "FileType") return DiagnoseFileType(value);
     if (name == "Delimiter" && value.size() > 1)
         return name + ": of " + shown + " only the first character is taken";
     if (name == "TTY" && value[0] == '/') return name + ": " + shown + " is not the name below /dev/";
@@ -122,12 +149,21 @@ std::string DiagnoseHeading(const std::string& section) {
            (looksLikeEcr && !name.empty() ? ", [ECR_" + name + "]?" : "");
 }
 
+/** A line without an equals sign that begins with the name of a setting. */
+std::string DiagnoseKeylessLine(const std::string& line) {
+    const std::string text = TrimLeft(line, " \t");
+    const std::string word = text.substr(0, text.find_first_of(" \t:"));
+    return FindInFile(word) == nullptr ? "" : "'" + Printable(text) + "' has no equals sign, and no effect";
+}
+
 void DiagnoseLine(const IniLine& line, Warnings& warnings) {
     const std::string place = Format("line %d: ", line.number);
     if (line.isHeading) warnings.Add(place, DiagnoseHeading(line.section));
     const bool isComment = line.key && (line.key->empty() || (*line.key)[0] == ';' || (*line.key)[0] == '#');
     const SettingPlace section = PlaceOf(line.section);
-    if (!line.key || isComment || section == SettingPlace_None) return;
+    if (section == SettingPlace_None || isComment) return;
+    if (!line.isHeading && !line.key) warnings.Add(place, DiagnoseKeylessLine(line.text));
+    if (!line.key) return;
     const Setting* const setting = FindInFile(*line.key);
     if (setting == nullptr) {
         warnings.Add(place, DiagnoseName(*line.key, ""));
@@ -139,24 +175,19 @@ void DiagnoseLine(const IniLine& line, Warnings& warnings) {
 
 /** What makes the file be read otherwise than an editor shows it. */
 void DiagnoseBytes(Warnings& warnings) {
-    std::ifstream file(IniFile::GetFile(), std::ios::binary);
-    const std::string text{std::istreambuf_iterator<char>(file), {}};
-    const auto lineOf = [&](size_t position) {
-        return Format(
-            "line %d: ",
-            static_cast<int>(std::count(text.begin(), text.begin() + static_cast<long>(position), '\n')) + 1);
-    };
+    const std::optional<IniText> read = IniFile::ReadText();
+    if (!read) return;
+    const std::string& text = read->text;
+    const std::string last =
+        Format("line %d: ", static_cast<int>(std::count(text.begin(), text.end(), '\n')) + 1);
     if (text.compare(0, 3, "\xEF\xBB\xBF") == 0)
         warnings.Add("line 1: ",
                      "the file begins with a UTF-8 byte-order mark, which belongs to the first line: save it "
                      "without one");
-    const size_t end = text.find('\x1A');
-    const size_t nul = text.substr(0, end).find('\0');
-    if (nul != std::string::npos)
-        warnings.Add(lineOf(nul),
+    if (read->end == '\0')
+        warnings.Add(last,
                      "a NUL byte makes the whole file unreadable: save it as plain text, not as UTF-16");
-    else if (end != std::string::npos)
-        warnings.Add(lineOf(end), "a Ctrl-Z (1a) ends the file: what follows has no effect");
+    if (read->end == '\x1A') warnings.Add(last, "a Ctrl-Z (1a) ends the file: what follows has no effect");
 }
 
 /** The register that is used is found by headings in just this form, and none if there are several. */

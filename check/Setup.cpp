@@ -40,8 +40,11 @@ void InspectIniFile(Setup& setup) {
 void InspectSection(Setup& setup) {
     setup.registers = AppConfig::GetEcrNames();
     setup.section = AppConfig::GetEcrSection();
-    if (AppConfig::HasParameter("ECR"))
+    const SettingPlace place = AppConfig::FindParameter("ECR").place;
+    if (place == SettingPlace_CommandLine)
         setup.whySection = "named by /ECR";
+    else if (place != SettingPlace_None)
+        setup.whySection = "an ECR in the INI file selects the section without a name";
     else if (!IniFile::GetString(AppConfig::commonSection, "DefaultECR", "").empty())
         setup.whySection = "named by DefaultECR";
     else if (!setup.section.empty())
@@ -70,6 +73,10 @@ SettingInUse InUse(const Setting& setting) {
     }
 }
 
+void AddObstacle(Setup& setup, ReturnCode status, const std::string& cause) {
+    setup.obstacles.push_back({status, Printable(cause)});
+}
+
 /** Adds what is thrown by a step that a run takes, too. */
 template <class Step>
 void Try(Setup& setup, const Step& step) {
@@ -77,43 +84,51 @@ void Try(Setup& setup, const Step& step) {
         step();
     } catch (Exception* e) {
         const std::unique_ptr<Exception> failure(e);
-        setup.obstacles.push_back({failure->GetReturnCode(), Trim(failure->GetDisplayMessage(), "\n")});
+        AddObstacle(setup, failure->GetReturnCode(), Trim(failure->GetDisplayMessage(), "\n"));
     }
 }
 
-/** What keeps a run from opening the log. */
-void InspectLog(const std::string& path, Setup& setup) {
-    const std::string folder = Path::GetDirectoryName(path);
-    const auto add = [&](ReturnCode status, const std::string& cause) {
-        setup.areLogsWritable = false;
-        setup.obstacles.push_back({status, cause + ": LogFilePath names another folder"});
-    };
-    if (!Directory::Exists(folder)) {
-        const std::string parent = Path::GetDirectoryName(TrimRight(folder, "/"));
-        if (!MayAccess(parent.empty() ? "." : parent, W_OK | X_OK))
-            add(ReturnCode_SystemError, "the log's folder " + folder + " is not there and cannot be made");
-        return;
-    }
+/** What keeps a run from opening the log; status OK for nothing. */
+Obstacle FindLogObstacle(const std::string& path) {
+    const std::string folder = TrimRight(Path::GetDirectoryName(path), "/");
     struct stat status {};
-    if (stat(path.c_str(), &status) != 0) {
-        if (!MayAccess(folder, W_OK | X_OK))
-            add(ReturnCode_FileIoError, "this user may not write the log's folder " + folder);
-    } else if (!S_ISREG(status.st_mode) || status.st_nlink > 1) {
-        add(ReturnCode_FileIoError, path + " is no plain file");
-    } else if (!MayAccess(path, W_OK)) {
-        add(ReturnCode_FileIoError, "this user may not write " + path);
+    if (stat((folder + "/").c_str(), &status) != 0) {
+        const std::string parent = Path::GetDirectoryName(folder);
+        const bool canBeMade =
+            lstat(folder.c_str(), &status) != 0 && MayAccess(parent.empty() ? "." : parent, W_OK | X_OK);
+        if (canBeMade) return {ReturnCode_OK, ""};
+        return {ReturnCode_SystemError, "the log's folder " + folder + " is not there and cannot be made"};
+    }
+    if (lstat(path.c_str(), &status) != 0) {
+        if (MayAccess(folder + "/", W_OK | X_OK)) return {ReturnCode_OK, ""};
+        return {ReturnCode_FileIoError, "this user may not write the log's folder " + folder};
+    }
+    if (stat(path.c_str(), &status) != 0 || !S_ISREG(status.st_mode) || status.st_nlink > 1)
+        return {ReturnCode_FileIoError, path + " is no plain file"};
+    if (!MayAccess(path, W_OK)) return {ReturnCode_FileIoError, "this user may not write " + path};
+    return {ReturnCode_OK, ""};
+}
+
+void InspectLogs(Setup& setup) {
+    setup.logs = GetLogPaths();
+    if (AppConfig::GetParameter("StandardLog", defaultStandardLog) == -1)
+        AddObstacle(setup, ReturnCode_InternalError, "StandardLog = -1: without a log no run can start");
+    for (const std::string& path : setup.logs) {
+        const Obstacle obstacle = FindLogObstacle(path);
+        if (obstacle.status == ReturnCode_OK) continue;
+        setup.areLogsWritable = false;
+        AddObstacle(setup, obstacle.status, obstacle.cause + ": LogFilePath names another folder");
+        return;  // the other one would fail alike
     }
 }
 
 void InspectPortOf(Setup& setup) {
     const std::string tty = AppConfig::GetParameter("TTY", "");
-    const auto add = [&](ReturnCode status, const std::string& cause) {
-        setup.obstacles.push_back({status, cause});
-    };
+    const auto add = [&](ReturnCode status, const std::string& cause) { AddObstacle(setup, status, cause); };
     if (tty.empty()) return add(ReturnCode_ConfigError, "no TTY is set: tavo-line list shows what to write");
     setup.port = InspectPort(tty);
     const PortFacts& port = setup.port;
-    const std::string path = Printable(port.path);
+    const std::string& path = port.path;
     if (!port.exists) {
         add(ReturnCode_SystemError, "there is no " + path + ": tavo-line list shows the ports");
     } else if (!port.isUsable) {
@@ -171,15 +186,13 @@ Setup InspectSetup() {
     InspectIniFile(setup);
     InspectSection(setup);
     for (const Setting& setting : settings) setup.settings.push_back(InUse(setting));
-    setup.logs = GetLogPaths();
-    for (const std::string& log : setup.logs) InspectLog(log, setup);
+    InspectLogs(setup);
     Try(setup, [] { GetProtocolIDBySet(Protocol_Standard); });
     Try(setup, [&setup] {
         if (GetChannelTypeBySettings() == CommChannel_SerialPortWithTC)
             InspectPortOf(setup);
         else
-            setup.obstacles.push_back(
-                {ReturnCode_InternalError, "IpAddress: this platform has no network link"});
+            AddObstacle(setup, ReturnCode_InternalError, "IpAddress: this platform has no network link");
     });
     Try(setup, [] { ComPort().ComPort_Setup(IniFile::GetString("", "ComSettings", "")); });
     setup.warnings = DiagnoseSettings();

@@ -19,12 +19,15 @@ constexpr ProgramOption<LineOptions> optionTable[] = {
 
 LineOptions ParseLineOptions(int argc, char* argv[]) {
     LineOptions options;
-    options.words = ApplyOptions(optionTable, argc, argv, options).others;
+    const CommandWords words = ApplyOptions(optionTable, argc, argv, options);
+    options.words = words.others;
     options.isHelpRequested = options.isHelpRequested || argc < 2;
     if (options.isHelpRequested || options.isVersionRequested) return options;
     if (options.words.empty()) throw new CommandLineException("No action");
     options.action = options.words[0];
     options.words.erase(options.words.begin());
+    if (options.action != "tap" && !words.options.empty())
+        throw new CommandLineException(words.options[0] + " is for tap only");
     return options;
 }
 

@@ -23,6 +23,18 @@ Answer Judge(const std::vector<byte>& bytes) {
     return isEcho ? Answer::Echo : Answer::Other;
 }
 
+/** A refusal counts if none comes unasked, as a late one of the settings before would, and another one does
+ * when it is asked for. */
+void Confirm(ProbedLine& line, ProbeResult& result) {
+    const std::vector<byte> unasked = line.Receive();
+    line.Send(GetProbeFrame());
+    const std::vector<byte> again = line.Receive();
+    if (unasked.empty() && Judge(again) == Answer::Nak) return;
+    result.answer = Answer::Other;
+    result.bytes.insert(result.bytes.end(), unasked.begin(), unasked.end());
+    result.bytes.insert(result.bytes.end(), again.begin(), again.end());
+}
+
 ProbeResult Try(ProbedLine& line, const LineSettings& settings) {
     ProbeResult result;
     result.settings = settings;
@@ -31,6 +43,7 @@ ProbeResult Try(ProbedLine& line, const LineSettings& settings) {
     line.Send(GetProbeFrame());
     result.bytes = line.Receive();
     result.answer = Judge(result.bytes);
+    if (result.answer == Answer::Nak) Confirm(line, result);
     const LineErrors after = line.GetErrors().value_or(LineErrors());
     result.errors = {after.parity - before.parity, after.framing - before.framing,
                      after.overrun - before.overrun};

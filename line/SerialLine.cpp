@@ -4,12 +4,14 @@
 #include <sys/ioctl.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <cerrno>
 
 #include "AppConfig.h"
 #include "Defaults.h"
 #include "Exceptions.h"
 #include "Interrupt.h"
+#include "Tools.h"
 
 namespace {
 
@@ -29,7 +31,9 @@ void SerialLine::Send(const std::vector<byte>& bytes) {
 
 std::vector<byte> SerialLine::Receive() {
     std::vector<byte> bytes;
-    int timeoutMs = AppConfig::GetParameter("SerialProtocolResponseMaxTime", defaultResponseTimeoutMs);
+    int timeoutMs =
+        std::clamp(AppConfig::GetParameter("SerialProtocolResponseMaxTime", defaultResponseTimeoutMs),
+                   silenceMs, maxWaitTime);
     while (bytes.size() < mostBytes && WaitForEvent(m_port.GetHandle(), POLLIN, timeoutMs, readError)) {
         byte buffer[mostBytes];
         const ssize_t count = read(m_port.GetHandle(), buffer, sizeof buffer);
@@ -64,6 +68,11 @@ std::string SerialLine::DescribeModemLines() const {
 }
 
 bool SerialLine::IsHeldBack() const {
-    int lines = 0;
-    return ioctl(m_port.GetHandle(), TIOCMGET, &lines) == 0 && (lines & TIOCM_CTS) == 0;
+    const auto isCtsOff = [this] {
+        int lines = 0;
+        return ioctl(m_port.GetHandle(), TIOCMGET, &lines) == 0 && (lines & TIOCM_CTS) == 0;
+    };
+    if (!isCtsOff()) return false;
+    Sleep(20);  // an adapter may tell of its lines a little later than it is opened
+    return isCtsOff();
 }

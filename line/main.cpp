@@ -30,8 +30,9 @@ ReturnCode List(const LineOptions&) {
 ReturnCode Probe(const LineOptions&) {
     CatchInterrupts();
     SerialLine line;
+    const bool isHeldBack = line.IsHeldBack();
     Print("Modem lines: " + line.DescribeModemLines() + "\n");
-    if (line.IsHeldBack()) {
+    if (isHeldBack) {
         Print("CTS is off: the register is off or the cable has no CTS: nothing can be sent.\n");
         return ReturnCode_CommunicationError;
     }

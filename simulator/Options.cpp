@@ -15,8 +15,8 @@ int ParseNumber(const std::string& value, int least, int most) {
     char* end = nullptr;
     const long number = std::strtol(value.c_str(), &end, 10);
     if (value.empty() || *end != '\0' || number < least || number > most)
-        throw new CommandLineException("'" + value + "' is no number from " + std::to_string(least) + " to " +
-                                       std::to_string(most));
+        throw new CommandLineException("'" + Printable(value) + "' is no number from " +
+                                       std::to_string(least) + " to " + std::to_string(most));
     return static_cast<int>(number);
 }
 
@@ -32,6 +32,17 @@ void AddRefusal(Options& options, const std::string& value) {
     const int command = ParseNumber(value.substr(0, separator), 0, 255);
     options.refusals[static_cast<byte>(command)] =
         static_cast<byte>(ParseNumber(value.substr(separator + 1), 1, 255));
+}
+
+void SetComSettings(Options& options, const std::string& value) {
+    try {
+        MakeTermios(ParseLineSettings(value));
+    } catch (SystemException* e) {
+        delete e;
+        throw new CommandLineException("'" + Printable(value) +
+                                       "' has a speed, parity or count of bits that no line has");
+    }
+    options.comSettings = value;
 }
 
 void SetVersion(Options& options, const std::string& value) {
@@ -77,10 +88,7 @@ constexpr ProgramOption<Options> optionTable[] = {
      "line settings as the tool's ComSettings; a pseudo-terminal takes bytes of another speed, stop bits or "
      "odd "
      "parity for noise",
-     [](Options& o, const std::string& v) {
-         MakeTermios(ParseLineSettings(v));
-         o.comSettings = v;
-     }},
+     SetComSettings},
     {"--once", nullptr, "end when the other side hangs up",
      [](Options& o, const std::string&) { o.isOnce = true; }},
     {"--trace", nullptr, "print a line for each thing on the wire",
@@ -111,7 +119,7 @@ bool IsForReplay(const std::string& name) {
 Options ParseOptions(int argc, char* argv[]) {
     Options options;
     const CommandWords words = ApplyOptions(optionTable, argc, argv, options);
-    if (!words.others.empty()) throw new CommandLineException("unknown option " + words.others[0]);
+    if (!words.others.empty()) throw new CommandLineException("unknown option " + Printable(words.others[0]));
     const bool isReplay =
         !options.replayPath.empty() && !options.isHelpRequested && !options.isVersionRequested;
     if (isReplay && !std::all_of(words.options.begin(), words.options.end(), IsForReplay))

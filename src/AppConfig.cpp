@@ -6,6 +6,7 @@
 #include <string_view>
 
 #include "IniFile.h"
+#include "Interrupt.h"
 #include "Path.h"
 #include "Tools.h"
 
@@ -103,6 +104,7 @@ std::string AppConfig::GetDefaultEcrName() {
     int count = 0;
     char buffer[256];
     while (std::fgets(buffer, sizeof buffer, file.get()) != nullptr) {
+        CheckInterrupt();  // a device has no end
         const std::optional<std::string> ecrName = EcrNameOfHeading(Trim(buffer, " \t\r\n"));
         if (!ecrName) continue;
         lastName = *ecrName;

@@ -1,12 +1,15 @@
 #include "Hints.h"
 
+#include <poll.h>
 #include <unistd.h>
 
+#include <csignal>
 #include <new>
 #include <string>
 #include <vector>
 
 #include "AppConfig.h"
+#include "Driver.h"
 #include "EcrComm/IoStatistics.h"
 #include "Format.h"
 #include "IniFile.h"
@@ -16,10 +19,19 @@
 
 namespace {
 
+/** Writes a line to a terminal that takes it now: one that is stopped (Ctrl-S), or that a job in the
+ * background may not write to, holds no run up. */
 void Show(const std::string& hint) {
     const std::string line = "hint: " + hint + "\n";
-    if (!hint.empty()) [[maybe_unused]]
-        const ssize_t written = write(STDERR_FILENO, line.data(), line.size());
+    pollfd terminal{STDERR_FILENO, POLLOUT, 0};
+    if (hint.empty() || poll(&terminal, 1, 0) != 1 || terminal.revents != POLLOUT) return;
+    sigset_t background;
+    sigset_t former;
+    sigemptyset(&background);
+    sigaddset(&background, SIGTTOU);
+    sigprocmask(SIG_BLOCK, &background, &former);
+    [[maybe_unused]] const ssize_t written = write(STDERR_FILENO, line.data(), line.size());
+    sigprocmask(SIG_SETMASK, &former, nullptr);
 }
 
 /** Shows what hint makes, where somebody reads it. */
@@ -59,10 +71,11 @@ std::string HintOnConfiguration() {
 
 /** On a port that could not be opened, or has disappeared. */
 std::string HintOnPort() {
+    constexpr const char* setup = "tavo-check --setup shows what a run would meet";
+    if (GetLastFailure().find("erial port") == std::string::npos) return setup;
     const PortFacts port = InspectPort(AppConfig::GetParameter("TTY", ""));
     if (port.exists)
-        return port.isUsable ? "tavo-check --setup shows what a run would meet"
-                             : Printable(port.path) + " is " + port.rights + "; " + port.wayToUse;
+        return port.isUsable ? setup : Printable(port.path) + " is " + port.rights + "; " + port.wayToUse;
     const std::vector<std::string> ports = ListSerialPorts();
     return "no such device; tavo-line list shows " +
            (ports.empty() ? "none" : Join(ports.data(), static_cast<int>(ports.size()), ", "));
@@ -72,7 +85,8 @@ std::string HintOnLine() {
     if (IoStatistics::FramesReceived > 0) return "";
     return IoStatistics::BytesReceived == 0
                ? "nothing came: tavo-line probe"
-               : Format("%d bytes came, none of them a frame: tavo-line probe", IoStatistics::BytesReceived);
+               : Format("%d byte%s came, none of them a frame: tavo-line probe", IoStatistics::BytesReceived,
+                        IoStatistics::BytesReceived == 1 ? "" : "s");
 }
 
 std::string HintOn(ReturnCode status) {

@@ -20,23 +20,6 @@ std::string section;
 constexpr size_t maxValueLength = 255;
 constexpr const char* whiteSpace = " \t\n\v\f\r";
 
-/** The whole text up to a Ctrl-Z; nothing when it cannot be read, holds a NUL byte or is too large. */
-std::optional<std::string> ReadText() {
-    const FileStream file = IniFile::OpenForReading();
-    if (!file) return std::nullopt;
-
-    std::string text;
-    bool readable = true;
-    int c;
-    while (readable && (c = getc_unlocked(file.get())) != EOF && c != 26) {
-        text += static_cast<char>(c);
-        if (text.size() >= UINT32_MAX) Print("INI file is too large");
-        readable = c != '\0' && text.size() < UINT32_MAX;
-    }
-    readable = readable && std::ferror(file.get()) == 0;
-    return readable ? std::optional(text) : std::nullopt;
-}
-
 /** The line of this text, which stands in a section unless it opens another one. */
 IniLine ParseLine(const std::string& text, const std::string& sectionName) {
     IniLine line;
@@ -91,6 +74,19 @@ void IniFile::SetSection(const std::string& sectionName, bool checkIfExists) {
 
 std::string IniFile::GetFile() { return iniFile; }
 
+std::optional<IniText> IniFile::ReadText() {
+    const FileStream file = OpenForReading();
+    if (!file) return std::nullopt;
+    IniText read;
+    int c = EOF;
+    while (read.text.size() < UINT32_MAX && (c = getc_unlocked(file.get())) != EOF && c != 26 && c != '\0')
+        read.text += static_cast<char>(c);
+    if (read.text.size() >= UINT32_MAX) Print("INI file is too large");
+    if (std::ferror(file.get()) != 0 || read.text.size() >= UINT32_MAX) return std::nullopt;
+    if (c != EOF) read.end = static_cast<char>(c);
+    return read;
+}
+
 FileStream IniFile::OpenForReading() {
     FILE* file = nullptr;
     fopen_s(&file, iniFile.c_str(), "rb");
@@ -102,17 +98,18 @@ FileStream IniFile::OpenForReading() {
 std::string IniFile::GetSection() { return section; }
 
 void IniFile::VisitLines(const std::function<void(const IniLine& line)>& visit) {
-    const std::optional<std::string> text = ReadText();
-    if (!text) return;
+    const std::optional<IniText> read = ReadText();
+    if (!read || read->end == '\0') return;
+    const std::string& text = read->text;
     std::string current;
     int number = 1;
-    for (size_t start = 0; start < text->size();) {
-        const size_t end = std::min(text->find_first_of("\n\r\f", start), text->size());
-        IniLine line = ParseLine(text->substr(start, end - start), current);
+    for (size_t start = 0; start < text.size();) {
+        const size_t end = std::min(text.find_first_of("\n\r\f", start), text.size());
+        IniLine line = ParseLine(text.substr(start, end - start), current);
         line.number = number;
         visit(line);
         current = line.section;
-        if (end < text->size() && (*text)[end] == '\n') number++;
+        if (end < text.size() && text[end] == '\n') number++;
         start = end + 1;
     }
 }

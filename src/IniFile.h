@@ -6,6 +6,12 @@
 
 #include "FileStream.h"
 
+/** An INI file's text up to a byte that ends it: a Ctrl-Z, or a NUL, which makes all of it unreadable. */
+struct IniText {
+    std::string text;
+    std::optional<char> end;
+};
+
 /** What a line of an INI file carries: a section heading, a key with its value, or neither. */
 struct IniLine {
     int number = 0;       // in the file, from 1
@@ -31,6 +37,8 @@ public:
      * nothing of the file: taking the defaults for want of descriptors or memory would go unnoticed. */
     static FileStream OpenForReading();
     static std::string GetSection();
+    /** The text as far as it counts; nothing when it cannot be read or is too large. */
+    static std::optional<IniText> ReadText();
     /** Calls visit for every line of the current file; for none when it cannot be read or holds a NUL byte.
      */
     static void VisitLines(const std::function<void(const IniLine& line)>& visit);

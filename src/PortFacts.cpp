@@ -50,6 +50,9 @@ std::string NameOf(unsigned id, const char* path) {
     return std::to_string(id);
 }
 
+/** Whether there is a UART behind a terminal that is to have one: its "type" is 0 where none was found. */
+bool HasHardware(const std::string& sysfsFolder) { return ReadFirstLine(sysfsFolder + "/type") != "0"; }
+
 /** Whether /proc/tty/drivers has the device: "serial /dev/ttyS 4 64-95 serial". */
 bool IsTerminal(dev_t device) {
     std::ifstream drivers("/proc/tty/drivers");
@@ -134,7 +137,7 @@ std::vector<PortHolder> HoldersOf(const struct stat& file) {
 /** What lets a user in: the group's rights, if it has them and is no group of the system's own. */
 std::string WayToUse(const struct stat& file, const std::string& group) {
     if ((file.st_mode & S_IRGRP) == 0 || (file.st_mode & S_IWGRP) == 0 || file.st_gid == 0)
-        return "only its owner may use it: a udev rule gives it to a group";
+        return "no group may read and write it: a udev rule gives it to one";
     return "sudo usermod -aG " + group + " $USER, then log in again";
 }
 
@@ -146,7 +149,8 @@ PortFacts InspectPort(const std::string& tty) {
     struct stat file {};
     if (stat(port.path.c_str(), &file) != 0) return port;
     port.exists = true;
-    port.isTerminal = S_ISCHR(file.st_mode) && IsTerminal(file.st_rdev);
+    const std::string sysfsFolder = Format("/sys/dev/char/%u:%u", major(file.st_rdev), minor(file.st_rdev));
+    port.isTerminal = S_ISCHR(file.st_mode) && IsTerminal(file.st_rdev) && HasHardware(sysfsFolder);
     port.isUsable = access(port.path.c_str(), R_OK | W_OK) == 0;
     const std::string group = NameOf(file.st_gid, "/etc/group");
     port.rights = NameOf(file.st_uid, "/etc/passwd") + ":" + group + Format(" %03o", file.st_mode & 07777U);
@@ -166,8 +170,7 @@ std::string DescribeHolders(const PortFacts& port) {
 }
 
 bool IsSerialPort(const std::string& sysfsFolder) {
-    // "type" is that of the UART; 0 is a place for one that is not there
-    return File::Exists(sysfsFolder + "/device") && ReadFirstLine(sysfsFolder + "/type") != "0";
+    return File::Exists(sysfsFolder + "/device") && HasHardware(sysfsFolder);
 }
 
 std::vector<std::string> ListSerialPorts() {

@@ -56,11 +56,12 @@ CommandWords ApplyOptions(const Table& table, int argc, char* argv[], Options& o
     for (int i = 1; i < argc; i++) {
         std::string name = argv[i];
         for (const std::string_view helpSwitch : {"-h", "-?", "-help", "/h", "/?", "/help"})
-            if (i == 1 && name == helpSwitch) name = "--help";
+            if ((i == 1 || helpSwitch == "-h") && name == helpSwitch) name = "--help";
         const auto* found = &*std::begin(table);
         while (found != std::end(table) && name != found->name) found++;
         if (found == std::end(table)) {
-            if (name.compare(0, 2, "--") == 0) throw new CommandLineException("unknown option " + name);
+            if (name.compare(0, 2, "--") == 0)
+                throw new CommandLineException("unknown option " + Printable(name));
             words.others.push_back(name);
             continue;
         }

@@ -159,8 +159,11 @@ TEST_F(CheckTest, TellsWithWhichStatusARunCouldNotStart) {
           {{"/IpAddress=a", "/ComNumber=b"}, 10, "Both serial port and ethernet"},
           {{tty, "/LogFilePath=" + File("file", "") + "/log"},
            50,
-           "/file/log/ is not there and cannot be made"},
+           "/file/log is not there and cannot be made"},
+          {{tty, "/LogFilePath=" + File("file", "")}, 50, "/file is not there and cannot be made"},
           {{tty, "/LogFilePath=" + folder / "folder"}, 13, "TAVO.log is no plain file"},
+          {{tty, "/StandardLog=-1"}, 99, "StandardLog = -1"},
+          {{tty, "/ConfigFilePath=/tmp"}, 0, "INI file: /tmp (named"},
           {{tty, "bad"}, 1, "Bad command line parameter: bad"}}) {
         std::vector<std::string> run{TAVO_PROGRAM, "clear", "3", "/ConfigFilePath=" + ini,
                                      "/LogFilePath=" + folder / "log"};
@@ -208,6 +211,18 @@ warning: line 15: EcrOperationMaxTime: of 30000 ms only 4400 are waited, as the 
     EXPECT_EQ(Matches(Check({"--setup", "/ECR=C"}).output, "warning: .{28}"),
               "warning: line 1: the file begins with\nwarning: line 5: a Ctrl-Z (1a) ends t\n"
               "warning: the INI file has no section \n");
+    ini = File("c.ini",
+               "ComSettings=Baud=9600,parity=n\n[Common]\nFileType=TXT\nRetryCount=99999999999\n TTY: "
+               "x\nECR=A\n[ECR_A]\n");
+    const std::string odd = Check({"--setup"}).output;
+    EXPECT_EQ(Matches(odd, "(warning: line|Section:)[^\n]*"),
+              "Section: [ECR_] (an ECR in the INI file selects the section without a name)\n"
+              "warning: line 1: ComSettings: 'Baud=9600' has no effect; the line is set up as baud=38400 "
+              "parity=n data=8 stop=1\n"
+              "warning: line 3: FileType: 'TXT' is none of CSV, BMP, RAW\n"
+              "warning: line 4: RetryCount: 99999999999 is too large: it counts as 2147483647\n"
+              "warning: line 5: 'TTY: x' has no equals sign, and no effect\n"
+              "warning: line 6: ECR has an effect only on the command line\n");
     ini = File("b.ini", "[ECR_A]\n[ECR_A]\n");
     EXPECT_EQ(Matches(Check({"--setup"}).output, "warning: .{28}"),
               "warning: the section of A is not used\n");

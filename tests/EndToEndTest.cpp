@@ -227,7 +227,7 @@ TEST_F(EndToEndTest, HintsOnATerminalAndNowhereElse) {
            "nothing came: tavo-line probe"},
           {{"/TTY=" + otherSet.Tty(), "/EcrOperationMaxTime=0"},
            5,
-           "1 bytes came, none of them a frame: tavo-line probe"}}) {
+           "1 byte came, none of them a frame: tavo-line probe"}}) {
         std::vector<std::string> run = words;
         run.insert(run.begin(), {"clear", "3"});
         const std::string plain = Output(run);
@@ -239,6 +239,12 @@ TEST_F(EndToEndTest, HintsOnATerminalAndNowhereElse) {
         const std::string shown = screen.Written();
         EXPECT_TRUE(hint.empty() ? shown.empty() : shown.find("hint: " + hint) == 0) << shown << hint;
     }
+    const int stopped = open(("/dev/" + screen.Tty()).c_str(), O_RDWR | O_NOCTTY);
+    tcflow(stopped, TCOOFF);  // as by Ctrl-S: nobody is waited for
+    const std::vector<std::string> run = Words({"clear", "3", tty, "/ecr=B"});
+    const std::string command = Join(run.data(), static_cast<int>(run.size()), "' '");
+    EXPECT_EQ(RunProgram({"/bin/sh", "-c", "timeout 5 '" + command + "' 2>/dev/" + screen.Tty()}).status, 0);
+    close(stopped);
 }
 
 TEST_F(EndToEndTest, WritesAResultThatAProgramReadsWhateverItIs) {

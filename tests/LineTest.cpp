@@ -24,24 +24,28 @@ protected:
 class FakeLine : public ProbedLine {
 public:
     using Register = std::function<Bytes(const std::string& settings, LineErrors& errors)>;
-    explicit FakeLine(Register ecr) : m_ecr(std::move(ecr)) {}
+    FakeLine(Register ecr, Bytes unasked) : m_ecr(std::move(ecr)), m_unasked(std::move(unasked)) {}
     void Apply(const LineSettings& settings) override { m_settings = ToComSettings(settings); }
-    void Send(const Bytes& bytes) override { m_sent = bytes; }
+    void Send(const Bytes& bytes) override {
+        EXPECT_EQ(bytes, GetProbeFrame());
+        m_sent = bytes;
+    }
     Bytes Receive() override {
-        EXPECT_EQ(m_sent, GetProbeFrame());
+        if (std::exchange(m_sent, {}).empty()) return m_unasked;
         return m_ecr(m_settings.substr(5, m_settings.find(" data") - 5), m_errors);
     }
     std::optional<LineErrors> GetErrors() override { return m_errors; }
 
 private:
     Register m_ecr;
+    Bytes m_unasked;
     std::string m_settings;
     Bytes m_sent;
     LineErrors m_errors{5, 5, 5};  // counted before
 };
 
-std::string Probe(const FakeLine::Register& ecr, const char* configured) {
-    FakeLine line(ecr);
+std::string Probe(const FakeLine::Register& ecr, const char* configured, const Bytes& unasked = {}) {
+    FakeLine line(ecr, unasked);
     std::string told;
     const auto results = ProbeLine(line, ParseLineSettings(configured), [&](const ProbeResult& result) {
         told += Describe(result).substr(0, Describe(result).find(" baud")) +
@@ -93,13 +97,16 @@ ComSettings = baud=38400 parity=o data=8 stop=1
         },
         "parity=e stop=2");
     EXPECT_EQ(any.substr(0, any.find('\n')), "38400e: bytes that are no answer: fe 01, 1 framing errors");
-    EXPECT_NE(any.find("9600n: NAK, the register answers, 1 framing errors\nThe register answers with other"),
+    EXPECT_NE(any.find("9600n: NAK, the register answers, 2 framing errors\nThe register answers with other"),
               std::string::npos)
         << any;
     EXPECT_NE(any.find("heading of I:\nComSettings = baud=9600 parity=e data=8 stop=2\nIt answers with odd "
                        "parity and no parity, too"),
               std::string::npos)
         << any;
+    // a device that sends it by itself is no register
+    EXPECT_EQ(Probe(at("38400 parity=o"), "", {0x15}).find("38400o: bytes that are no answer: 15 15 15\n"),
+              0U);
     const auto echo = [](const std::string&, LineErrors&) { return GetProbeFrame(); };
     EXPECT_EQ(Probe(echo, ""),
               "38400o: the own bytes, an echo: 02 20 55 55 55 03\nThe line gives back what is sent: switch "
@@ -137,6 +144,28 @@ TEST_F(LineTest, RestoresThePortWhenAProbeIsInterrupted) {
     probe.Signal(SIGINT);
     EXPECT_EQ(probe.Finish().status, -SIGINT);
     EXPECT_EQ(silent.Settings().c_lflag, before.c_lflag);
+}
+
+TEST_F(LineTest, TapEndsInOrderByAnySignalAndIsHeldUpByNobody) {
+    for (const int signal : {SIGINT, SIGTERM, SIGHUP, SIGQUIT}) {
+        const PseudoTerminal line;
+        const termios before = line.Settings();
+        Process tap({TAVO_LINE_PROGRAM, "tap", "--record", folder / "session.txt", "/TTY=" + line.Tty()});
+        const int tool = open(("/dev/" + tap.ReadLine().substr(4)).c_str(), O_RDWR | O_NOCTTY | O_NONBLOCK);
+        // neither side reads, nor does anybody read the trace
+        const std::string much(1 << 20, 'x');
+        while (write(tool, much.data(), much.size()) > 0) continue;
+        fcntl(line.GetMaster(), F_SETFL, O_NONBLOCK);
+        while (write(line.GetMaster(), much.data(), much.size()) > 0) continue;
+        tap.Signal(signal);
+        EXPECT_EQ(tap.Finish().status, 0);
+        EXPECT_EQ(line.Settings().c_lflag, before.c_lflag);
+        close(tool);
+    }
+    WriteText(folder / "session.txt", "kept");
+    EXPECT_EQ(Line({"tap", "--record", folder / "session.txt", "/TTY=none"}).status, 50);
+    EXPECT_EQ(ReadText(folder / "session.txt"), "kept");
+    EXPECT_EQ(Line({"list", "--show-passwords"}).status, 1);
 }
 
 TEST_F(LineTest, TapShowsWhatTheRegisterSeesAndItsRecordingReplays) {
