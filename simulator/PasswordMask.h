@@ -8,7 +8,8 @@
 /**
  * Hides passwords in what one direction of the line carries, byte by byte: of an authorisation everything
  * behind the protocol identifier, the check bytes too, as they would tell it. Frames of all versions are
- * seen, damaged and unfinished ones, too; docs/protocol.md, "Session".
+ * seen, unfinished ones, too, but none that has lost its beginning on a bad line; docs/protocol.md,
+ * "Session".
  */
 class PasswordMask {
 public:
