@@ -46,7 +46,7 @@ public:
     }
 
 private:
-    static inline const iconv_t none = reinterpret_cast<iconv_t>(-1);
+    static inline const iconv_t none = reinterpret_cast<iconv_t>(-1);  // NOLINT(performance-no-int-to-ptr)
     iconv_t m_context = none;
 };
 
@@ -99,7 +99,7 @@ public:
 
     std::string Fix(const std::string& line, int number) {
         m_number = number;
-        const std::string text = FixFields(line);
+        std::string text = FixFields(line);
         if (!m_converter.IsOn() || !m_isUtf8 || IsAscii(text)) return text;
         const std::optional<std::string> converted = m_converter.Convert(text);
         Note(!converted, converted ? "letters converted" : "left as it is: a letter is not in the code page");
@@ -147,6 +147,7 @@ FixedText FixText(const std::string& text, const std::string& codePage) {
     if (hasMark) fixed.changes.push_back({false, 1, 0, 0, "byte-order mark removed"});
     const std::vector<TextLine> lines = Split(text.substr(hasMark ? 3 : 0));
     std::vector<std::string> texts;
+    texts.reserve(lines.size());
     for (const TextLine& line : lines) texts.push_back(line.text);
     const char delimiter = ConfiguredDelimiter();
     Fixer fixer(FindOtherDelimiter(texts).value_or(delimiter), delimiter, converter, IsUtf8(text),

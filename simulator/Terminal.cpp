@@ -93,7 +93,7 @@ bool Terminal::Wait(Time deadline, int otherHandle, bool isInputTaken) {
     const Time now = GetTime();
     if (m_isHungUp) deadline = std::min(deadline, now + hungUpPollTime);
     const Time wait = std::max<Time>(deadline == never ? 0 : deadline - now, 0);
-    const timespec timeout{wait / 1'000'000, wait % 1'000'000 * 1000};
+    const timespec timeout{static_cast<time_t>(wait / 1'000'000), static_cast<long>(wait % 1'000'000 * 1000)};
     // one without another side is always ready: it is asked only now and then
     pollfd lines[] = {{m_isHungUp || !isInputTaken ? -1 : m_handle, POLLIN, 0},
                       {otherHandle, POLLIN, 0},

@@ -50,8 +50,8 @@ std::vector<byte> ReadRows(const SourceFile& file, const std::string& filename, 
                            uint64_t size) {
     if (size == 0) return {};  // wherever they are said to begin
     if (offset + size > static_cast<uint64_t>(file.GetSize())) ThrowReadError(filename);
-    std::vector<byte> rows(size);
-    if (file.Read(static_cast<off_t>(offset), rows.data(), size) != size) ThrowReadError(filename);
+    std::vector<byte> rows(static_cast<size_t>(size));  // of a file with less than 2 GiB
+    if (file.Read(static_cast<off_t>(offset), rows.data(), rows.size()) != size) ThrowReadError(filename);
     return rows;
 }
 

@@ -93,8 +93,8 @@ int ToInt(const std::string& s) {
 }
 
 void Sleep(int units) {
-    // A whole second in tv_nsec is refused by nanosleep: the default pauses of the session (200 and 1000
-    // units) rely on it to be no pause at all.
+    // a second and more is no pause at all: the session's default ones, 200 and 1000 units, rely on it
+    if (units < 0 || units >= 100) return;
     const timespec duration{0, units * 10'000'000L};
     nanosleep(&duration, nullptr);
 }
@@ -104,7 +104,7 @@ void GetLocalTime(tagSYSTEMTIME* time) {
     gettimeofday(&now, nullptr);
     tm local{};
     localtime_r(&now.tv_sec, &local);
-    const auto narrow = [](long value) { return static_cast<uint16_t>(value); };
+    const auto narrow = [](long long value) { return static_cast<uint16_t>(value); };
     *time = {narrow(local.tm_year + 1900), narrow(local.tm_mon + 1),  narrow(local.tm_wday + 1),
              narrow(local.tm_mday),        narrow(local.tm_hour),     narrow(local.tm_min),
              narrow(local.tm_sec),         narrow(now.tv_usec / 1000)};

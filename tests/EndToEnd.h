@@ -6,6 +6,13 @@
 
 inline RunResult RunProgram(const std::vector<std::string>& arguments) { return Process(arguments).Finish(); }
 
+/** A program and its words in the line of a shell, with others before and behind them. */
+inline RunResult RunInShell(const std::string& before, std::vector<std::string> words,
+                            const std::string& behind) {
+    words.insert(words.begin(), {"/bin/sh", "-c", before + " \"$@\" " + behind, "sh"});
+    return RunProgram(words);
+}
+
 /** Runs of the built program against the simulated register. */
 class EndToEndTest : public testing::Test {
 protected:

@@ -21,6 +21,7 @@
 #include <cstdarg>
 #include <cstdlib>
 #include <string_view>
+#include <utility>
 
 // The C library's names: its malloc by another name, as a look-up of it might allocate, and what calls main.
 // NOLINTBEGIN(bugprone-reserved-identifier)
@@ -75,6 +76,15 @@ size_t AtMost(size_t size) {
 /** The function that this library stands in front of. */
 template <class Function>
 Function* Next(const char* name) {
+    // on a machine of 32 bits the ones with positions and times of 64 have names of their own
+    if constexpr (sizeof(long) < sizeof(off_t))
+        for (const auto& [plain, wide] : {std::pair("fstat", "__fstat64_time64"),
+                                          {"pread", "pread64"},
+                                          {"ftruncate", "ftruncate64"},
+                                          {"fopen", "fopen64"},
+                                          {"open", "open64"},
+                                          {"fcntl", "__fcntl_time64"}})
+            if (std::string_view(name) == plain) name = wide;
     return reinterpret_cast<Function*>(dlsym(RTLD_NEXT, name));
 }
 

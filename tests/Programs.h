@@ -8,6 +8,7 @@
 #include <termios.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <atomic>
 #include <chrono>
 #include <csignal>
@@ -21,10 +22,21 @@ struct RunResult {
     int status = -1;     // exit status, or minus the signal that ended it
 };
 
-/** A program that runs beside the test; one that still runs at the end is killed. */
+/** The programs of the build. */
+constexpr const char* programs[] = {TAVO_PROGRAM, ECRSIM_PROGRAM, TAVO_CHECK_PROGRAM, TAVO_LINE_PROGRAM};
+
+/**
+ * A program that runs beside the test; one that still runs at the end is killed. The first word that is a
+ * program of the build stands behind the emulator, if it is built for another machine.
+ */
 class Process {
 public:
     explicit Process(std::vector<std::string> arguments) {
+        if (*EMULATOR != '\0') {
+            const auto program = std::find_first_of(arguments.begin(), arguments.end(), std::begin(programs),
+                                                    std::end(programs));
+            if (program != arguments.end()) arguments.insert(program, EMULATOR);
+        }
         std::vector<char*> argv(arguments.size() + 1);
         for (size_t i = 0; i < arguments.size(); i++) argv[i] = arguments[i].data();
         int ends[2];

@@ -1,5 +1,3 @@
-#include <sys/syscall.h>
-
 #include <array>
 #include <tuple>
 
@@ -19,12 +17,19 @@ protected:
     }
 };
 
-/** Returns when the program waits in this call, with these first arguments: what /proc shows begins so. */
-void WaitForCall(const Process& process, const std::string& call) {
+/**
+ * Returns when the program waits in a call with these first arguments, as /proc shows them behind the call's
+ * number, which is another one on another machine.
+ */
+void WaitForCall(const Process& process, const std::string& arguments) {
     const std::string path = "/proc/" + std::to_string(process.GetId()) + "/syscall";
-    while (ReadText(path).compare(0, call.size(), call) != 0) std::this_thread::yield();
+    for (std::string call; call.compare(0, arguments.size(), arguments) != 0; std::this_thread::yield()) {
+        call = ReadText(path);
+        call.erase(0, call.find(' '));
+    }
 }
-const std::string sleeping = std::to_string(SYS_clock_nanosleep) + " ";
+const char* const sleeping = " 0x0 0x0 ";  // by the clock, for a time
+const char* const writing = " 0x1 ";       // to standard output
 
 /** Lines in an order in which each pivot of the sort, the middle one, is the largest key left. */
 std::string WorstOrder(size_t count) {
@@ -91,7 +96,7 @@ TEST_F(RobustnessTest, EndsBySignalThoughNobodyReadsItsOutput) {
     const PseudoTerminal ecr;
     const auto run = Start({"send", "3", File("a.csv", bad), "/TTY=" + ecr.Tty()});
     const std::string status = "/proc/" + std::to_string(run->GetId()) + "/stat";
-    WaitForCall(*run, std::to_string(SYS_write) + " 0x1 ");
+    WaitForCall(*run, writing);
     run->Signal(SIGTERM);
     const auto end = std::chrono::steady_clock::now() + std::chrono::seconds(5);
     while (ReadText(status).find(") Z ") == std::string::npos && std::chrono::steady_clock::now() < end)
@@ -101,6 +106,7 @@ TEST_F(RobustnessTest, EndsBySignalThoughNobodyReadsItsOutput) {
 }
 
 TEST_F(RobustnessTest, EndsWithAStatusAsTheFirstProcessOfAContainer) {
+    if (*EMULATOR != '\0') GTEST_SKIP() << "an emulator waits there for its own end by the signal, for ever";
     const PseudoTerminal ecr;
     std::vector<std::string> words = Words({"clear", "3", "/TTY=" + ecr.Tty()});
     words.insert(words.begin(), {"/usr/bin/unshare", "--pid", "--fork", "--map-root-user"});
@@ -115,8 +121,9 @@ TEST_F(RobustnessTest, IsHardenedAsThePackageIs) {
 #ifndef TAVO_HARDENED
     GTEST_SKIP() << "a build for tests only";
 #endif
-    for (const char* program : {TAVO_PROGRAM, ECRSIM_PROGRAM, TAVO_CHECK_PROGRAM}) {
-        const std::string elf = RunProgram({"/usr/bin/readelf", "-Whld", "--dyn-syms", program}).output;
+    for (const std::string program : programs) {
+        const std::string elf =
+            RunProgram({"/bin/sh", "-c", "readelf -Whld --dyn-syms '" + program + "'"}).output;
         for (const char* sign : {"DYN (Position-Independent Executable file)", "GNU_RELRO", "BIND_NOW",
                                  "__stack_chk_fail", "__vsnprintf_chk"})
             EXPECT_NE(elf.find(sign), std::string::npos) << program << ": " << sign;
@@ -175,10 +182,10 @@ TEST_F(RobustnessTest, WorksInPoorSurroundings) {
     const Simulator ecr;
     const std::string records = ManyRecords(2, "\r\n");
     /** The run behind a shell's words and before others; its exit status. */
-    const auto status = [&](std::string line, const std::vector<std::string>& words,
+    const auto status = [&](const std::string& before, std::vector<std::string> words,
                             const std::string& behind) {
-        for (const std::string& word : Words(words)) line += " " + word;
-        return RunProgram({"/bin/sh", "-c", line + " /TTY=" + ecr.Tty() + behind}).status;
+        words.push_back("/TTY=" + ecr.Tty());
+        return RunInShell(before, Words(words), behind).status;
     };
     const std::vector<std::string> send{"send", "3", File("a.csv", records)};
     // no standard descriptors, no environment, a current folder that is gone
