@@ -238,9 +238,8 @@ TEST_F(EndToEndTest, HintsOnATerminalAndNowhereElse) {
     }
     const int stopped = open(("/dev/" + screen.Tty()).c_str(), O_RDWR | O_NOCTTY);
     tcflow(stopped, TCOOFF);  // as by Ctrl-S: nobody is waited for
-    const std::vector<std::string> run = Words({"clear", "3", tty, "/ecr=B"});
-    const std::string command = Join(run.data(), static_cast<int>(run.size()), "' '");
-    EXPECT_EQ(RunProgram({"/bin/sh", "-c", "timeout 5 '" + command + "' 2>/dev/" + screen.Tty()}).status, 0);
+    EXPECT_EQ(RunInShell("timeout 5", Words({"clear", "3", tty, "/ecr=B"}), "2>/dev/" + screen.Tty()).status,
+              0);
     close(stopped);
 }
 
