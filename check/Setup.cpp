@@ -101,11 +101,13 @@ Obstacle FindLogObstacle(const std::string& path) {
     }
     if (lstat(path.c_str(), &status) != 0) {
         if (MayAccess(folder + "/", W_OK | X_OK)) return {ReturnCode_OK, ""};
-        return {ReturnCode_FileIoError, "this user may not write the log's folder " + folder};
+        return {ReturnCode_FileIoError,
+                "this user may not write the log's folder " + folder + ", " + DescribeRights(folder)};
     }
     if (stat(path.c_str(), &status) != 0 || !S_ISREG(status.st_mode) || status.st_nlink > 1)
         return {ReturnCode_FileIoError, path + " is no plain file"};
-    if (!MayAccess(path, W_OK)) return {ReturnCode_FileIoError, "this user may not write " + path};
+    if (!MayAccess(path, W_OK))
+        return {ReturnCode_FileIoError, "this user may not write " + path + ", " + DescribeRights(path)};
     return {ReturnCode_OK, ""};
 }
 
@@ -117,7 +119,7 @@ void InspectLogs(Setup& setup) {
         const Obstacle obstacle = FindLogObstacle(path);
         if (obstacle.status == ReturnCode_OK) continue;
         setup.areLogsWritable = false;
-        AddObstacle(setup, obstacle.status, obstacle.cause + ": LogFilePath names another folder");
+        AddObstacle(setup, obstacle.status, obstacle.cause + "; LogFilePath names another folder");
         return;  // the other one would fail alike
     }
 }
@@ -125,6 +127,9 @@ void InspectLogs(Setup& setup) {
 void InspectPortOf(Setup& setup) {
     const std::string tty = AppConfig::GetParameter("TTY", "");
     const auto add = [&](ReturnCode status, const std::string& cause) { AddObstacle(setup, status, cause); };
+    if (tty.empty() && setup.section.empty() && setup.registers.size() > 1)
+        return add(ReturnCode_ConfigError,
+                   "no register is named, and the INI file has several: /ECR= names one");
     if (tty.empty()) return add(ReturnCode_ConfigError, "no TTY is set: tavo-line list shows what to write");
     setup.port = InspectPort(tty);
     const PortFacts& port = setup.port;

@@ -217,7 +217,7 @@ void ShowRegisters(const CheckOptions& options) {
 /** What needs no run's last lines; false for another task. */
 bool Inform(const CheckOptions& options) {
     if (options.isHelpRequested)
-        Print(usage + FormatOptionHelp(GetCheckOptionHelp(), 12));
+        Print(usage + FormatOptionHelp(GetCheckOptionHelp(), 17));
     else if (options.isVersionRequested)
         Print(GetVersionText("tavo-check"));
     else if (options.status)

@@ -151,11 +151,16 @@ std::string Advise(const std::vector<ProbeResult>& results, const std::string& i
     if (came(Answer::Echo))
         return "The line gives back what is sent: switch off the echo of the adapter, or remove the "
                "loop-back plug.\n";
+    const LineSettings& line = results[0].settings;
+    const std::string tried = Format("Tried were %d data bits and %d stop bit%s; ComSettings names others.\n",
+                                     line.data, line.stop, line.stop == 1 ? "" : "s");
     if (came(Answer::Other))
         return "Something sends, but answers with no speed and parity: is it the register, and no other "
                "device? Are "
-               "cable and ground sound? Does it have other data or stop bits?\n";
+               "cable and ground sound? " +
+               tried;
     return "Nothing answers: switch the register on, and its communication with a computer; check that the "
            "cable is "
-           "in the right ports and crosses the lines.\n";
+           "in the right ports and crosses the lines. " +
+           tried;
 }

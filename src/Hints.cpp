@@ -13,6 +13,8 @@
 #include "EcrComm/IoStatistics.h"
 #include "Format.h"
 #include "IniFile.h"
+#include "Logging.h"
+#include "Path.h"
 #include "PortFacts.h"
 #include "Settings.h"
 #include "Tools.h"
@@ -63,17 +65,38 @@ std::string HintOnNames() {
 
 std::string HintOnConfiguration() {
     if (!AppConfig::GetParameter("TTY", "").empty()) return "tavo-check --setup shows every setting";
+    const std::string file = Printable(IniFile::GetFile());
     const std::string section = AppConfig::GetEcrSection();
-    return "no TTY in " + Printable(IniFile::GetFile()) + ", " +
-           (section.empty() ? "" : "[" + Printable(section) + "] or ") +
+    if (section.empty() && AppConfig::GetEcrNames().size() > 1)
+        return "no register is named, and " + file + " has several: /ECR= or, in [Common], DefaultECR";
+    return "no TTY in " + file + ", " + (section.empty() ? "" : "[" + Printable(section) + "] or ") +
            "[Common]; tavo-line list shows the ports";
+}
+
+/** On a log that could not be opened. */
+std::string HintOnFile() {
+    for (const std::string& path : GetLogPaths())
+        if (GetLastFailure().find(Printable(path)) != std::string::npos) {
+            const std::string place = File::Exists(path) ? path : Path::GetDirectoryName(path);
+            return Printable(place) + " is " + DescribeRights(place) + "; LogFilePath names another folder";
+        }
+    return "";
+}
+
+/** The program that finds out more, with the port that the command line named. */
+std::string ProbeCommand() {
+    const Parameter tty = AppConfig::FindParameter("TTY");
+    return tty.place == SettingPlace_CommandLine ? "tavo-line probe /TTY=" + Printable(tty.value)
+                                                 : "tavo-line probe";
 }
 
 /** On a port that could not be opened, or has disappeared. */
 std::string HintOnPort() {
     constexpr const char* setup = "tavo-check --setup shows what a run would meet";
     if (GetLastFailure().find("erial port") == std::string::npos) return setup;
-    const PortFacts port = InspectPort(AppConfig::GetParameter("TTY", ""));
+    const std::string tty = AppConfig::GetParameter("TTY", "");
+    if (tty[0] == '/') return "TTY is a name below /dev, such as ttyUSB0";
+    const PortFacts port = InspectPort(tty);
     if (port.exists)
         return port.isUsable ? setup : Printable(port.path) + " is " + port.rights + "; " + port.wayToUse;
     const std::vector<std::string> ports = ListSerialPorts();
@@ -82,11 +105,12 @@ std::string HintOnPort() {
 }
 
 std::string HintOnLine() {
-    if (IoStatistics::FramesReceived > 0) return "";
-    return IoStatistics::BytesReceived == 0
-               ? "nothing came: tavo-line probe"
-               : Format("%d byte%s came, none of them a frame: tavo-line probe", IoStatistics::BytesReceived,
-                        IoStatistics::BytesReceived == 1 ? "" : "s");
+    const int bytes = IoStatistics::BytesReceived;
+    if (bytes == 0) return "nothing came: " + ProbeCommand();
+    if (IoStatistics::FramesReceived == 0)
+        return Format("%d byte%s came, none of them a frame: ", bytes, bytes == 1 ? "" : "s") +
+               ProbeCommand();
+    return AppConfig::HasParameter("Password") ? "" : "no Password is set: does the register ask for one?";
 }
 
 std::string HintOn(ReturnCode status) {
@@ -96,6 +120,7 @@ std::string HintOn(ReturnCode status) {
         case ReturnCode_EcrPortLocked:
             return DescribeHolders(InspectPort(AppConfig::GetParameter("TTY", "")));
         case ReturnCode_SystemError: return HintOnPort();
+        case ReturnCode_FileIoError: return HintOnFile();
         default: return "";
     }
 }

@@ -134,11 +134,15 @@ std::vector<PortHolder> HoldersOf(const struct stat& file) {
     return holders;
 }
 
+std::string RightsOf(const struct stat& file) {
+    return NameOf(file.st_uid, "/etc/passwd") + ":" + NameOf(file.st_gid, "/etc/group") +
+           Format(" %03o", file.st_mode & 07777U);
+}
+
 /** What lets a user in: the group's rights, if it has them and is no group of the system's own. */
-std::string WayToUse(const struct stat& file, const std::string& group) {
-    if ((file.st_mode & S_IRGRP) == 0 || (file.st_mode & S_IWGRP) == 0 || file.st_gid == 0)
-        return "no group may read and write it: a udev rule gives it to one";
-    return "sudo usermod -aG " + group + " $USER, then log in again";
+std::string WayToUse(const struct stat& file) {
+    if ((file.st_mode & S_IRGRP) == 0 || (file.st_mode & S_IWGRP) == 0 || file.st_gid == 0) return "";
+    return "sudo usermod -aG " + NameOf(file.st_gid, "/etc/group") + " $USER, then log in again";
 }
 
 }  // namespace
@@ -152,13 +156,21 @@ PortFacts InspectPort(const std::string& tty) {
     const std::string sysfsFolder = Format("/sys/dev/char/%u:%u", major(file.st_rdev), minor(file.st_rdev));
     port.isTerminal = S_ISCHR(file.st_mode) && IsTerminal(file.st_rdev) && HasHardware(sysfsFolder);
     port.isUsable = access(port.path.c_str(), R_OK | W_OK) == 0;
-    const std::string group = NameOf(file.st_gid, "/etc/group");
-    port.rights = NameOf(file.st_uid, "/etc/passwd") + ":" + group + Format(" %03o", file.st_mode & 07777U);
-    if (!port.isUsable) port.wayToUse = WayToUse(file, group);
+    port.rights = RightsOf(file);
+    if (!port.isUsable) port.wayToUse = WayToUse(file);
+    if (!port.isUsable && port.wayToUse.empty())
+        port.wayToUse = "no group may read and write it: a udev rule gives it to one";
     if (!S_ISCHR(file.st_mode)) return port;
     port.names = NamesOf(file.st_rdev);
     port.holders = HoldersOf(file);
     return port;
+}
+
+std::string DescribeRights(const std::string& path) {
+    struct stat file {};
+    if (stat(path.c_str(), &file) != 0) return "not there";
+    const std::string way = WayToUse(file);
+    return RightsOf(file) + (way.empty() ? "" : "; " + way);
 }
 
 std::string DescribeHolders(const PortFacts& port) {

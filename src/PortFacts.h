@@ -25,6 +25,10 @@ struct PortFacts {
 /** Of the device of this name below /dev. */
 PortFacts InspectPort(const std::string& tty);
 
+/** Of a file or folder: "root:dialout 3775; sudo usermod -aG dialout $USER, then log in again", what would
+ * let another user in, if anything. */
+std::string DescribeRights(const std::string& path);
+
 /** "held by tavo, process 4711"; empty for a port that nobody is seen to hold. */
 std::string DescribeHolders(const PortFacts& port);
 

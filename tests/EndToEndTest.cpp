@@ -220,20 +220,21 @@ TEST_F(EndToEndTest, HintsOnATerminalAndNowhereElse) {
           {{tty, "/ECR=B"}, 0, "no section [ECR_B] in " + ini},
           {{}, 10, "no TTY in " + ini + ", [ECR_Till] or [Common]; tavo-line list shows the ports"},
           {{"/TTY=none"}, 50, "no such device; tavo-line list shows "},
+          {{"/TTY=/dev/ttyS9"}, 50, "TTY is a name below /dev"},
           {{"/TTY=" + held.Tty()}, 16, "held by flock, process "},
           {{"/TTY=" + silent.Tty(), "/SerialProtocolRetryCount=1", "/SerialProtocolResponseMaxTime=100"},
            5,
-           "nothing came: tavo-line probe"},
+           "nothing came: tavo-line probe /TTY="},
           {{"/TTY=" + otherSet.Tty(), "/EcrOperationMaxTime=0"},
            5,
-           "1 byte came, none of them a frame: tavo-line probe"}}) {
+           "1 byte came, none of them a frame: tavo-line probe /TTY="}}) {
         std::vector<std::string> run = words;
         run.insert(run.begin(), {"clear", "3"});
         const std::string plain = Output(run);
         const RunResult result = RunInShell("", Words(run), "2>/dev/" + screen.Tty());
         EXPECT_EQ(Told(result), plain);
         EXPECT_EQ(result.status, status);
-        const std::string shown = screen.Written();
+        const std::string shown = screen.Written(hint);
         EXPECT_TRUE(hint.empty() ? shown.empty() : shown.find("hint: " + hint) == 0) << shown << hint;
     }
     const int stopped = open(("/dev/" + screen.Tty()).c_str(), O_RDWR | O_NOCTTY);
@@ -307,7 +308,7 @@ TEST_F(EndToEndTest, ShowsProgressOnlyWhereItIsWanted) {
                       std::string::npos,
                   counts);
     RunInShell("", Words({"send", "3", file, "/Progress=2", "/TTY=" + ecr.Tty()}), ">/dev/" + screen.Tty());
-    EXPECT_NE(screen.Written().find("Records sent: 1\rRecords"), std::string::npos);
+    EXPECT_NE(screen.Written("Return value").find("Records sent: 1\rRecords"), std::string::npos);
 }
 
 TEST_F(EndToEndTest, TheExampleOfANightActsByClassAndLosesNoReport) {
@@ -340,7 +341,7 @@ TEST_F(EndToEndTest, TheExampleOfANightActsByClassAndLosesNoReport) {
     const std::map<std::string, std::string> first{{"Till 1-D.csv", "1,5\r\n"}};
     const std::map<std::string, std::string> both{{"Till 1-D.csv", "1,5\r\n"}, {"Till 1-D-2.csv", "1,6\r\n"}};
     Tavo(good, {"send", "70", File("a.csv", "1,5\n")});
-    EXPECT_EQ(night(""), "0; ok Till 1: ReadAndClear 0 OK (ok)\n");
+    EXPECT_EQ(night(""), "0; ok Till 1: no " + folder / "prices.csv" + ", ReadAndClear 0 OK (ok)\n");
     EXPECT_EQ(reports(), first);
     File("prices.csv", "1,2\n");
     Tavo(good, {"send", "70", File("a.csv", "1,6\n")});

@@ -145,12 +145,18 @@ public:
         tcgetattr(m_master, &settings);
         return settings;
     }
-    /** What a program has written to it by now. */
-    std::string Written() const {
-        char buffer[4096];
+    /** What a program that has ended has written to it; up to the end of this text, if it is to be waited
+     * for. */
+    std::string Written(const std::string& last = "") const {
+        std::string text;
         pollfd output{m_master, POLLIN, 0};
-        const ssize_t count = poll(&output, 1, 0) > 0 ? read(m_master, buffer, sizeof buffer) : 0;
-        return {buffer, buffer + std::max<ssize_t>(count, 0)};
+        while (poll(&output, 1, text.find(last) == std::string::npos ? 5000 : 0) > 0) {
+            char buffer[4096];
+            const ssize_t count = read(m_master, buffer, sizeof buffer);
+            if (count <= 0) break;
+            text.append(buffer, static_cast<size_t>(count));
+        }
+        return text;
     }
     /** Waits for a frame of the tool. */
     void TakeFrame() const {
