@@ -289,6 +289,14 @@ TEST_F(EndToEndTest, WritesAResultThatAProgramReadsWhateverItIs) {
     slow.Signal(SIGTERM);
     slow.Finish();
     EXPECT_EQ(result("[.status,.name,.message]"), "[143,\"Interrupted\",\"Interrupted by signal 15\"]\n");
+    File("half.json", "{");
+    const std::string page = RunProgram({"/bin/sh", "-c", "PATH=${0%/*}:$PATH \"$1\" \"$2\"",
+                                         TAVO_CHECK_PROGRAM, SOURCE_FOLDER "/examples/morning", folder / ""})
+                                 .output;
+    for (const char* text :
+         {"143 Interrupted: Clear 3<p>Interrupted by signal 15<p>What to do: run it again, but",
+          "half.json: Expecting"})
+        EXPECT_NE(page.find(text), std::string::npos) << text << page.substr(page.find("<h1>"));
     EXPECT_EQ(Output({"clear", "3", tty, "/Password=s3cret", "/ResultFile=/none/a"}),
               "Unable to open file '/none/a'\n" + Failed(13));
     EXPECT_EQ(Tavo({"clear", "3", "/ResultFile=/none/a"}).status, 10);
@@ -296,7 +304,7 @@ TEST_F(EndToEndTest, WritesAResultThatAProgramReadsWhateverItIs) {
     EXPECT_EQ(result("select(.event|test(\"ECR status|receipt closed\"))|[.from,.event]"),
               "[\"tool\",\"frame v3 #32: request: read ECR status\"]\n"
               "[\"register\",\"frame v3 #33: status: 0,\\\"receipt closed\\\",0,0,0\"]\n");
-    EXPECT_EQ(std::distance(std::filesystem::directory_iterator(folder / ""), {}), 4);  // nothing temporary
+    EXPECT_EQ(std::distance(std::filesystem::directory_iterator(folder / ""), {}), 5);  // nothing temporary
 }
 
 TEST_F(EndToEndTest, ShowsProgressOnlyWhereItIsWanted) {
