@@ -402,6 +402,15 @@ TEST_F(CheckTest, FixesWhatIsCertainInACopyThatPasses) {
               "now\nfixed: line 1: delimiter\nfixed: line 1: letters converted\nfixed: line 1: line "
               "end\nfixed: line 2: decimal comma in field 3 is a point now\nfixed: line 2: delimiter\nfixed: "
               "line 3: delimiter\nReturn value 0\n");
+    for (const auto& [text, delimiter, copy] :
+         {std::tuple("1;\"a\";1,25\n2;\"b\";2,5\n", ";", "1;\"a\";1.25\n2;\"b\";2.5\n"),
+          {"1\t\"a\"\t1,25\n", ",", "1,\"a\",1.25\n"},
+          {"1,\"a\",2\n2,,\n,,\n", ",", "1,\"a\",2\n2\n,,\n"},
+          {"1;\"a\";1,250\n", ";", "1;\"a\";1,250\n"},
+          {"1;\"a\";1,250\n2;\"b\";0,5\n", ";", "1;\"a\";1.250\n2;\"b\";0.5\n"}}) {
+        Check({"--fix", folder / "b.csv", "3", File("c.csv", text), std::string("/Delimiter=") + delimiter});
+        EXPECT_EQ(ReadText(folder / "b.csv"), copy);
+    }
     const std::string odd = "1;\"\xE4\xB8\255\"\n2;a,b\n";
     EXPECT_EQ(
         Matches(Check({"--fix", folder / "b.csv", "--codepage", "CP1257", "3", File("c.csv", odd)}).output,
