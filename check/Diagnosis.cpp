@@ -196,9 +196,6 @@ Finding DiagnoseDelimiter(const std::vector<std::string>& lines) {
 }
 
 Finding DiagnoseLineEnds(const std::vector<std::string>& lines) {
-    const std::string start = lines.empty() ? "" : lines[0].substr(0, 2);
-    if (start == "\xFF\xFE" || start == "\xFE\xFF")
-        return {false, 1, 0, 1, "the file is UTF-16: save it in the register's code page"};
     const bool hasBareReturn = std::any_of(lines.begin(), lines.end(), [](const std::string& line) {
         return line.find('\r') != std::string::npos;
     });
@@ -206,8 +203,17 @@ Finding DiagnoseLineEnds(const std::vector<std::string>& lines) {
     return {false, 0, 0, 0, "carriage returns stand inside of lines: a line ends with a line feed"};
 }
 
+bool HasFurtherFields(const std::string& line) {
+    char field[maxLineLength + 1];
+    TextDataParser fields = Fields(line);
+    return fields.GetField(field, sizeof field, false) == GetFieldResult_OK &&
+           fields.GetFieldType() != FieldType_None;
+}
+
 /** The first record, behind a heading that may be there, on account of which nothing is sorted. */
 Finding DiagnoseOrder(const std::vector<std::string>& lines) {
+    // records of one field have no number to sort by
+    if (std::none_of(lines.begin(), lines.end(), HasFurtherFields)) return {};
     bool isFirst = true;
     for (size_t i = 0; i < lines.size(); i++) {
         const std::optional<int64_t> key = lines[i].empty() ? std::nullopt : KeyOf(lines[i]);
@@ -257,11 +263,11 @@ std::vector<Finding> DiagnoseLine(const std::string& line, bool isCommand) {
 
 std::optional<char> FindOtherDelimiter(const std::vector<std::string>& lines) {
     const char delimiter = ConfiguredDelimiter();
-    // with a decimal comma every line may have both
-    const bool isAnyGood = std::any_of(lines.begin(), lines.end(), [](const std::string& line) {
-        return !line.empty() && !DataOf(line, false).empty();
+    // with a decimal comma every line may have both; the wrong one leaves no first field that can be taken
+    const bool isAnyKeyed = std::any_of(lines.begin(), lines.end(), [](const std::string& line) {
+        return !line.empty() && KeyOf(line).has_value();
     });
-    if (isAnyGood && SeparatesAll(lines, delimiter)) return std::nullopt;
+    if (isAnyKeyed && SeparatesAll(lines, delimiter)) return std::nullopt;
     for (const char other : {',', ';', '\t', '|'})
         if (other != delimiter && SeparatesAll(lines, other)) return other;
     return std::nullopt;
@@ -269,6 +275,9 @@ std::optional<char> FindOtherDelimiter(const std::vector<std::string>& lines) {
 
 std::vector<Finding> DiagnoseFile(const std::vector<std::string>& lines, bool hasCommands) {
     std::vector<Finding> warnings;
+    const std::string start = lines.empty() ? "" : lines[0].substr(0, 2);
+    if (start == "\xFF\xFE" || start == "\xFE\xFF")
+        return {{false, 1, 0, 1, "the file is UTF-16: save it in the register's code page"}};
     const bool hasMark = !lines.empty() && lines[0].compare(0, 3, byteOrderMark) == 0;
     if (hasMark)
         warnings.push_back(

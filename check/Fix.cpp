@@ -81,6 +81,27 @@ std::vector<std::string> SplitFields(const std::string& line, char delimiter) {
     return fields;
 }
 
+bool IsBlank(const std::string& field) { return field.find_first_not_of(" \t") == std::string::npos; }
+
+bool IsDecimalComma(const std::string& field) {
+    static const std::regex form(R"([ \t]*-?\d+,\d+[ \t]*)");
+    return std::regex_match(field, form);
+}
+
+/** Whether the comma may as well stand for thousands. */
+bool IsGroup(const std::string& field) {
+    static const std::regex form(R"([ \t]*-?[1-9]\d{0,2},\d{3}[ \t]*)");
+    return std::regex_match(field, form);
+}
+
+/** Whether numbers show that the file's commas are decimal ones. */
+bool HasDecimalCommas(const std::vector<std::string>& lines, char delimiter) {
+    for (const std::string& line : lines)
+        for (const std::string& field : SplitFields(line, delimiter))
+            if (IsDecimalComma(field) && !IsGroup(field)) return true;
+    return false;
+}
+
 bool IsUtf8(const std::string& text) {
     for (size_t i = 0, length; i < text.size(); i += length)
         if ((length = Utf8Length(text, i)) == 0) return false;
@@ -94,8 +115,14 @@ bool IsAscii(const std::string& text) {
 /** What is done to each line. */
 class Fixer {
 public:
-    Fixer(char from, char to, const Converter& converter, bool isUtf8, std::vector<Finding>& changes)
-        : m_from(from), m_to(to), m_converter(converter), m_isUtf8(isUtf8), m_changes(changes) {}
+    Fixer(char from, char to, bool hasDecimalCommas, const Converter& converter, bool isUtf8,
+          std::vector<Finding>& changes)
+        : m_from(from),
+          m_to(to),
+          m_hasDecimalCommas(hasDecimalCommas),
+          m_converter(converter),
+          m_isUtf8(isUtf8),
+          m_changes(changes) {}
 
     std::string Fix(const std::string& line, int number) {
         m_number = number;
@@ -109,13 +136,25 @@ public:
 private:
     void Note(bool isBad, const std::string& what) { m_changes.push_back({isBad, m_number, 0, 0, what}); }
 
+    /** A spreadsheet fills short rows up with empty cells, which no record can have. */
+    void DropEmptyEnd(std::vector<std::string>& fields) {
+        const auto isFilled = [](const std::string& field) { return !IsBlank(field); };
+        const auto end = std::find_if(fields.rbegin(), fields.rend(), isFilled).base();
+        if (end == fields.begin() || end == fields.end()) return;
+        fields.erase(end, fields.end());
+        Note(false, "empty fields at the end removed");
+    }
+
     std::string FixFields(const std::string& line) {
-        if (m_from == m_to && m_from != ';') return line;
-        static const std::regex decimalComma(R"([ \t]*-?\d+,\d+[ \t]*)");
         std::vector<std::string> fields = SplitFields(line, m_from);
+        DropEmptyEnd(fields);
         std::string fixed;
         for (size_t i = 0; i < fields.size(); i++) {
-            if (m_from == ';' && std::regex_match(fields[i], decimalComma)) {
+            if (m_from != ',' && IsGroup(fields[i]) && !m_hasDecimalCommas) {
+                Note(true, Format("left as it is: the comma in field %zu may stand for thousands", i + 1));
+                return line;
+            }
+            if (m_from != ',' && IsDecimalComma(fields[i])) {
                 std::replace(fields[i].begin(), fields[i].end(), ',', '.');
                 Note(false, Format("decimal comma in field %zu is a point now", i + 1));
             }
@@ -132,6 +171,7 @@ private:
 
     char m_from;
     char m_to;
+    bool m_hasDecimalCommas;
     const Converter& m_converter;
     bool m_isUtf8;
     std::vector<Finding>& m_changes;
@@ -150,8 +190,8 @@ FixedText FixText(const std::string& text, const std::string& codePage) {
     texts.reserve(lines.size());
     for (const TextLine& line : lines) texts.push_back(line.text);
     const char delimiter = ConfiguredDelimiter();
-    Fixer fixer(FindOtherDelimiter(texts).value_or(delimiter), delimiter, converter, IsUtf8(text),
-                fixed.changes);
+    const char from = FindOtherDelimiter(texts).value_or(delimiter);
+    Fixer fixer(from, delimiter, HasDecimalCommas(texts, from), converter, IsUtf8(text), fixed.changes);
     for (size_t i = 0; i < lines.size(); i++) {
         fixed.text += fixer.Fix(lines[i].text, static_cast<int>(i) + 1);
         const bool isBareReturn = lines[i].end == "\r";

@@ -5,6 +5,7 @@
 #include <map>
 #include <optional>
 #include <regex>
+#include <set>
 
 #include "Format.h"
 #include "Formatting/TextDataParser.h"
@@ -24,6 +25,55 @@ struct Row {
     int line;
     std::vector<Cell> cells;
 };
+
+/** What a spreadsheet makes of a number. */
+struct NumberForm {
+    std::regex pattern;
+    FieldType meant;  // of a column whose texts look so for the most part; none: they may be meant as texts
+    const char* name;
+};
+
+const NumberForm* FindForm(const std::string& text) {
+    // blanks of one byte and of several, apostrophes, and what stands for one that the code page does not
+    // have
+    static const std::string gap = "([ '?\xA0\x92]|\xC2\xA0|\xE2\x80[\xAF\x89\x99])";
+    static const std::string sign = "([$\xA3\x80]|\xE2\x82\xAC|\xC2\xA3|EUR|USD|GBP|kr|K\xC4\x8D|z\xC5\x82)";
+    static const std::string digits = "-?\\d([\\d.,]|" + gap + ")*";
+    static const char* const thousands = "thousands separators: format the column without them";
+    static const char* const currency = "a currency sign: format the column without it";
+    static const char* const inQuotes = "a number in quotes arrives as a text: leave the quotes out";
+    static const NumberForm forms[] = {
+        {std::regex(R"(-?\d([.,]\d+)?E[+-]\d{2,3})"), FieldType_None,
+         "a spreadsheet has rounded it: the digits are lost; format the column as text"},
+        {std::regex(
+             R"(\d{1,2}[./-]\d{1,2}[./-]\d{2,4}|\d{4}-\d{1,2}-\d{1,2}|\d{1,2}([/-]\d{1,2}|\.\d{1,2}\.)|)"
+             R"(\d{1,2}(-|\. ?)[^\d\s.,-]{3,9}\.?([- ]\d{2,4})?|[^\d\s.,-]{3,9}\.?-\d\d)"),
+         FieldType_None, "a spreadsheet has made a date of it; format the column as text"},
+        {std::regex(R"(\d{1,2}:\d\d(:\d\d)?)"), FieldType_None,
+         "a spreadsheet has made a time of it; format the column as text"},
+        {std::regex(R"(Err:\d+|#[A-Z/0]+[!?]?)"), FieldType_None, "a formula of the spreadsheet has failed"},
+        {std::regex("-?\\d{1,3}((" + gap + "\\d{3})+|(\\.\\d{3}){2,})"), FieldType_None, thousands},
+        {std::regex("-?\\d{1,3}((" + gap + "\\d{3})+[.,]\\d+|(,\\d{3})+(\\.\\d+|,\\d{3})|(\\.\\d{3})+,\\d+)"),
+         FieldType_Number, thousands},
+        {std::regex(R"(-?[1-9]\d{0,2},\d{3})"), FieldType_Number,
+         "a decimal comma or thousands separators: write a point, and no separators"},
+        {std::regex(R"(-?\d+,\d+)"), FieldType_Number,
+         "a decimal comma: write a point, or let tavo-check --fix do it"},
+        {std::regex("-?" + sign + gap + "*" + digits + "|" + digits + sign), FieldType_Number, currency},
+        {std::regex("[A-Z]{3}" + gap + "*" + digits + "|" + digits + "[A-Z]{3}"), FieldType_None, currency},
+        {std::regex(digits + "%"), FieldType_None, "a percent sign: format the column without it"},
+        {std::regex("0x([\\da-fA-F]{2})+"), FieldType_Binary,
+         "binary data in quotes arrives as a text: leave the quotes out"},
+        {std::regex(R"(-?\d+\.\d+)"), FieldType_Number, inQuotes},
+        {std::regex(R"(-?\d+)"), FieldType_None, inQuotes}};
+    constexpr size_t longestForm = 40;
+    const bool isLikely =
+        text.size() <= longestForm && text.find_first_of("0123456789#") != std::string::npos;
+    if (!isLikely) return nullptr;
+    for (const NumberForm& form : forms)
+        if (std::regex_match(text, form.pattern)) return &form;
+    return nullptr;
+}
 
 const char* NameOf(FieldType type) {
     switch (type) {
@@ -62,8 +112,16 @@ std::optional<Value> FindUsual(const std::map<Value, size_t>& counts) {
     return std::nullopt;
 }
 
-bool IsWhole(const Cell& cell) {
-    return cell.type == FieldType_Number && cell.text.find_first_not_of("-0123456789") == std::string::npos;
+bool IsWhole(const std::string& text) {
+    return !text.empty() && text.find_first_not_of("-0123456789") == std::string::npos;
+}
+
+bool IsWhole(const Cell& cell) { return cell.type == FieldType_Number && IsWhole(cell.text); }
+
+/** What kind the cell has, or was meant to have. */
+FieldType MeantType(const Cell& cell) {
+    const NumberForm* form = cell.type == FieldType_String ? FindForm(Unquoted(cell.text)) : nullptr;
+    return form == nullptr || form->meant == FieldType_None ? cell.type : form->meant;
 }
 
 /** The field at which a number seems to be cut in two: in most rows it has decimals. */
@@ -83,6 +141,9 @@ public:
         for (const Row& row : m_rows) widths[row.cells.size()]++;
         m_width = FindUsual(widths).value_or(0);
         m_usualCount = widths[m_width];
+        // a width that many lines have is another form of record: its last fields are optional
+        for (const auto& [width, count] : widths)
+            if (count > 1 && 4 * count > m_usualCount) m_formWidths.insert(width);
     }
 
     std::vector<Finding> Diagnose() {
@@ -102,16 +163,22 @@ private:
         m_findings.push_back({false, row.line, static_cast<int>(field) + 1, row.cells[field].column, cause});
     }
 
+    /** Lines that begin with a text, before the first of many records that begin with a number. */
     void DiagnoseHeading() {
-        if (m_rows.size() < 2 || m_rows[0].cells.empty() || m_rows[0].cells[0].type != FieldType_String)
-            return;
         const auto isNumbered = [](const Row& row) {
             return !row.cells.empty() && row.cells[0].type == FieldType_Number;
         };
-        const auto count = std::count_if(m_rows.begin(), m_rows.end(), isNumbered);
+        const auto isText = [](const Row& row) {
+            return !row.cells.empty() && row.cells[0].type == FieldType_String &&
+                   !IsWhole(Unquoted(row.cells[0].text));
+        };
+        const auto end = std::find_if_not(m_rows.begin(), m_rows.end(), isText);
+        const auto count = std::count_if(end, m_rows.end(), isNumbered);
         if (2 * static_cast<size_t>(count) <= m_rows.size() - 1) return;
-        Warn(m_rows[0], 0, "a heading is sent as a record: delete the line");
-        m_heading = m_rows[0].line;
+        for (auto row = m_rows.begin(); row != end; ++row) {
+            Warn(*row, 0, "a heading is sent as a record: delete the line");
+            m_heading = row->line;
+        }
     }
 
     void DiagnoseWidth(const Row& row, const std::vector<bool>& hasDecimals) {
@@ -122,7 +189,7 @@ private:
         if (comma)
             Warn(row, *comma,
                  Format("%s: decimal comma in field %zu? Write a point", cause.c_str(), *comma + 1));
-        else
+        else if (m_formWidths.count(row.cells.size()) == 0)
             m_findings.push_back({false, row.line, 0, 0, cause});
     }
 
@@ -130,34 +197,85 @@ private:
     template <class Visit>
     void VisitColumn(size_t field, const Visit& visit) {
         for (const Row& row : m_rows)
-            if (row.cells.size() == m_width && row.line != m_heading) visit(row, row.cells[field]);
+            if (row.cells.size() == m_width && row.line > m_heading) visit(row, row.cells[field]);
     }
 
     /** Returns whether most numbers of the column have decimals. */
     bool DiagnoseColumn(size_t field) {
         std::map<FieldType, size_t> types;
-        size_t count = 0;
         size_t withDecimals = 0;
+        size_t count = 0;
         VisitColumn(field, [&](const Row&, const Cell& cell) {
             types[cell.type]++;
             count++;
             withDecimals += cell.text.find('.') != std::string::npos && cell.type == FieldType_Number ? 1 : 0;
         });
-        const std::optional<FieldType> usual = FindUsual(types);
+        const std::optional<FieldType> usual = FindMeant(field);
+        const bool hasUsual = usual && *usual != FieldType_Unknown;
         VisitColumn(field, [&](const Row& row, const Cell& cell) {
-            const std::string form = NameSpreadsheetNumber(Unquoted(cell.text));
-            const bool isRounded = cell.type == FieldType_String && form.find("rounded") != std::string::npos;
+            const bool isText = cell.type == FieldType_String;
+            const std::string form = isText ? NameSpreadsheetNumber(Unquoted(cell.text)) : "";
+            // 5E-10 may be a code
+            const bool isRounded =
+                form.find("rounded") != std::string::npos && cell.text.find('+') != std::string::npos;
+            const bool isNamed = hasUsual && !form.empty() && *usual != FieldType_String;
             // a field of no kind is an error by itself
             if (isRounded)
                 Warn(row, field, form);
-            else if (usual && cell.type != *usual && cell.type != FieldType_Unknown)
+            else if (hasUsual && cell.type != *usual && cell.type != FieldType_Unknown)
                 Warn(row, field,
-                     Format("a %s, where %zu of %zu lines have a %s", NameOf(cell.type), types[*usual], count,
-                            NameOf(*usual)) +
-                         (*usual == FieldType_Number && !form.empty() ? ": " + form : ""));
+                     isNamed && 2 * types[*usual] <= count
+                         ? form
+                         : Format("a %s, where %zu of %zu lines have a %s", NameOf(cell.type), types[*usual],
+                                  count, NameOf(*usual)) +
+                               (isNamed ? ": " + form : ""));
         });
         DiagnoseBarcodes(field);
+        DiagnosePointsInThousands(field);
         return 2 * withDecimals > count;
+    }
+
+    /** The kind of field that the column is meant to have. */
+    std::optional<FieldType> FindMeant(size_t field) {
+        std::map<FieldType, size_t> types;
+        size_t wholeTexts = 0;
+        bool isMeantOtherwise = field == 0;  // a record's number is no text
+        VisitColumn(field, [&](const Row&, const Cell& cell) {
+            const FieldType meant = MeantType(cell);
+            const bool isText = cell.type == FieldType_String;
+            types[meant]++;
+            wholeTexts += isText && IsWhole(Unquoted(cell.text)) ? 1 : 0;
+            isMeantOtherwise = isMeantOtherwise || (isText && meant == FieldType_Number);
+        });
+        // codes are texts of digits, too, but not among prices
+        if (isMeantOtherwise && wholeTexts == types[FieldType_String]) {
+            types[FieldType_Number] += wholeTexts;
+            types[FieldType_String] = 0;
+        }
+        return FindUsual(types);
+    }
+
+    /** 1.250 among whole numbers: a zero at the end shows that the point is no decimal point. */
+    void DiagnosePointsInThousands(size_t field) {
+        static const std::regex grouped(R"(-?[1-9]\d{0,2}\.\d{3})");
+        static const std::regex small(R"(-?\d{1,3})");
+        std::vector<const Row*> rows;
+        bool hasZero = false;
+        size_t others = 0;
+        size_t smallCount = 0;
+        VisitColumn(field, [&](const Row& row, const Cell& cell) {
+            if (cell.type == FieldType_Number && std::regex_match(cell.text, grouped)) {
+                rows.push_back(&row);
+                hasZero = hasZero || cell.text.back() == '0';
+            } else {
+                (std::regex_match(cell.text, small) ? smallCount : others)++;
+            }
+        });
+        if (!hasZero || others > 0 || smallCount == 0) return;
+        for (const Row* row : rows)
+            Warn(*row, field,
+                 "a point for thousands? It is taken for a decimal point: format the column without "
+                 "thousands separators");
     }
 
     void DiagnoseBarcodes(size_t field);
@@ -165,7 +283,8 @@ private:
     std::vector<Row> m_rows;
     size_t m_width = 0;  // that most rows have, 0 for none
     size_t m_usualCount = 0;
-    int m_heading = 0;  // its line
+    std::set<size_t> m_formWidths;
+    int m_heading = 0;  // its last line
     std::vector<Finding> m_findings;
 };
 
@@ -183,47 +302,58 @@ char CheckDigitOf(const std::string& barcode) {
     return static_cast<char>('0' + (10 - sum % 10) % 10);
 }
 
+/** Whether a scale is to write weight or price, and the check digit behind them, in the place of zeros. */
+bool IsWeighed(const std::string& barcode) {
+    return barcode.size() == 13 && barcode[0] == '2' && barcode.compare(7, 5, "00000") == 0;
+}
+
+/** Whether zeros at its start make a barcode of it; short ones are numbers of the shop's own. */
+bool HasLostZeros(const std::string& digits) {
+    const bool isLength = digits.size() == 7 || (digits.size() >= 9 && digits.size() <= 11);
+    return isLength && digits[0] != '0' && digits.find_first_not_of("0123456789") == std::string::npos &&
+           digits.back() == CheckDigitOf(digits);
+}
+
 void Table::DiagnoseBarcodes(size_t field) {
-    size_t right = 0;
+    std::map<size_t, size_t> right;  // by length
+    std::map<size_t, size_t> counts;
+    size_t rightCount = 0;
     size_t count = 0;
+    size_t textCount = 0;
     VisitColumn(field, [&](const Row&, const Cell& cell) {
         const std::string digits = Unquoted(cell.text);
         if (!IsBarcode(digits)) return;
+        const bool isRight = digits.back() == CheckDigitOf(digits);
+        counts[digits.size()]++;
+        right[digits.size()] += isRight ? 1 : 0;
         count++;
-        right += digits.back() == CheckDigitOf(digits) ? 1 : 0;
+        rightCount += isRight ? 1 : 0;
+        textCount += cell.type == FieldType_String ? 1 : 0;
     });
-    if (count < fewestRows || 2 * right <= count) return;
+    if (count < fewestRows || 2 * rightCount <= count) return;
     VisitColumn(field, [&](const Row& row, const Cell& cell) {
         const std::string digits = Unquoted(cell.text);
-        if (IsBarcode(digits) && digits.back() != CheckDigitOf(digits))
+        const size_t length = digits.size();
+        // numbers of the shop's own, of another length than the barcodes among them, have no check digit
+        const bool isOwn = counts[length] >= fewestRows && 2 * right[length] <= counts[length];
+        if (IsBarcode(digits) && !isOwn && !IsWeighed(digits) && digits.back() != CheckDigitOf(digits))
             Warn(row, field,
                  Format("barcode %s has a wrong check digit: %c would be right", digits.c_str(),
                         CheckDigitOf(digits)));
+        // a number arrives the same without them
+        if (2 * textCount > count && HasLostZeros(digits))
+            Warn(row, field,
+                 Format(
+                     "barcode %s: has a spreadsheet taken the zeros at its start? Format the column as text",
+                     digits.c_str()));
     });
 }
 
 }  // namespace
 
 std::string NameSpreadsheetNumber(const std::string& text) {
-    static const struct {
-        std::regex pattern;
-        const char* name;
-    } forms[] = {
-        {std::regex(R"(-?\d([.,]\d+)?E[+-]\d\d)"),
-         "a spreadsheet has rounded it: the digits are lost; format the column as text"},
-        {std::regex(R"(\d{1,2}[./-]\d{1,2}[./-]\d{2,4}|\d{4}-\d{1,2}-\d{1,2})"),
-         "a spreadsheet has made a date of it; format the column as text"},
-        {std::regex("-?\\d{1,3}([ ',]|\xC2\xA0|\xA0|\xE2\x80\xAF)\\d{3}([ "
-                    "',.]|\xC2\xA0|\xA0|\xE2\x80\xAF)?[\\d ',.]*"),
-         "thousands separators: format the column without them"},
-        {std::regex(R"(-?\d+,\d+)"), "a decimal comma: write a point, or let tavo-check --fix do it"},
-        {std::regex("([$\xA3\x80]|\xE2\x82\xAC|\xC2\xA3|EUR|USD|GBP) *-?[\\d.,]+|-?[\\d.,]+ "
-                    "*([$\xA3\x80]|\xE2\x82\xAC|\xC2\xA3|EUR|USD|GBP)"),
-         "a currency sign: format the column without it"},
-        {std::regex(R"(-?\d+(\.\d+)?)"), "a number in quotes arrives as a text: leave the quotes out"}};
-    for (const auto& form : forms)
-        if (std::regex_match(text, form.pattern)) return form.name;
-    return "";
+    const NumberForm* form = FindForm(text);
+    return form == nullptr ? "" : form->name;
 }
 
 std::vector<Finding> DiagnoseTable(const std::vector<std::string>& lines) { return Table(lines).Diagnose(); }

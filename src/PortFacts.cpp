@@ -100,15 +100,16 @@ std::vector<long> LockersOf(const struct stat& file) {
 }
 
 /** Processes, but this one, that have the device open; only those of this user may be seen. */
-std::vector<long> OpenersOf(dev_t device) {
+std::vector<long> OpenersOf(const struct stat& file) {
     std::vector<long> processes;
     for (const std::string& process : ListFolder("/proc")) {
         if (process.find_first_not_of("0123456789") != std::string::npos) continue;
         const std::string folder = "/proc/" + process + "/fd/";
         for (const std::string& descriptor : ListFolder(folder)) {
             struct stat status {};
-            if (stat((folder + descriptor).c_str(), &status) != 0 || !S_ISCHR(status.st_mode) ||
-                status.st_rdev != device)
+            // pseudo-terminals of a container have the numbers of others outside
+            if (stat((folder + descriptor).c_str(), &status) != 0 || status.st_dev != file.st_dev ||
+                status.st_ino != file.st_ino)
                 continue;
             processes.push_back(std::strtol(process.c_str(), nullptr, 10));
             break;
@@ -130,7 +131,7 @@ std::vector<PortHolder> HoldersOf(const struct stat& file) {
         }
     };
     add(LockersOf(file), true);
-    add(OpenersOf(file.st_rdev), false);
+    add(OpenersOf(file), false);
     return holders;
 }
 

@@ -315,11 +315,61 @@ TEST_F(CheckTest, NamesEveryTrapOfASpreadsheetAndNothingInACleanFile) {
             "warning: [^\n]*"),
         "warning: line 1, field 1, column 1: a heading is sent as a record: delete the line\n");
     // what the tool refuses is explained in the same words
-    for (const char* number : {"4.74E+12", "12.05.2026", "1 234.5", "1.5 EUR"})
+    for (const char* number : {"4.74E+12", "1.23456789012346E+019", "12.05.2026", "12-May", "12:05", "20%",
+                               "1 234.5", "1?234.50", "1 234.50\xA0\x80"})
         EXPECT_TRUE(
             std::regex_search(Check({"3", File("a.csv", clean + "6,\"Milk\"," + number + "\n")}).output,
                               std::regex("one point: [^\n]*(column|without)")))
             << number;
+}
+
+TEST_F(CheckTest, JudgesAColumnByWhatMostOfItIsMeantToBe) {
+    const std::string barcodes(R"(4740001000482 4740001000017 4740001000024 4740001000031 4740001000048 )");
+    const std::string texts = std::regex_replace(barcodes, std::regex(R"(\d+)"), "\"$&\"");
+    for (const auto& [column, lines, cause] :
+         {std::tuple(std::string(R"("1,25" "2,5" "3,75" 4 5)"), "1 2 3 ", "a decimal comma"),
+          {R"("1.25" "2" "3" "4" "5.5")", "1 2 3 4 5 ", "a number in quotes"},
+          {R"("1.234,50" "1.050,00" "2.000,50" "3.000,00" "10.000,00")", "1 2 3 4 5 ",
+           "thousands separators"},
+          {R"("0x7a" "0x01" "0x02" "0x03" "0x04")", "1 2 3 4 5 ", "binary data in quotes"},
+          {"24 350 1.050 999 2.125", "3 5 ", "a point for thousands"},
+          {"24 0.350 1.050 999 2.125", "", ""},
+          {R"("38" "40" "XL" "1,5" "42")", "", ""},
+          {R"("ABC1" "ABC2" "10XYZ" "100.200.300" "100.200.301")", "", ""},
+          {R"("5E-10" "5E-11" "5E-12" "5E-13" "5E-14")", "", ""},
+          {texts + R"("12345678905")", "6 ", "barcode 12345678905: has a spreadsheet taken the zeros"},
+          {barcodes + "12345678905 0 211", "", ""},
+          {barcodes + "2000011000000", "", ""},
+          {barcodes + barcodes + "20261101 20261102 20261103 20261104 20261105", "", ""},
+          {R"(1,"x" 2,"y" 3,"z" 4 5)", "", ""}}) {
+        std::istringstream fields(column);
+        std::string text;
+        int line = 0;
+        for (std::string field; fields >> field;) text += Format("%d,\"Bread\",", ++line) + field + "\n";
+        const std::string warnings = Matches(Check({"3", File("a.csv", text)}).output, "warning: [^\n]*");
+        std::string named;
+        std::istringstream told(warnings);
+        for (std::string warning; std::getline(told, warning);)
+            named += warning.find(Format(", field 3, column 11: %s", cause)) != std::string::npos
+                         ? warning.substr(14, warning.find(',') - 14) + " "
+                         : warning;
+        EXPECT_EQ(named, lines) << warnings;
+    }
+    // of the file as a whole
+    std::string quoted;
+    for (int i = 1; i <= 5; i++) quoted += Format("\"%d\",\"Bread\",1.5\n", i);
+    for (const auto& [text, warnings] :
+         {std::pair(quoted, 6),
+          {"7\n14\n21\n", 0},
+          {"\"Prices\",\"\"\n\"Number\",\"Name\"\n1,\"a\"\n2,\"b\"\n3,\"c\"\n", 3},
+          {"\xFF\376"
+           "1,\"a;b\"",
+           1}}) {
+        const std::string output = Check({"3", File("a.csv", text)}).output;
+        EXPECT_EQ(std::regex_replace(Matches(output, "warning: line"), std::regex("[^\n]"), "").size(),
+                  static_cast<size_t>(warnings))
+            << output;
+    }
 }
 
 TEST_F(CheckTest, TellsFirstWhatIsNoFileOfItsKind) {
@@ -352,6 +402,15 @@ TEST_F(CheckTest, FixesWhatIsCertainInACopyThatPasses) {
               "now\nfixed: line 1: delimiter\nfixed: line 1: letters converted\nfixed: line 1: line "
               "end\nfixed: line 2: decimal comma in field 3 is a point now\nfixed: line 2: delimiter\nfixed: "
               "line 3: delimiter\nReturn value 0\n");
+    for (const auto& [text, delimiter, copy] :
+         {std::tuple("1;\"a\";1,25\n2;\"b\";2,5\n", ";", "1;\"a\";1.25\n2;\"b\";2.5\n"),
+          {"1\t\"a\"\t1,25\n", ",", "1,\"a\",1.25\n"},
+          {"1,\"a\",2\n2,,\n,,\n", ",", "1,\"a\",2\n2\n,,\n"},
+          {"1;\"a\";1,250\n", ";", "1;\"a\";1,250\n"},
+          {"1;\"a\";1,250\n2;\"b\";0,5\n", ";", "1;\"a\";1.250\n2;\"b\";0.5\n"}}) {
+        Check({"--fix", folder / "b.csv", "3", File("c.csv", text), std::string("/Delimiter=") + delimiter});
+        EXPECT_EQ(ReadText(folder / "b.csv"), copy);
+    }
     const std::string odd = "1;\"\xE4\xB8\255\"\n2;a,b\n";
     EXPECT_EQ(
         Matches(Check({"--fix", folder / "b.csv", "--codepage", "CP1257", "3", File("c.csv", odd)}).output,
