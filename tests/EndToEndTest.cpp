@@ -290,9 +290,10 @@ TEST_F(EndToEndTest, WritesAResultThatAProgramReadsWhateverItIs) {
     slow.Finish();
     EXPECT_EQ(result("[.status,.name,.message]"), "[143,\"Interrupted\",\"Interrupted by signal 15\"]\n");
     File("half.json", "{");
-    const std::string page = RunProgram({"/bin/sh", "-c", "PATH=${0%/*}:$PATH \"$1\" \"$2\"",
-                                         TAVO_CHECK_PROGRAM, SOURCE_FOLDER "/examples/morning", folder / ""})
-                                 .output;
+    const std::string page =
+        RunProgram({"/bin/sh", "-c", "PATH=${0%/*}:$PATH \"$1\" \"$2\"", TAVO_CHECK_PROGRAM,
+                    std::string(SOURCE_FOLDER) + "/examples/morning", folder / ""})
+            .output;
     for (const char* text :
          {"143 Interrupted: Clear 3<p>Interrupted by signal 15<p>What to do: run it again, but",
           "half.json: Expecting"})
