@@ -11,7 +11,6 @@ namespace {
 
 constexpr byte firstSentSeqNo = 32;
 constexpr int maxAttempts = 10;
-constexpr Time ackTimeout = 1'000'000;
 constexpr Time silenceInFrame = 500'000;       // after which a frame begun is dropped
 constexpr Time silenceAfterRecords = 200'000;  // after which a packet is taken for the last one
 constexpr int bitsPerByte = 11;
@@ -144,7 +143,7 @@ void Link::SendFront(Time now) {
     const uint16_t length = m_version.build(message.frame.data(), size, m_nextSndSeqNo, frame, sizeof frame);
     m_output.insert(m_output.end(), frame, frame + length);
     m_attempts++;
-    m_ackDeadline = now + DurationOf(length) + ackTimeout;
+    m_ackDeadline = now + DurationOf(length) + Time{m_options.ackTime} * 1000;
     m_trace.Line("-> " + NameFrame(m_version, m_nextSndSeqNo) + ": " + message.meaning);
 }
 

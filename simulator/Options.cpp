@@ -63,6 +63,8 @@ constexpr ProgramOption<Options> optionTable[] = {
      [](Options& o, const std::string& v) { o.waits = ParseNumber(v, 0, 1000000); }},
     {"--baud", "N", "carry no more than a line of N baud would, at 11 bits a byte (no limit)",
      [](Options& o, const std::string& v) { o.baud = ParseNumber(v, 1, 10000000); }},
+    {"--ack-time", "MS", "wait so long for an acknowledgement before a frame is sent again (1000)",
+     [](Options& o, const std::string& v) { o.ackTime = ParseNumber(v, 1, 1000000); }},
     {"--reject", "KEY[:FIELD]",
      "refuse record KEY: bad data in field FIELD (from 1), or not to be updated; may be repeated", AddReject},
     {"--busy", nullptr, "answer requests with busy", [](Options& o, const std::string&) { o.isBusy = true; }},

@@ -19,6 +19,7 @@ struct Options {
     int recordsInPacket = 1;
     int waits = 0;                   // wait answers before a clear or an initialisation is done
     int baud = 0;                    // 0: as fast as the pseudo-terminal
+    int ackTime = 1000;              // ms to wait for an acknowledgement
     std::map<int64_t, int> rejects;  // record number -> field to blame, 0: cannot be updated
     std::map<byte, byte> refusals;   // fiscal command -> answer
     int fiscalWaits = 0;             // wait answers before each fiscal command is done
