@@ -1,5 +1,7 @@
 #include "ContentDiagnosis.h"
 
+#include <sys/stat.h>
+
 #include <algorithm>
 #include <fstream>
 #include <iterator>
@@ -58,6 +60,9 @@ std::vector<Finding> DiagnosePicture(const std::string& header) {
 }  // namespace
 
 std::vector<Finding> DiagnoseContent(const std::string& filename, const FileKind& kind) {
+    struct stat status {};
+    if (stat(filename.c_str(), &status) != 0 || !S_ISREG(status.st_mode))
+        return {};  // a pipe would be waited for
     std::ifstream file(filename, std::ios::binary);
     if (!file) return {};
     std::string start(64, '\0');

@@ -1,5 +1,3 @@
-#include <sys/stat.h>
-
 #include <cstdio>
 #include <new>
 #include <optional>
@@ -26,6 +24,7 @@
 #include "SettingDiagnosis.h"
 #include "Setup.h"
 #include "TableDiagnosis.h"
+#include "Tools.h"
 
 namespace {
 
@@ -111,10 +110,7 @@ void Tell(const std::vector<Finding>& findings, bool isJson) {
 /** Writes the corrected copy, and says what has changed; returns its path. */
 std::string Fix(const std::string& filename, const CheckOptions& options) {
     const FixedText fixed = FixText(ReadAll(filename), options.codePage);
-    struct stat source {};
-    struct stat copy {};
-    if (stat(filename.c_str(), &source) == 0 && stat(options.fixedPath.c_str(), &copy) == 0 &&
-        source.st_dev == copy.st_dev && source.st_ino == copy.st_ino)
+    if (File::IsSame(filename, options.fixedPath))
         throw new CommandLineException("--fix: the copy would be the file itself");
     ReplaceFile(options.fixedPath, fixed.text);
     for (const Finding& change : fixed.changes)

@@ -58,6 +58,9 @@ bool FlushFolderOf(const std::string& filename) {
 }
 
 void ReplaceFile(const std::string& filename, const std::string& content) {
+    // a renamed file would stand in the place of the device or pipe, for everybody
+    struct stat status {};
+    if (stat(filename.c_str(), &status) == 0 && !S_ISREG(status.st_mode)) ThrowWriteError(filename);
     TemporaryFile file(filename);
     if (file.Get() == -1) ThrowOpenError(filename);
     if (!WriteAll(file.Get(), content.data(), content.size()) || fchmod(file.Get(), GetNewFileMode()) != 0 ||

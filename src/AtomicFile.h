@@ -31,6 +31,6 @@ bool WriteAll(int handle, const char* data, size_t size);
 /** Brings the entry of the file in its folder to the device. */
 bool FlushFolderOf(const std::string& filename);
 
-/** Puts a file of this content in the place of the one that may be there; FileIoException, with that one as
- * it was, when that fails. */
+/** Puts a file of this content in the place of the regular one that may be there; FileIoException, with that
+ * one as it was, when that fails. */
 void ReplaceFile(const std::string& filename, const std::string& content);

@@ -12,6 +12,7 @@
 #include "EcrComm/IoStatistics.h"
 #include "ExitStatus.h"
 #include "FileErrors.h"
+#include "FileStream.h"
 #include "Format.h"
 #include "Json.h"
 #include "Tools.h"
@@ -128,5 +129,9 @@ void SetCommand(RunOutline& run, const BaseCommandParameters& params) {
 
 void WriteRunResult(const RunOutline& run, int status) {
     const std::string path = GetPath();
-    if (!path.empty()) ReplaceFile(path, GetResult(run, status) + "\n");
+    if (path.empty()) return;
+    // a report that the register has given away may be nowhere else
+    for (const std::string& data : {run.params.filePath, run.params.filePath + "~"})
+        if (!run.params.filePath.empty() && File::IsSame(path, data)) ThrowWriteError(path);
+    ReplaceFile(path, GetResult(run, status) + "\n");
 }

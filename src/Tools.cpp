@@ -115,6 +115,13 @@ bool File::Exists(const std::string& path) {
     return stat(path.c_str(), &status) == 0;
 }
 
+bool File::IsSame(const std::string& a, const std::string& b) {
+    struct stat first {};
+    struct stat second {};
+    return stat(a.c_str(), &first) == 0 && stat(b.c_str(), &second) == 0 && first.st_dev == second.st_dev &&
+           first.st_ino == second.st_ino;
+}
+
 bool File::Delete(const std::string& path) { return std::remove(path.c_str()) == 0; }
 
 std::string File::Modified(const std::string& path) {

@@ -52,6 +52,8 @@ class File {
 public:
     /** True for anything that stat finds, directories too. */
     static bool Exists(const std::string& path);
+    /** True for two names of one file; false when one of them is not there. */
+    static bool IsSame(const std::string& a, const std::string& b);
     static bool Delete(const std::string& path);
     /** Time of the last change as ctime writes it, newline included; the start of 1970 for a missing file.
      * Empty for a year of five digits. */

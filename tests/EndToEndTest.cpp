@@ -1,3 +1,5 @@
+#include <sys/stat.h>
+
 #include <map>
 #include <tuple>
 
@@ -292,6 +294,19 @@ TEST_F(EndToEndTest, WritesAResultThatAProgramReadsWhateverItIs) {
     EXPECT_EQ(Output({"clear", "3", tty, "/Password=s3cret", "/ResultFile=/none/a"}),
               "Unable to open file '/none/a'\n" + Failed(13));
     EXPECT_EQ(Tavo({"clear", "3", "/ResultFile=/none/a"}).status, 10);
+    // a report may be nowhere else, and a pipe or device is everybody's
+    const std::string report = folder / "report.csv";
+    mkfifo((folder / "pipe").c_str(), 0600);
+    for (const std::string& used :
+         {report, folder / "./report.csv", report + "~", folder / "pipe", folder / ""}) {
+        Tavo(ecr, {"send", "70", File("c.csv", "7,8\n"), "/Password=s3cret"});
+        EXPECT_EQ(Tavo(ecr, {"readandclear", "70", report, "/Password=s3cret", "/ResultFile=" + used}).status,
+                  13);
+        EXPECT_EQ(ReadText(report), "7,8\r\n") << used;
+    }
+    EXPECT_TRUE(std::filesystem::is_fifo(folder / "pipe"));
+    for (const char* name : {"report.csv", "report.csv~", "c.csv", "pipe"})
+        std::remove((folder / name).c_str());
     WriteText(path, ecr.Stop());
     EXPECT_EQ(result("select(.event|test(\"ECR status|receipt closed\"))|[.from,.event]"),
               "[\"tool\",\"frame v3 #32: request: read ECR status\"]\n"
