@@ -2,37 +2,10 @@
 #include <set>
 
 #include "AppConfig.h"
+#include "Check.h"
 #include "Diagnosis.h"
-#include "EcrComm/CommChannels/Linux/ComPort.h"
-#include "EndToEnd.h"
 #include "InputFile.h"
 #include "Output.h"
-
-namespace {
-
-/** tavo-check, the check of a file without a register. */
-class CheckTest : public EndToEndTest {
-protected:
-    RunResult Check(std::vector<std::string> words) {
-        words.insert(words.begin(), TAVO_CHECK_PROGRAM);
-        words.push_back("/ConfigFilePath=" + ini);
-        return RunProgram(words);
-    }
-    /** What an output says that a pattern is found in, one after another. */
-    static std::string Matches(const std::string& output, const char* pattern) {
-        std::string matches;
-        const std::regex regex(pattern);
-        for (std::sregex_iterator i(output.begin(), output.end(), regex), end; i != end; ++i)
-            matches += i->str() + "\n";
-        return matches;
-    }
-    /** The messages of the tool by line, and its exit status. */
-    static std::string Verdict(const RunResult& run) {
-        return Matches(run.output, "Line \\d+ +- [^\n]*|Return value \\d+") + std::to_string(run.status);
-    }
-};
-
-}  // namespace
 
 TEST_F(CheckTest, JudgesAFileAsTheToolDoes) {
     Simulator ecr;
@@ -139,103 +112,6 @@ TEST_F(CheckTest, ExplainsEveryLineThatTheToolRefusesAndNoOther) {
     }
 }
 
-TEST_F(CheckTest, TellsWithWhichStatusARunCouldNotStart) {
-    const Simulator ecr;
-    const PseudoTerminal held;
-    AppConfig::Clear();
-    AppConfig::SetParameter("TTY", held.Tty(), false);
-    ComPort port;
-    port.Open();
-    std::filesystem::create_directories(folder / "folder/TAVO.log");
-    const std::string tty = "/TTY=" + ecr.Tty();
-    std::string holder = ReadText("/proc/self/comm");  // this program, or its emulator
-    holder.pop_back();
-    for (const auto& [words, status, said] :
-         {std::tuple(std::vector<std::string>{tty}, 0,
-                     std::string("this user may use it, nobody is seen to hold it")),
-          {{}, 10, "status 10: no TTY is set"},
-          {{"/TTY=none"}, 50, "status 50: there is no /dev/none"},
-          {{"/TTY=null"}, 50, "status 50: /dev/null is no serial port"},
-          {{"/TTY=" + held.Tty()}, 16, "is held by " + holder + ", process "},
-          {{tty, "/ProtocolSet=7"}, 10, "/ProtocolSet: 7 is not from 0 to 1"},
-          {{"/IpAddress=a"}, 99, "no network link"},
-          {{"/IpAddress=a", "/ComNumber=b"}, 10, "Both serial port and ethernet"},
-          {{tty, "/LogFilePath=" + File("file", "") + "/log"},
-           50,
-           "/file/log is not there and cannot be made"},
-          {{tty, "/LogFilePath=" + File("file", "")}, 50, "/file is not there and cannot be made"},
-          {{tty, "/LogFilePath=" + folder / "folder"}, 13, "TAVO.log is no plain file"},
-          {{tty, "/StandardLog=-1"}, 99, "StandardLog = -1"},
-          {{tty, "/ConfigFilePath=/tmp"}, 0, "INI file: /tmp (named"},
-          {{tty, "bad"}, 1, "Bad command line parameter: bad"}}) {
-        std::vector<std::string> run{TAVO_PROGRAM, "clear", "3", "/ConfigFilePath=" + ini,
-                                     "/LogFilePath=" + folder / "log"};
-        run.insert(run.end(), words.begin(), words.end());
-        EXPECT_EQ(RunProgram(run).status, status) << said;
-        run.erase(run.begin(), run.begin() + 3);
-        run.insert(run.begin(), {TAVO_CHECK_PROGRAM, "--setup"});
-        const RunResult checked = RunProgram(run);
-        EXPECT_EQ(checked.status, status) << checked.output;
-        EXPECT_NE(checked.output.find(said), std::string::npos) << said << " not in\n" << checked.output;
-    }
-}
-
-TEST_F(CheckTest, NamesTheSourceOfEachSettingAndWhatIsWrongInTheIniFile) {
-    ini = File(
-        "TAVO.ini",
-        "ComSettings=baud=9600\n[Common]\nDelimeter = ;\nretrycount=three\nComSettings=baud=4800\n"
-        "Password=se#cret ; of all\n# no=comment\n[ECR Till1]\nTTY=x\n[Notes for all]\nFoo=1\n[ECR_Till2]\n"
-        "TTY = pts/999 ; the till\nSerialProtocolVersion=9\nEcrOperationMaxTime=30000\nRetryCount=\n"
-        "EcrCommMaxTime=25000\n");
-    const std::string shown = Check({"--setup", "/ecr=B", "/DefaultECR=C", "/WithTC=1"}).output;
-    EXPECT_EQ(
-        Matches(shown,
-                "(warning|Section|Registers): [^\n]*|  (Password|TTY|ComSettings|RetryCount|WithTC) [^\n]*"),
-        R"(Registers: Till2
-Section: [ECR_Till2] (the only one)
-  TTY                            pts/999 ; the till   [ECR_Till2]
-  ComSettings                    baud=9600            top of the INI file
-  Password                       ...                  [Common]
-  RetryCount                     three                [Common]
-  WithTC                         1                    command line
-warning: /DefaultECR has an effect only in [Common]
-warning: /ecr: no such setting, /ECR?
-warning: line 3: Delimeter: no such setting, Delimiter?
-warning: line 4: RetryCount: 'three' is no number: it counts as 0
-warning: line 5: ComSettings has an effect only above the first section heading of the INI file
-warning: line 6: Password: there are no comments, the whole value is ...
-warning: line 8: [ECR Till1]: nothing selects this section, [ECR_Till1]?
-warning: line 13: TTY: there are no comments, the whole value is 'pts/999 ; the till'
-warning: line 14: SerialProtocolVersion: 9 is not from 1 to 3
-warning: line 15: EcrOperationMaxTime: of 30000 ms only 4400 are waited, as the port counts up to 25.5 s and begins again at 0
-)");
-    EXPECT_EQ(shown.find("secret"), std::string::npos);
-    ini = File("a.ini", "\xEF\xBB\xBFTop\r\n[Common]\r\n[ECR_A]\r\n[ECR_a]\r\n\x1A\r\n[ECR_B]");
-    EXPECT_EQ(Matches(Check({"--setup", "/ECR=C"}).output, "warning: .{28}"),
-              "warning: line 1: the file begins with\nwarning: line 5: a Ctrl-Z (1a) ends t\n"
-              "warning: the INI file has no section \n");
-    ini = File("c.ini",
-               "ComSettings=Baud=9600,parity=n\n[Common]\nFileType=TXT\nRetryCount=99999999999\n TTY: "
-               "x\nECR=A\n[ECR_A]\n");
-    const std::string odd = Check({"--setup"}).output;
-    EXPECT_EQ(Matches(odd, "(warning: line|Section:)[^\n]*"),
-              "Section: [ECR_] (an ECR in the INI file selects the section without a name)\n"
-              "warning: line 1: ComSettings: 'Baud=9600' has no effect; the line is set up as baud=38400 "
-              "parity=n data=8 stop=1\n"
-              "warning: line 3: FileType: 'TXT' is none of CSV, BMP, RAW\n"
-              "warning: line 4: RetryCount: 99999999999 is too large: it counts as 2147483647\n"
-              "warning: line 5: 'TTY: x' has no equals sign, and no effect\n"
-              "warning: line 6: ECR has an effect only on the command line\n");
-    ini = File("b.ini", "[ECR_A]\n[ECR_A]\n");
-    EXPECT_EQ(Matches(Check({"--setup"}).output, "warning: .{28}"),
-              "warning: the section of A is not used\n");
-    ini = File("nul.ini", std::string("A\n\0", 3));
-    EXPECT_NE(Check({"--setup"}).output.find("line 2: a NUL byte makes"), std::string::npos);
-    const std::string json = Check({"--setup", "--json"}).output;
-    WriteText(folder / "a.json", json);
-    EXPECT_EQ(RunProgram({"/usr/bin/jq", ".status", folder / "a.json"}).output, "10\n");
-}
-
 TEST_F(CheckTest, TellsAProgramTheSameFindings) {
     const std::string file = File("a.csv", "1,\"P\xC3\xA4rnu\"\nbad\n\n1,1.2.3\n");
     const std::string objects = Check({"--json", "3", file}).output;
@@ -246,25 +122,6 @@ TEST_F(CheckTest, TellsAProgramTheSameFindings) {
               "[\"error\",4,null,null,null]\n[\"error\",2,1,1,null]\n[\"error\",4,2,3,null]\n"
               "[\"warning\",1,null,5,null]\n[null,null,null,null,2]\n");
     EXPECT_NE(objects.find("\"cause\":\"field begins with 'b': "), std::string::npos) << objects;
-}
-
-TEST_F(CheckTest, TellsAScriptTheRegistersAndWhatAStatusAsksFor) {
-    ini = File("TAVO.ini", "[Common]\nTTY=a\n[ECR_B]\n[ecr_A]\n[ECR_b]\n[ECR C]\n");
-    EXPECT_EQ(Check({"--registers"}).output, "B\nA\n");
-    const char* classes[][2] = {
-        {"ok", "0"},          {"retry", "5 16 3"}, {"fix-file", "2 14"}, {"fix-setup", "1 10 11 13 15 50"},
-        {"register", "4 12"}, {"report", "99"},    {"retry", "130"}};
-    for (const auto& [name, statuses] : classes) {
-        std::istringstream words(statuses);
-        for (std::string status; words >> status;)
-            EXPECT_EQ(RunProgram({TAVO_CHECK_PROGRAM, "--status", status, "--class"}).output,
-                      name + std::string("\n"));
-    }
-    EXPECT_EQ(
-        RunProgram({TAVO_CHECK_PROGRAM, "--status", "16"}).output,
-        "16 EcrPortLocked (retry)\nanother run is working with the register\nWhat to do: try again later\n");
-    for (const char* status : {"7", "x", "", "99999999999", "-1"})
-        EXPECT_EQ(RunProgram({TAVO_CHECK_PROGRAM, "--status", status}).status, 1);
 }
 
 TEST_F(CheckTest, NamesEveryTrapOfASpreadsheetAndNothingInACleanFile) {
