@@ -81,8 +81,6 @@ std::vector<std::string> SplitFields(const std::string& line, char delimiter) {
     return fields;
 }
 
-bool IsBlank(const std::string& field) { return field.find_first_not_of(" \t") == std::string::npos; }
-
 bool IsDecimalComma(const std::string& field) {
     static const std::regex form(R"([ \t]*-?\d+,\d+[ \t]*)");
     return std::regex_match(field, form);
@@ -136,18 +134,8 @@ public:
 private:
     void Note(bool isBad, const std::string& what) { m_changes.push_back({isBad, m_number, 0, 0, what}); }
 
-    /** A spreadsheet fills short rows up with empty cells, which no record can have. */
-    void DropEmptyEnd(std::vector<std::string>& fields) {
-        const auto isFilled = [](const std::string& field) { return !IsBlank(field); };
-        const auto end = std::find_if(fields.rbegin(), fields.rend(), isFilled).base();
-        if (end == fields.begin() || end == fields.end()) return;
-        fields.erase(end, fields.end());
-        Note(false, "empty fields at the end removed");
-    }
-
     std::string FixFields(const std::string& line) {
         std::vector<std::string> fields = SplitFields(line, m_from);
-        DropEmptyEnd(fields);
         std::string fixed;
         for (size_t i = 0; i < fields.size(); i++) {
             if (m_from != ',' && IsGroup(fields[i]) && !m_hasDecimalCommas) {
