@@ -23,6 +23,7 @@ inline constexpr int defaultIgnoreDuplicates = 0;
 inline constexpr int defaultSkipInstanceChecking = 0;
 inline constexpr int defaultWithTC = 0;
 inline constexpr int defaultComStallMaxTime = 0;  // ms, 0: no limit
+inline constexpr int defaultLineQuietTime = 0;    // ms, 0: not waited for
 inline constexpr int defaultPortWaitTime = 0;     // s
 inline constexpr int defaultProtocolSet = 1;
 inline constexpr int defaultSerialProtocolVersion = 3;

@@ -86,6 +86,10 @@ inline constexpr Setting settings[] = {
     {"ComStallMaxTime", SettingPlace_Any, SettingKind_Number, defaultComStallMaxTime, 0, INT_MAX, "", "ms",
      "ends the wait for a line that breaks off in the middle of an answer, or that does not take what is "
      "sent; 0: never ends it. 2000 suits a script"},
+    {"LineQuietTime", SettingPlace_Any, SettingKind_Number, defaultLineQuietTime, 0, maxWaitTime, "", "ms",
+     "for lines that are late: once a frame was lost or repeated, time that the line must be quiet before "
+     "the "
+     "end of the data is sent, and before the port is closed; 0: not waited for"},
     {"PortWaitTime", SettingPlace_Any, SettingKind_Number, defaultPortWaitTime, 0, INT_MAX, "", "s",
      "time to wait for another run to let the port go, before the status is 16"},
     {"ResultFile", SettingPlace_Any, SettingKind_Text, 0, 0, 0, "", "",

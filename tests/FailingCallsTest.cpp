@@ -30,9 +30,9 @@ protected:
     void FailEach(std::vector<std::string> command, std::vector<const char*> functions,
                   const std::function<void()>& prepare,
                   const std::function<void(const RunResult& run, const std::string& trace)>& check) {
-        command.insert(command.end(),
-                       {"/EcrOperationMaxTime=100", "/EcrCommMaxTime=100", "/ComStallMaxTime=200",
-                        "/SerialProtocolResponseMaxTime=100", "/SerialProtocolRetryCount=2"});
+        command.insert(command.end(), {"/EcrOperationMaxTime=100", "/EcrCommMaxTime=100",
+                                       "/ComStallMaxTime=200", "/SerialProtocolResponseMaxTime=100",
+                                       "/SerialProtocolRetryCount=2", "/LineQuietTime=100"});
         const bool isAll = std::getenv("TAVO_ALL_CALLS") != nullptr;
         // valgrind, which has an allocator of its own and takes its time
         const bool isUnder = std::getenv("TAVO_UNDER") != nullptr;

@@ -6,7 +6,9 @@
 #include <tuple>
 
 #include "AppConfig.h"
+#include "EcrComm/CommChannel.h"
 #include "EcrComm/CommChannels/Compatibility/TcFrameSeqNo.h"
+#include "EcrComm/EcrComm.h"
 #include "Support.h"
 
 namespace {
@@ -82,6 +84,34 @@ TEST_F(PortWithTCTest, DeliversFramesInPiecesAndNeverMixesTwo) {
     EXPECT_EQ(line.TakeWritten(), "02 00 41 41 42 03 / 06 / 06 / 06 / 02 20 42 62 63 03 / 06");
     const Bytes tooLong(1021, 0x10);
     EXPECT_EQ(FailureOf([&] { port.Write(tooLong.data(), 1021); }).substr(0, 2), "99");
+}
+
+TEST_F(PortWithTCTest, DropsWhatIsLateBeforeItPassesForSomethingElse) {
+    AppConfig::SetParameter("LineQuietTime", "300", false);
+    port.Open();
+    EXPECT_TRUE(Write(0x41, {"06 06"}));
+    EXPECT_TRUE(port.Settle());
+    EXPECT_EQ(line.input.size(), 1U);  // nothing was lost, so nothing is waited for
+    line.input.clear();
+    EXPECT_TRUE(Write(0x42, {"", "06"}));
+    const std::string answer = FrameOf("58", 32);
+    line.Reply("06 " + answer + " 15 " + answer + " 55 66 06");
+    line.TakeWritten();
+    EXPECT_TRUE(port.Settle());
+    EXPECT_EQ(line.TakeWritten() + ToHex({line.input.begin(), line.input.end()}), "06 / 06");
+    EXPECT_EQ(line.timeoutMs, 2100U);
+    EXPECT_FALSE(Write(0x43, {}));
+    line.Reply("06");
+    port.Close();
+    EXPECT_TRUE(line.input.empty());
+    AppConfig::SetParameter("LineQuietTime", "1", false);
+    port.Open();
+    line.onWrite = [&](const Bytes&) { line.Reply(answer); };  // it never becomes quiet
+    const byte record = 0x44;
+    EXPECT_TRUE(port.Write(&record, 1));
+    SelectCommChannel(Lend(&port));
+    EXPECT_EQ(FailureOf(SendEndOfData), "5 Garbage received");
+    SelectCommChannel(Lend(nullptr));
 }
 
 TEST(TcFrameTest, WritesAndReadsTheBytesOfEachVersion) {

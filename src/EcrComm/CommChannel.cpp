@@ -50,3 +50,5 @@ bool CommChannel_Write(const byte* data, unsigned int size) { return pCommChanne
 bool CommChannel_WriteDirect(const byte* data, unsigned int size) {
     return pCommChannel->WriteDirect(data, size);
 }
+
+bool CommChannel_Settle() { return pCommChannel->Settle(); }

@@ -21,3 +21,4 @@ void CommChannel_SetReadTimeout(int ms);
 bool CommChannel_Read(byte* data, unsigned int size);
 bool CommChannel_Write(const byte* data, unsigned int size);
 bool CommChannel_WriteDirect(const byte* data, unsigned int size);
+bool CommChannel_Settle();

@@ -216,7 +216,11 @@ SendResult SendData(const byte* data, uint16_t dataLen, uint16_t& badFieldNumber
     return EndSendData(badFieldNumber);
 }
 
-void SendEndOfData() { ProcessCommResult(SendFrame(nullptr, 0)); }
+void SendEndOfData() {
+    // It has no answer: a late acknowledgement of another frame would end the command too early.
+    if (!CommChannel_Settle()) ProcessCommResult(CommResult_Garbage);
+    ProcessCommResult(SendFrame(nullptr, 0));
+}
 
 uint16_t ReadData(byte* dataBuf, uint16_t dataBufLen) {
     uint16_t dataLen = 0;

@@ -2,9 +2,11 @@
 
 #include <algorithm>
 #include <cstring>
+#include <new>
 #include <utility>
 
 #include "AppConfig.h"
+#include "Clock.h"
 #include "EcrComm/CommChannels/Compatibility/TcFrameSeqNo.h"
 #include "EcrComm/CommChannels/DataLogger.h"
 #include "EcrComm/CommChannels/Linux/ComPort.h"
@@ -38,12 +40,42 @@ void PortWithTC::Open() {
     m_protocolVersion = AppConfig::GetParameter("SerialProtocolVersion", defaultSerialProtocolVersion);
     m_retryCount = AppConfig::GetParameter("SerialProtocolRetryCount", defaultRetryCount);
     m_responseTimeoutMs = AppConfig::GetParameter("SerialProtocolResponseMaxTime", defaultResponseTimeoutMs);
+    m_quietTimeMs = AppConfig::GetParameter("LineQuietTime", defaultLineQuietTime);
+    m_hasFault = false;
     IoStatistics::UnnumberedFaults = 0;
     RestartSequence();
     m_lastRcvFrameBytesTotal = m_lastRcvFrameBytesRead = 0;
 }
 
-void PortWithTC::Close() { m_pCommunicationChannel->Close(); }
+void PortWithTC::Close() {
+    try {
+        Settle();
+    } catch (Exception* e) {
+        delete e;  // of a device that is gone or a signal, which is no reason not to close
+    } catch (const std::bad_alloc&) {
+        // nor is that
+    }
+    m_pCommunicationChannel->Close();
+}
+
+bool PortWithTC::Settle() {
+    if (m_quietTimeMs <= 0 || !m_hasFault) return true;
+    unsigned int savedTimeoutMs = 0;
+    GetReadTimeout(savedTimeoutMs);
+    SetReadTimeout(static_cast<unsigned int>(m_quietTimeMs));
+    const long long deadline = GetTimeMs() + m_quietTimeMs * 10'000'000LL;
+    for (byte first = 0; m_hasFault && GetTimeMs() < deadline;) {
+        if (!m_pCommunicationChannel->Read(&first, 1)) {
+            m_hasFault = false;
+        } else if (first != ACK && first != NAK) {
+            m_rcvFrameBuf[0] = first;
+            ReadFrame(1);
+        }
+    }
+    SetReadTimeout(savedTimeoutMs);
+    m_lastRcvFrameBytesTotal = m_lastRcvFrameBytesRead = 0;
+    return !m_hasFault;
+}
 
 void PortWithTC::SetReadTimeout(unsigned int ms) { m_pCommunicationChannel->SetReadTimeout(ms); }
 
@@ -71,7 +103,8 @@ bool PortWithTC::ReadResponse(byte& response) {
     return result;
 }
 
-void PortWithTC::NoteFault() const {
+void PortWithTC::NoteFault() {
+    m_hasFault = true;
     if (!GetFrameVersion(m_protocolVersion).isNumbered) IoStatistics::UnnumberedFaults++;
 }
 
@@ -101,7 +134,10 @@ bool PortWithTC::ReadFrame(uint16_t bytesInBuffer) {
     if (answer == NAK) NoteFault();
     if (!m_pCommunicationChannel->Write(&answer, 1) || answer == NAK) return false;
     // a frame already taken comes again when its acknowledgement was lost: acknowledged once more and dropped
-    if (seqNo != m_nextRcvFrameSeqNo) return false;
+    if (seqNo != m_nextRcvFrameSeqNo) {
+        NoteFault();
+        return false;
+    }
     m_lastRcvFrameBytesTotal = length;
     m_nextRcvFrameSeqNo = TcFrameSeqNo::Next(seqNo);
     return true;

@@ -25,6 +25,7 @@ public:
 
     /** Opens the raw channel, reads the settings and restarts the sequence numbers. */
     void Open() override;
+    /** Settles first, so that nothing late reaches the next session. */
     void Close() override;
     void SetReadTimeout(unsigned int ms) override;
     void GetReadTimeout(unsigned int& ms) override;
@@ -34,6 +35,9 @@ public:
     bool Write(const byte* data, unsigned int size) override;
     bool WriteDirect(const byte* data, unsigned int size) override;
     unsigned int ReadUnknownSize(byte* data, unsigned int size, byte endByte) override;
+    /** Once a frame was lost or repeated: waits until the line has been quiet for "LineQuietTime", at most
+     * ten times as long. Acknowledges the frames that it drops, or the ECR would repeat them. */
+    bool Settle() override;
 
 private:
     enum class Attempt { Delivered, Rejected, Lost };
@@ -41,7 +45,7 @@ private:
     static constexpr int m_MaxProtocolVersion = newestFrameVersion;
 
     bool ReadResponse(byte& response);
-    void NoteFault() const;
+    void NoteFault();
     uint16_t RemoveGarbage(uint16_t bytesInBuffer);
     bool ReadFrame(uint16_t bytesInBuffer);
     bool DeliverPayload(byte* data, unsigned int size);
@@ -52,6 +56,8 @@ private:
     int m_protocolVersion = m_MaxProtocolVersion;
     int m_retryCount = 0;
     int m_responseTimeoutMs = 0;
+    int m_quietTimeMs = 0;
+    bool m_hasFault = false;  // since the line was quiet
     byte m_nextSndFrameSeqNo = 0;
     byte m_nextRcvFrameSeqNo = 0;
     byte m_rcvFrameBuf[commIoBufferSize] = {};
