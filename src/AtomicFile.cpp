@@ -14,8 +14,14 @@
 
 namespace {
 
-/** The rights of a new file. */
-mode_t GetNewFileMode() {
+/** The rights of the file that is there, or of a new one. */
+mode_t GetMode(const std::string& filename) {
+    struct stat status {};
+    if (stat(filename.c_str(), &status) == 0) {
+        // a renamed file would stand in the place of the device or pipe, for everybody
+        if (!S_ISREG(status.st_mode)) ThrowWriteError(filename);
+        return status.st_mode & ALLPERMS;
+    }
     const mode_t mask = umask(0);
     umask(mask);
     return 0666 & ~mask;
@@ -57,13 +63,16 @@ bool FlushFolderOf(const std::string& filename) {
     return folder.IsOpen() && (fsync(folder.Get()) == 0 || errno == EINVAL);
 }
 
+void CheckPlace(const std::string& filename) {
+    GetMode(filename);
+    if (TemporaryFile(filename).Get() == -1) ThrowOpenError(filename);
+}
+
 void ReplaceFile(const std::string& filename, const std::string& content) {
-    // a renamed file would stand in the place of the device or pipe, for everybody
-    struct stat status {};
-    if (stat(filename.c_str(), &status) == 0 && !S_ISREG(status.st_mode)) ThrowWriteError(filename);
+    const mode_t mode = GetMode(filename);
     TemporaryFile file(filename);
     if (file.Get() == -1) ThrowOpenError(filename);
-    if (!WriteAll(file.Get(), content.data(), content.size()) || fchmod(file.Get(), GetNewFileMode()) != 0 ||
+    if (!WriteAll(file.Get(), content.data(), content.size()) || fchmod(file.Get(), mode) != 0 ||
         fsync(file.Get()) != 0 || !file.RenameTo(filename) || !FlushFolderOf(filename))
         ThrowWriteError(filename);
 }

@@ -31,6 +31,10 @@ bool WriteAll(int handle, const char* data, size_t size);
 /** Brings the entry of the file in its folder to the device. */
 bool FlushFolderOf(const std::string& filename);
 
-/** Puts a file of this content in the place of the regular one that may be there; FileIoException, with that
- * one as it was, when that fails. */
+/** FileIoException unless a file can be made there, and does not take the place of a device or pipe. */
+void CheckPlace(const std::string& filename);
+
+/** Puts a file of this content in the place of the one that may be there, with its rights. FileIoException,
+ * as CheckPlace, or when that fails: the former one is still there then, but for a folder that cannot be
+ * flushed. */
 void ReplaceFile(const std::string& filename, const std::string& content);

@@ -14,7 +14,9 @@
 #include "FileErrors.h"
 #include "FileStream.h"
 #include "Format.h"
+#include "IniFile.h"
 #include "Json.h"
+#include "Logging.h"
 #include "Tools.h"
 
 namespace {
@@ -47,11 +49,20 @@ std::string ToIso(std::time_t time) {
     return std::string(text, length).insert(length - 2, ":");
 }
 
-/** An error in the command line may have a password in it that was not taken for one. */
-std::string GetMessage(const ExitStatus& status) {
+/** Whether it is a password that stands in the wrong place, or may be. */
+bool IsSecret(const std::string& word) {
+    const std::string name = ToUpper(word.substr(0, word.find_first_of("=:")));
+    return name != ToUpper(word) && name.find('/', 1) == std::string::npos &&
+           name.find("PASSW") != std::string::npos;
+}
+
+std::string WithoutSecret(const std::string& word) { return IsSecret(word) ? "" : word; }
+
+/** An error may have a password in it that was not taken for one. */
+std::string GetMessage(const RunOutline& run, const ExitStatus& status) {
     const std::string& failure = GetLastFailure();
-    const bool mayBeSecret =
-        ToUpper(failure).find("PASSW") != std::string::npos && status.code == ReturnCode_CmdLineError;
+    const bool mayBeSecret = ToUpper(failure).find("PASSW") != std::string::npos &&
+                             (status.code == ReturnCode_CmdLineError || IsSecret(run.params.filePath));
     return failure.empty() || mayBeSecret ? status.meaning : failure;
 }
 
@@ -92,9 +103,9 @@ std::string GetResult(const RunOutline& run, int status) {
     const ExitStatus& exitStatus = *FindExitStatus(status);
     const int version = AppConfig::GetParameter("SerialProtocolVersion", defaultSerialProtocolVersion);
     JsonObject result;
-    result.Add("command", run.command).Add("register", GetRegister());
+    result.Add("command", WithoutSecret(run.command)).Add("register", GetRegister());
     if (run.isCommandKnown && !run.params.isFiscalCommand) result.Add("section", run.params.data);
-    return result.Add("file", run.params.filePath)
+    return result.Add("file", WithoutSecret(run.params.filePath))
         .Add("start", ToIso(run.start))
         .AddJson("seconds", Format("%.3f", static_cast<double>(GetTimeMs() - run.startTime) / 1e9))
         .Add("attempts", GetAttemptCount())
@@ -106,15 +117,25 @@ std::string GetResult(const RunOutline& run, int status) {
         .Add("status", status)
         .Add("name", exitStatus.name)
         .Add("class", statusClassNames[exitStatus.statusClass])
-        .Add("message", GetMessage(exitStatus))
+        .Add("message", GetMessage(run, exitStatus))
         .GetText();
+}
+
+/** Whether the file is one of the run's: a report that the register has given away may be nowhere else. */
+bool IsInUse(const RunOutline& run, const std::string& path) {
+    std::vector<std::string> files = GetLogPaths();
+    files.push_back(IniFile::GetFile());
+    for (const std::string& word : run.words) files.insert(files.end(), {word, word + "~"});
+    return std::any_of(files.begin(), files.end(),
+                       [&](const std::string& file) { return path == file || File::IsSame(path, file); });
 }
 
 }  // namespace
 
-RunOutline BeginRun(const std::string& command) {
+RunOutline BeginRun(int argc, char* argv[]) {
     RunOutline run;
-    run.command = command;
+    run.words.assign(argv + 1, argv + argc);
+    run.command = run.words[0];
     run.start = std::time(nullptr);
     run.startTime = GetTimeMs();
     return run;
@@ -124,14 +145,17 @@ void SetCommand(RunOutline& run, const BaseCommandParameters& params) {
     run.command = GetCommandName(params.command);
     run.isCommandKnown = true;
     run.params = params;
-    if (AppConfig::HasParameter("ResultFile")) FileErrors::KeepLines();
+    const std::string path = GetPath();
+    if (path.empty()) return;
+    FileErrors::KeepLines();
+    if (params.command != Command_ExecuteFiscal) return;
+    if (IsInUse(run, path)) ThrowWriteError(path);
+    CheckPlace(path);
 }
 
 void WriteRunResult(const RunOutline& run, int status) {
     const std::string path = GetPath();
     if (path.empty()) return;
-    // a report that the register has given away may be nowhere else
-    for (const std::string& data : {run.params.filePath, run.params.filePath + "~"})
-        if (!run.params.filePath.empty() && File::IsSame(path, data)) ThrowWriteError(path);
+    if (IsInUse(run, path)) ThrowWriteError(path);
     ReplaceFile(path, GetResult(run, status) + "\n");
 }

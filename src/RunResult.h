@@ -2,6 +2,7 @@
 
 #include <ctime>
 #include <string>
+#include <vector>
 
 #include "CommandLine.h"
 
@@ -10,18 +11,23 @@ struct RunOutline {
     std::string command;          // as it was given, until it is known
     bool isCommandKnown = false;  // otherwise the next one says nothing
     BaseCommandParameters params;
+    std::vector<std::string> words;  // of the command line
     std::time_t start = 0;
     long long startTime = 0;  // ns of the raw clock
 };
 
-/** Notes the start. */
-RunOutline BeginRun(const std::string& command);
+/** Notes the start; there is a command, or what stands in its place. */
+RunOutline BeginRun(int argc, char* argv[]);
 
-/** The command line was good. */
+/**
+ * The command line was good. FileIoException when the result of fiscal commands will have no place: told
+ * behind them, that would look as if they were to be repeated.
+ */
 void SetCommand(RunOutline& run, const BaseCommandParameters& params);
 
 /**
  * Writes the file that the setting "ResultFile" names, if it names one, as one JSON object; docs: README,
- * "The result of a run". It is there as a whole or not at all; FileIoException when it cannot be written.
+ * "The result of a run". It is there as a whole or not at all; FileIoException when it cannot be written, or
+ * would replace a file of the run: what the command line names, FILE~, the INI file, a log.
  */
 void WriteRunResult(const RunOutline& run, int status);

@@ -57,7 +57,7 @@ int RunToEnd(int argc, char* argv[]) {
     ReturnCode returnCode = ReturnCode_SystemError;
     RunOutline run;
     try {
-        run = BeginRun(argv[1]);
+        run = BeginRun(argc, argv);
         returnCode = Run(argc, argv, run);
     } catch (const std::bad_alloc&) {
         Print(noMemory);

@@ -265,6 +265,8 @@ TEST_F(EndToEndTest, WritesAResultThatAProgramReadsWhateverItIs) {
             "/SerialProtocolResponseMaxTime=100", "/RetryCount=2"},
            R"(["Clear","T/1",3,2,5,"CommunicationError","retry"])"},
           {{"clr", "3", "Password=s3cret"}, R"(["clr","T/1",null,0,1,"CmdLineError","fix-setup"])"},
+          {{"/Password=s3cret", "clear", "3"}, R"(["","T/1",null,0,1,"CmdLineError","fix-setup"])"},
+          {{"delete", "3", "/Password=s3cret", tty}, R"(["Delete","T/1",3,1,13,"FileIoError","fix-setup"])"},
           {{"readfiscalstatus", folder / "s.csv", tty, "/Password=s3cret"},
            R"(["ReadFiscalStatus","T/1",null,1,0,"OK","ok"])"}}) {
         std::vector<std::string> run = words;
@@ -296,16 +298,25 @@ TEST_F(EndToEndTest, WritesAResultThatAProgramReadsWhateverItIs) {
     EXPECT_EQ(Tavo({"clear", "3", "/ResultFile=/none/a"}).status, 10);
     // a report may be nowhere else, and a pipe or device is everybody's
     const std::string report = folder / "report.csv";
+    const std::string log = folder / "log/TAVO.log";
+    const std::string settings = ReadText(ini);
     mkfifo((folder / "pipe").c_str(), 0600);
     for (const std::string& used :
-         {report, folder / "./report.csv", report + "~", folder / "pipe", folder / ""}) {
+         {report, folder / "./report.csv", report + "~", folder / "pipe", folder / "", log, ini}) {
         Tavo(ecr, {"send", "70", File("c.csv", "7,8\n"), "/Password=s3cret"});
         EXPECT_EQ(Tavo(ecr, {"readandclear", "70", report, "/Password=s3cret", "/ResultFile=" + used}).status,
                   13);
         EXPECT_EQ(ReadText(report), "7,8\r\n") << used;
     }
     EXPECT_TRUE(std::filesystem::is_fifo(folder / "pipe"));
-    for (const char* name : {"report.csv", "report.csv~", "c.csv", "pipe"})
+    EXPECT_EQ(Tavo({"snd", "3", report, "/ResultFile=" + report}).status, 1);
+    EXPECT_EQ(ReadText(report), "7,8\r\n");
+    EXPECT_NE(ReadText(log).find("Completed OK"), std::string::npos);
+    EXPECT_EQ(ReadText(ini), settings);
+    // a sale that is told as a failure may be repeated: the register, which wants a password, is not asked
+    for (const std::string& used : {std::string("/none/a"), folder / "r.csv", folder / "pipe"})
+        EXPECT_EQ(Tavo(ecr, {"executefiscal", File("r.csv", "10\n"), "/ResultFile=" + used}).status, 13);
+    for (const char* name : {"report.csv", "report.csv~", "c.csv", "r.csv", "pipe"})
         std::remove((folder / name).c_str());
     WriteText(path, ecr.Stop());
     EXPECT_EQ(result("select(.event|test(\"ECR status|receipt closed\"))|[.from,.event]"),
