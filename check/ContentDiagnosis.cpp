@@ -21,7 +21,9 @@ const struct {
     std::string start;
     const char* name;
     bool isPicture;
-} otherFiles[] = {{"PK\3\4", "a ZIP archive, as the documents of spreadsheets (xlsx, ods) are", false},
+} otherFiles[] = {{"\xFF\xFE", "UTF-16, of two bytes a letter", false},
+                  {"\xFE\xFF", "UTF-16, of two bytes a letter", false},
+                  {"PK\3\4", "a ZIP archive, as the documents of spreadsheets (xlsx, ods) are", false},
                   {"\xD0\xCF\x11\xE0", "a document of an old office program (xls)", false},
                   {"%PDF", "a PDF document", false},
                   {"\x1F\x8B", "compressed by gzip", false},
@@ -74,6 +76,7 @@ std::vector<Finding> DiagnoseContent(const std::string& filename, const FileKind
         if (start.compare(0, other.start.size(), other.start) == 0 && (other.isPicture || kind.hasLines))
             return {{false, 0, 0, 0,
                      std::string("the file is ") + other.name +
-                         (kind.hasLines ? ": export it as CSV" : std::string(": ") + convertCommand)}};
+                         (kind.hasLines ? ": export it as CSV, in the register's code page"
+                                        : std::string(": ") + convertCommand)}};
     return kind.isPicture ? DiagnosePicture(start) : std::vector<Finding>();
 }

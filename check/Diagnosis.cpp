@@ -14,14 +14,13 @@
 #include "Formatting/TextDataParser.h"
 #include "OLVE_Compatibility.h"
 #include "Record.h"
-#include "SourceFile.h"
 #include "TableDiagnosis.h"
+#include "TextFile.h"
 #include "Tools.h"
 
 namespace {
 
 constexpr const char* blanks = " \t";
-constexpr const char* byteOrderMark = "\xEF\xBB\xBF";
 
 /** A line's fields. */
 TextDataParser Fields(const std::string& line, char delimiter = ConfiguredDelimiter()) {
@@ -138,31 +137,18 @@ void DiagnoseKey(const std::string& line, bool isCommand, std::vector<Finding>& 
             {false, 0, 1, 1, "record number has decimals: the point is left out when numbers are compared"});
 }
 
-/** Column of the first letter of several bytes when the line is UTF-8; 0 when it is plain ASCII, -1 when it
- * is not UTF-8. */
-int Utf8Column(const std::string& line, size_t start) {
-    int column = 0;
-    for (size_t i = start, length; i < line.size(); i += length) {
-        length = Utf8Length(line, i);
-        if (length == 0) return -1;
-        if (length > 1 && column == 0) column = static_cast<int>(i) + 1;
-    }
-    return column;
-}
-
 /** Of the whole file; without a cause for none. */
-Finding DiagnoseCoding(const std::vector<std::string>& lines, size_t markLength) {
-    Finding warning;
-    for (size_t i = 0; i < lines.size(); i++) {
-        const int column = Utf8Column(lines[i], i == 0 ? markLength : 0);
-        if (column < 0) return {};
-        if (column > 0 && warning.cause.empty())
-            warning = {
-                false, static_cast<int>(i) + 1, 0, column,
-                "letters look like UTF-8, of several bytes each; the register takes one byte a letter: save "
-                "the file in the register's code page"};
-    }
-    return warning;
+Finding DiagnoseCoding(const std::vector<std::string>& lines) {
+    const Coding coding = FindCoding(lines);
+    if (coding.utf8Line == 0) return {};
+    if (coding.otherLine > 0)
+        return {false, coding.otherLine, 0, 0,
+                Format("letters that are no UTF-8, while those of line %d look like it: save the file in one "
+                       "code page, the register's",
+                       coding.utf8Line)};
+    return {false, coding.utf8Line, 0, coding.utf8Column,
+            "letters look like UTF-8, of several bytes each; the register takes one byte a letter: save the "
+            "file in the register's code page"};
 }
 
 /** Whether the delimiter ends the line's first field. */
@@ -275,9 +261,6 @@ std::optional<char> FindOtherDelimiter(const std::vector<std::string>& lines) {
 
 std::vector<Finding> DiagnoseFile(const std::vector<std::string>& lines, bool hasCommands) {
     std::vector<Finding> warnings;
-    const std::string start = lines.empty() ? "" : lines[0].substr(0, 2);
-    if (start == "\xFF\xFE" || start == "\xFE\xFF")
-        return {{false, 1, 0, 1, "the file is UTF-16: save it in the register's code page"}};
     const bool hasMark = !lines.empty() && lines[0].compare(0, 3, byteOrderMark) == 0;
     if (hasMark)
         warnings.push_back(
@@ -286,28 +269,8 @@ std::vector<Finding> DiagnoseFile(const std::vector<std::string>& lines, bool ha
              "without one"});
     const bool isSorted =
         !hasCommands && AppConfig::GetParameter("SortInputFileLines", defaultSortInputFileLines) != 0;
-    for (const Finding& warning : {DiagnoseCoding(lines, hasMark ? 3 : 0), DiagnoseLineEnds(lines),
-                                   DiagnoseDelimiter(lines), isSorted ? DiagnoseOrder(lines) : Finding()})
+    for (const Finding& warning : {DiagnoseCoding(lines), DiagnoseLineEnds(lines), DiagnoseDelimiter(lines),
+                                   isSorted ? DiagnoseOrder(lines) : Finding()})
         if (!warning.cause.empty()) warnings.push_back(warning);
     return warnings;
-}
-
-std::string ReadAll(const std::string& filename) {
-    SourceFile file;
-    file.Open(filename);
-    std::string text(static_cast<size_t>(file.GetSize()), '\0');
-    text.resize(file.Read(0, text.data(), text.size()));
-    return text;
-}
-
-std::vector<std::string> ReadLines(const std::string& filename) {
-    const std::string text = ReadAll(filename);
-    std::vector<std::string> lines;
-    for (size_t start = 0; start < text.size();) {
-        const size_t length = LineLength(text.data() + start, text.size() - start);
-        const bool isCut = length == maxLineLength && text[start + length - 1] != '\n';
-        lines.emplace_back(text, start, isCut ? length : TrimmedLength(text.data() + start, length));
-        start += length;
-    }
-    return lines;
 }

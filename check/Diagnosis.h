@@ -17,7 +17,3 @@ std::vector<Finding> DiagnoseFile(const std::vector<std::string>& lines, bool ha
 
 /** The delimiter that every line has in place of the setting's; nothing when they have that. */
 std::optional<char> FindOtherDelimiter(const std::vector<std::string>& lines);
-
-std::string ReadAll(const std::string& filename);
-/** The file's lines as the index takes them: up to 1023 bytes each, trimmed at their end. */
-std::vector<std::string> ReadLines(const std::string& filename);

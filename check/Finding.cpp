@@ -14,9 +14,11 @@ std::string ToText(const Finding& finding) {
     return (finding.isBad ? "" : "warning: ") + place + (place.empty() ? "" : ": ") + finding.cause;
 }
 
-std::string ToJson(const Finding& finding) {
+std::string ToJson(const Finding& finding) { return ToJson(finding, finding.isBad ? "error" : "warning"); }
+
+std::string ToJson(const Finding& finding, const char* severity) {
     JsonObject object;
-    object.Add("severity", finding.isBad ? "error" : "warning");
+    object.Add("severity", severity);
     if (finding.line > 0) object.Add("line", finding.line);
     if (finding.field > 0) object.Add("field", finding.field);
     if (finding.column > 0) object.Add("column", finding.column);

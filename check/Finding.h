@@ -15,3 +15,4 @@ struct Finding {
 std::string ToText(const Finding& finding);
 /** The same as an object. */
 std::string ToJson(const Finding& finding);
+std::string ToJson(const Finding& finding, const char* severity);

@@ -11,11 +11,9 @@
 #include "Exceptions.h"
 #include "Format.h"
 #include "Formatting/TextDataParser.h"
-#include "Tools.h"
+#include "TextFile.h"
 
 namespace {
-
-constexpr const char* byteOrderMark = "\xEF\xBB\xBF";
 
 /** From UTF-8 into a code page of one byte a letter. */
 class Converter {
@@ -56,14 +54,21 @@ struct TextLine {
     std::string end;
 };
 
+/** A carriage return alone ends a line, too, but not inside of quotes. */
 std::vector<TextLine> Split(const std::string& text) {
     std::vector<TextLine> lines;
-    for (size_t start = 0; start < text.size();) {
-        const size_t end = std::min(text.find_first_of("\r\n", start), text.size());
-        const size_t endLength = end == text.size() ? 0 : text.compare(end, 2, "\r\n") == 0 ? 2 : 1;
-        lines.push_back({text.substr(start, end - start), text.substr(end, endLength)});
-        start = end + endLength;
+    bool isQuoted = false;
+    size_t start = 0;
+    for (size_t i = 0; i < text.size(); i++) {
+        if (text[i] == '"') isQuoted = !isQuoted;
+        const bool isPair = text.compare(i, 2, "\r\n") == 0;
+        if (text[i] != '\n' && !isPair && (text[i] != '\r' || isQuoted)) continue;
+        lines.push_back({text.substr(start, i - start), isPair ? "\r\n" : text.substr(i, 1)});
+        i += isPair ? 1 : 0;
+        start = i + 1;
+        isQuoted = false;
     }
+    if (start < text.size()) lines.push_back({text.substr(start), ""});
     return lines;
 }
 
@@ -83,13 +88,13 @@ std::vector<std::string> SplitFields(const std::string& line, char delimiter) {
 
 bool IsDecimalComma(const std::string& field) {
     static const std::regex form(R"([ \t]*-?\d+,\d+[ \t]*)");
-    return std::regex_match(field, form);
+    return field.size() <= TextDataParser::maxFieldLength && std::regex_match(field, form);
 }
 
 /** Whether the comma may as well stand for thousands. */
 bool IsGroup(const std::string& field) {
     static const std::regex form(R"([ \t]*-?[1-9]\d{0,2},\d{3}[ \t]*)");
-    return std::regex_match(field, form);
+    return IsDecimalComma(field) && std::regex_match(field, form);
 }
 
 /** Whether numbers show that the file's commas are decimal ones. */
@@ -100,12 +105,6 @@ bool HasDecimalCommas(const std::vector<std::string>& lines, char delimiter) {
     return false;
 }
 
-bool IsUtf8(const std::string& text) {
-    for (size_t i = 0, length; i < text.size(); i += length)
-        if ((length = Utf8Length(text, i)) == 0) return false;
-    return true;
-}
-
 bool IsAscii(const std::string& text) {
     return std::all_of(text.begin(), text.end(), [](char c) { return static_cast<unsigned char>(c) < 0x80; });
 }
@@ -113,78 +112,87 @@ bool IsAscii(const std::string& text) {
 /** What is done to each line. */
 class Fixer {
 public:
-    Fixer(char from, char to, bool hasDecimalCommas, const Converter& converter, bool isUtf8,
-          std::vector<Finding>& changes)
+    Fixer(char from, char to, bool hasDecimalCommas, const Converter* converter, FixedText& fixed)
         : m_from(from),
           m_to(to),
           m_hasDecimalCommas(hasDecimalCommas),
           m_converter(converter),
-          m_isUtf8(isUtf8),
-          m_changes(changes) {}
+          m_fixed(fixed) {}
 
-    std::string Fix(const std::string& line, int number) {
-        m_number = number;
-        std::string text = FixFields(line);
-        if (!m_converter.IsOn() || !m_isUtf8 || IsAscii(text)) return text;
-        const std::optional<std::string> converted = m_converter.Convert(text);
-        Note(!converted, converted ? "letters converted" : "left as it is: a letter is not in the code page");
-        return converted.value_or(text);
+    void Fix(const TextLine& line, int number) {
+        m_changes.clear();
+        std::string text = line.text;
+        const std::string obstacle = FixFields(text);
+        if (!obstacle.empty()) {
+            m_changes.clear();
+            text = line.text;
+            m_fixed.left.push_back({false, number, 0, 0, "left as it is: " + obstacle});
+        }
+        m_fixed.text += ConvertLetters(text, number);
+        const bool isBareReturn = line.end == "\r";
+        if (isBareReturn) m_changes.emplace_back("line end");
+        m_fixed.text += isBareReturn ? "\n" : line.end;
+        for (const std::string& change : m_changes) m_fixed.changes.push_back({false, number, 0, 0, change});
     }
 
 private:
-    void Note(bool isBad, const std::string& what) { m_changes.push_back({isBad, m_number, 0, 0, what}); }
+    std::string ConvertLetters(const std::string& text, int number) {
+        if (m_converter == nullptr || IsAscii(text)) return text;
+        const std::optional<std::string> converted = m_converter->Convert(text);
+        if (converted)
+            m_changes.emplace_back("letters converted");
+        else
+            m_fixed.left.push_back({false, number, 0, 0, "left as it is: a letter is not in the code page"});
+        return converted.value_or(text);
+    }
 
-    std::string FixFields(const std::string& line) {
+    /** Returns why the line must stay as it is; empty when it need not. */
+    std::string FixFields(std::string& line) {
         std::vector<std::string> fields = SplitFields(line, m_from);
-        std::string fixed;
+        line.clear();
         for (size_t i = 0; i < fields.size(); i++) {
-            if (m_from != ',' && IsGroup(fields[i]) && !m_hasDecimalCommas) {
-                Note(true, Format("left as it is: the comma in field %zu may stand for thousands", i + 1));
-                return line;
-            }
+            if (m_from != ',' && IsGroup(fields[i]) && !m_hasDecimalCommas)
+                return Format("the comma in field %zu may stand for thousands", i + 1);
             if (m_from != ',' && IsDecimalComma(fields[i])) {
                 std::replace(fields[i].begin(), fields[i].end(), ',', '.');
-                Note(false, Format("decimal comma in field %zu is a point now", i + 1));
+                m_changes.push_back(Format("decimal comma in field %zu is a point now", i + 1));
             }
-            if (SplitFields(fields[i], m_to).size() > 1 && m_from != m_to) {
-                Note(true,
-                     Format("left as it is: the delimiter stands in field %zu, which has no quotes", i + 1));
-                return line;
-            }
-            fixed += (i == 0 ? "" : std::string(1, m_to)) + fields[i];
+            if (m_from != m_to && SplitFields(fields[i], m_to).size() > 1)
+                return Format("the delimiter stands in field %zu, which has no quotes", i + 1);
+            line += (i == 0 ? "" : std::string(1, m_to)) + fields[i];
         }
-        if (m_from != m_to && fields.size() > 1) Note(false, "delimiter");
-        return fixed;
+        if (m_from != m_to && fields.size() > 1) m_changes.emplace_back("delimiter");
+        return "";
     }
 
     char m_from;
     char m_to;
     bool m_hasDecimalCommas;
-    const Converter& m_converter;
-    bool m_isUtf8;
-    std::vector<Finding>& m_changes;
-    int m_number = 0;
+    const Converter* m_converter;  // null: letters stay as they are
+    FixedText& m_fixed;
+    std::vector<std::string> m_changes;  // of the line
 };
 
 }  // namespace
 
 FixedText FixText(const std::string& text, const std::string& codePage) {
     FixedText fixed;
-    const Converter converter(codePage);
     const bool hasMark = text.compare(0, 3, byteOrderMark) == 0;
     if (hasMark) fixed.changes.push_back({false, 1, 0, 0, "byte-order mark removed"});
     const std::vector<TextLine> lines = Split(text.substr(hasMark ? 3 : 0));
     std::vector<std::string> texts;
     texts.reserve(lines.size());
     for (const TextLine& line : lines) texts.push_back(line.text);
+    const Coding coding = FindCoding(texts);
+    const Converter converter(codePage);
+    const bool isConverted = converter.IsOn() && coding.utf8Line > 0 && coding.otherLine == 0;
+    if (converter.IsOn() && coding.utf8Line > 0 && !isConverted)
+        fixed.left.push_back({false, coding.otherLine, 0, 0,
+                              "left as they are: letters that are no UTF-8, on account of which none is "
+                              "converted"});
     const char delimiter = ConfiguredDelimiter();
     const char from = FindOtherDelimiter(texts).value_or(delimiter);
-    Fixer fixer(from, delimiter, HasDecimalCommas(texts, from), converter, IsUtf8(text), fixed.changes);
-    for (size_t i = 0; i < lines.size(); i++) {
-        fixed.text += fixer.Fix(lines[i].text, static_cast<int>(i) + 1);
-        const bool isBareReturn = lines[i].end == "\r";
-        if (isBareReturn) fixed.changes.push_back({false, static_cast<int>(i) + 1, 0, 0, "line end"});
-        fixed.text += isBareReturn ? "\n" : lines[i].end;
-    }
+    Fixer fixer(from, delimiter, HasDecimalCommas(texts, from), isConverted ? &converter : nullptr, fixed);
+    for (size_t i = 0; i < lines.size(); i++) fixer.Fix(lines[i], static_cast<int>(i) + 1);
     return fixed;
 }

@@ -8,7 +8,8 @@
 /** A CSV file as it was meant. */
 struct FixedText {
     std::string text;
-    std::vector<Finding> changes;  // by line; those that are bad were left as they are
+    std::vector<Finding> changes;  // by line
+    std::vector<Finding> left;     // as it was, where the correction was not certain
 };
 
 /**

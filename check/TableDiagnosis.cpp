@@ -58,7 +58,7 @@ const NumberForm* FindForm(const std::string& text) {
         {std::regex(R"(-?[1-9]\d{0,2},\d{3})"), FieldType_Number,
          "a decimal comma or thousands separators: write a point, and no separators"},
         {std::regex(R"(-?\d+,\d+)"), FieldType_Number,
-         "a decimal comma: write a point, or let tavo-check --fix do it"},
+         "a decimal comma: write a point; without quotes tavo-check --fix does it"},
         {std::regex("-?" + sign + gap + "*" + digits + "|" + digits + sign), FieldType_Number, currency},
         {std::regex("[A-Z]{3}" + gap + "*" + digits + "|" + digits + "[A-Z]{3}"), FieldType_None, currency},
         {std::regex(digits + "%"), FieldType_None, "a percent sign: format the column without it"},
@@ -210,7 +210,8 @@ private:
             count++;
             withDecimals += cell.text.find('.') != std::string::npos && cell.type == FieldType_Number ? 1 : 0;
         });
-        const std::optional<FieldType> usual = FindMeant(field);
+        std::map<FieldType, size_t> meant = CountMeant(field);
+        const std::optional<FieldType> usual = FindUsual(meant);
         const bool hasUsual = usual && *usual != FieldType_Unknown;
         VisitColumn(field, [&](const Row& row, const Cell& cell) {
             const bool isText = cell.type == FieldType_String;
@@ -226,8 +227,8 @@ private:
                 Warn(row, field,
                      isNamed && 2 * types[*usual] <= count
                          ? form
-                         : Format("a %s, where %zu of %zu lines have a %s", NameOf(cell.type), types[*usual],
-                                  count, NameOf(*usual)) +
+                         : Format("a %s, where %zu of %zu lines have a %s", NameOf(cell.type),
+                                  (isNamed ? types : meant)[*usual], count, NameOf(*usual)) +
                                (isNamed ? ": " + form : ""));
         });
         DiagnoseBarcodes(field);
@@ -235,8 +236,8 @@ private:
         return 2 * withDecimals > count;
     }
 
-    /** The kind of field that the column is meant to have. */
-    std::optional<FieldType> FindMeant(size_t field) {
+    /** How many fields of the column are meant to be of which kind. */
+    std::map<FieldType, size_t> CountMeant(size_t field) {
         std::map<FieldType, size_t> types;
         size_t wholeTexts = 0;
         bool isMeantOtherwise = field == 0;  // a record's number is no text
@@ -252,13 +253,13 @@ private:
             types[FieldType_Number] += wholeTexts;
             types[FieldType_String] = 0;
         }
-        return FindUsual(types);
+        return types;
     }
 
     /** 1.250 among whole numbers: a zero at the end shows that the point is no decimal point. */
     void DiagnosePointsInThousands(size_t field) {
         static const std::regex grouped(R"(-?[1-9]\d{0,2}\.\d{3})");
-        static const std::regex small(R"(-?\d{1,3})");
+        static const std::regex small(R"(-?[1-9]\d{0,2})");
         std::vector<const Row*> rows;
         bool hasZero = false;
         size_t others = 0;
@@ -267,7 +268,7 @@ private:
             if (cell.type == FieldType_Number && std::regex_match(cell.text, grouped)) {
                 rows.push_back(&row);
                 hasZero = hasZero || cell.text.back() == '0';
-            } else {
+            } else if (cell.text != "0") {
                 (std::regex_match(cell.text, small) ? smallCount : others)++;
             }
         });

@@ -1,4 +1,5 @@
 #include <cstdio>
+#include <memory>
 #include <new>
 #include <optional>
 #include <string>
@@ -22,8 +23,10 @@
 #include "Output.h"
 #include "RecordText.h"
 #include "SettingDiagnosis.h"
+#include "Settings.h"
 #include "Setup.h"
 #include "TableDiagnosis.h"
+#include "TextFile.h"
 #include "Tools.h"
 
 namespace {
@@ -114,10 +117,10 @@ std::string Fix(const std::string& filename, const CheckOptions& options) {
         throw new CommandLineException("--fix: the copy would be the file itself");
     ReplaceFile(options.fixedPath, fixed.text);
     for (const Finding& change : fixed.changes)
-        if (options.isJson)
-            Print(ToJson(change) + "\n");
-        else
-            Print(Format("%sline %d: ", change.isBad ? "" : "fixed: ", change.line) + change.cause + "\n");
+        Print((options.isJson ? ToJson(change, "fixed")
+                              : Format("fixed: line %d: ", change.line) + change.cause) +
+              "\n");
+    Tell(fixed.left, options.isJson);
     return options.fixedPath;
 }
 
@@ -157,6 +160,13 @@ Verdict Judge(const BaseCommandParameters& params, const CheckOptions& options) 
     return verdict;
 }
 
+/** What is asked for at each line: the INI file is not read again for it. */
+void KeepSettingsOfLines() {
+    for (const char* name : {"Delimiter", "ProtocolSet"})
+        AppConfig::SetParameter(name, AppConfig::GetParameter(name, GetDefault(*FindSetting(name)).c_str()),
+                                false);
+}
+
 ReturnCode Check(const CheckOptions& options) {
     BaseCommandParameters params = CollectTavoParameters(options);
     FileErrors::KeepLines();
@@ -164,12 +174,16 @@ ReturnCode Check(const CheckOptions& options) {
     for (const std::string& warning : DiagnoseSettings())
         settingWarnings.push_back({false, 0, 0, 0, warning});
     Tell(settingWarnings, options.isJson);
+    KeepSettingsOfLines();
     const FileKind& kind =
         KindOf(options.isFiscal ? FileType_CSV : DetectFileType(params.filePath, params.data));
     const std::vector<Finding> contents = DiagnoseContent(params.filePath, kind);
     Tell(contents, options.isJson);
-    if (!options.fixedPath.empty() && kind.hasLines && contents.empty())
+    if (!options.fixedPath.empty()) {
+        if (!kind.hasLines || !contents.empty())
+            throw new FileIoException("Nothing to correct, no copy is written");
         params.filePath = Fix(params.filePath, options);
+    }
     HeldOutput messages;
     const Verdict verdict = Judge(params, options);
     const std::string told = messages.Take();
@@ -234,12 +248,21 @@ ReturnCode End(ReturnCode status, bool isJson) {
 }
 
 ReturnCode Run(int argc, char* argv[]) {
+    bool isJson = false;
     try {
         const CheckOptions options = ParseCheckOptions(argc, argv);
         if (Inform(options)) return ReturnCode_OK;
-        return End(options.isSetup ? CheckSetup(options) : Check(options), options.isJson);
+        isJson = options.isJson;
+        return End(options.isSetup ? CheckSetup(options) : Check(options), isJson);
     } catch (Exception* e) {
-        return End(HandleException(e), false);
+        if (!isJson) return End(HandleException(e), false);
+        const std::unique_ptr<Exception> failure(e);
+        Print(JsonObject()
+                  .Add("status", failure->GetReturnCode())
+                  .Add("cause", failure->GetLogMessage())
+                  .GetText() +
+              "\n");
+        return failure->GetReturnCode();
     }
 }
 

@@ -128,6 +128,8 @@ Options ParseOptions(int argc, char* argv[]) {
         throw new CommandLineException(
             "--replay is in place of a register: of the other options it takes --once, --tty and "
             "--com-settings");
+    if (options.isLogoShown && options.trace == TraceForm::Json)
+        throw new CommandLineException("--show-logo draws a picture, which is no JSON object");
     return options;
 }
 

@@ -1,6 +1,9 @@
 #pragma once
 
+#include <csignal>
+
 #include "Exceptions.h"
+#include "Interrupt.h"
 
 /** What a program that called the tool does next. */
 enum StatusClass {
@@ -32,8 +35,8 @@ inline constexpr ExitStatus exitStatuses[] = {
     {ReturnCode_CmdLineError, "CmdLineError", StatusClass_FixSetup, "bad command line",
      "correct it; tavo /?"},
     {ReturnCode_InputFileSyntaxError, "InputFileSyntaxError", StatusClass_FixFile,
-     "the input file has malformed, empty or duplicate lines, and the others were sent; or a command file "
-     "has a bad command, and nothing was executed; or ClearAndSend has nothing to send, and nothing was "
+     "the input file has malformed, empty or duplicate lines, and the others were sent; or ExecuteFiscal "
+     "found a bad command, and nothing was executed; or ClearAndSend has nothing to send, and nothing was "
      "cleared",
      "correct the lines named; tavo-check tells what is wrong with them"},
     {ReturnCode_EcrBusy, "EcrBusy", StatusClass_Retry,
@@ -41,8 +44,8 @@ inline constexpr ExitStatus exitStatuses[] = {
     {ReturnCode_CommandFailed, "CommandFailed", StatusClass_Register,
      "the register cannot execute the command now", "finish what it is doing, such as an open receipt"},
     {ReturnCode_CommunicationError, "CommunicationError", StatusClass_Retry, "no or bad answers on the line",
-     "check cable, port and register; run again (RetryCount does that by itself), but after ExecuteFiscal "
-     "look at the register first; the report of a ReadAndClear is in the file"},
+     "check cable, port and register; run again (RetryCount does that by itself); after ExecuteFiscal look "
+     "at the register first; what a ReadAndClear has read is in its file"},
     {ReturnCode_TCPCommunicationDropped, "TCPCommunicationDropped", StatusClass_Retry,
      "reserved for network links", ""},
     {ReturnCode_ConfigError, "ConfigError", StatusClass_FixSetup, "a setting is missing or wrong",
@@ -53,7 +56,7 @@ inline constexpr ExitStatus exitStatuses[] = {
     {ReturnCode_FileIoError, "FileIoError", StatusClass_FixSetup,
      "a data or log file cannot be opened, read or written, was changed meanwhile, is another run's, or is "
      "no bitmap of the right kind",
-     "check path, rights, free space and format"},
+     "check path, rights, free space and format; after ExecuteFiscal see how many commands were sent"},
     {ReturnCode_InputFileHasBadRecords, "InputFileHasBadRecords", StatusClass_FixFile,
      "the register refused records, and the others were stored; 2 wins when the file has bad lines, too",
      "correct the lines named"},
@@ -69,17 +72,29 @@ inline constexpr ExitStatus exitStatuses[] = {
      "internal error, or not available on this platform", "see the log, which names the place"},
 };
 
-/** A run that was ended by a signal has 128 and the signal's number. */
+/** Runs that a signal has ended have 128 and its number. */
 inline constexpr ExitStatus interruptedStatus = {
     ReturnCode_SystemError, "Interrupted", StatusClass_Retry,
     "the run was ended by a signal, with the port restored and the files closed",
-    "run it again, but after ExecuteFiscal look at the register first; the report of a ReadAndClear is in "
-    "the file"};
+    "run it again; after ExecuteFiscal look at the register first; what a ReadAndClear has read is in its "
+    "file"};
+inline constexpr ExitStatus killedStatus = {
+    ReturnCode_SystemError, "Killed", StatusClass_Retry, "the run was killed, and could put nothing in order",
+    "run it again; after ExecuteFiscal look at the register first; what a ReadAndClear has read is in its "
+    "file"};
+inline constexpr ExitStatus crashedStatus = {
+    ReturnCode_SystemError, "Crashed", StatusClass_Report,
+    "the run was ended by a signal that it does not expect",
+    "tell how it came; after ExecuteFiscal look at the register first"};
 
 /** What the status of a run tells; null for a status that no run ends with. */
 inline const ExitStatus* FindExitStatus(int status) {
-    if (status > 128) return &interruptedStatus;
+    constexpr int firstSignalStatus = 129;
+    constexpr int lastSignalStatus = 192;
     for (const ExitStatus& entry : exitStatuses)
         if (entry.code == status) return &entry;
-    return nullptr;
+    if (status < firstSignalStatus || status > lastSignalStatus) return nullptr;
+    for (const int signal : interrupts)
+        if (status == 128 + signal) return &interruptedStatus;
+    return status == 128 + SIGKILL ? &killedStatus : &crashedStatus;
 }

@@ -36,17 +36,26 @@ void Show(const std::string& hint) {
     sigprocmask(SIG_SETMASK, &former, nullptr);
 }
 
+/** What action returns; nothing when it fails, which is not worth a word. */
+template <class Action>
+std::string Try(const Action& action) {
+    try {
+        return action();
+    } catch (Exception* e) {
+        delete e;
+    } catch (const std::bad_alloc&) {
+    }
+    return "";
+}
+
 /** Shows what hint makes, where somebody reads it. */
 template <class Hint>
 void ShowToPerson(const Hint& hint) {
     if (isatty(STDERR_FILENO) == 0) return;
-    try {
+    Try([&] {
         Show(hint());
-    } catch (Exception* e) {
-        delete e;
-    } catch (const std::bad_alloc&) {
-        // not worth a word
-    }
+        return "";
+    });
 }
 
 std::string HintOnNames() {
@@ -126,6 +135,10 @@ std::string HintOn(ReturnCode status) {
 }
 
 }  // namespace
+
+std::string GetHint(ReturnCode status) {
+    return Try([status] { return HintOn(status); });
+}
 
 void HintAtSettings() { ShowToPerson(HintOnNames); }
 

@@ -1,5 +1,7 @@
 #pragma once
 
+#include <string>
+
 #include "Exceptions.h"
 
 /**
@@ -9,6 +11,9 @@
 
 /** On a command line with names that are no settings, or a register that has no section. */
 void HintAtSettings();
+
+/** What such a line says of a run that has ended with this status; empty for nothing. */
+std::string GetHint(ReturnCode status);
 
 /** On a run that has ended with this status. */
 void HintAtStatus(ReturnCode status);

@@ -14,8 +14,6 @@
 
 namespace {
 
-constexpr int interrupts[] = {SIGINT, SIGTERM, SIGHUP, SIGQUIT};
-
 /** ns in which a second signal is the same wish: timeout(1) sends its one twice, to the process and its
  * group. */
 constexpr long long sameSignal = 1'000'000'000;

@@ -2,11 +2,15 @@
 
 #include <poll.h>
 
+#include <csignal>
+
 /**
  * SIGINT, SIGTERM, SIGHUP and SIGQUIT, taken so that a run ends in order: the first one makes every wait
  * below throw, the cleanup of each layer runs, and the process then ends by that signal. Another one ends it
  * at once, if it comes a second later or more.
  */
+
+inline constexpr int interrupts[] = {SIGINT, SIGTERM, SIGHUP, SIGQUIT};
 
 /** Takes the signals, but those that the caller has set to be ignored. A closed standard output stops
  * nothing, and a limit of the size of files makes their writing fail. */

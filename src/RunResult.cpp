@@ -14,6 +14,7 @@
 #include "FileErrors.h"
 #include "FileStream.h"
 #include "Format.h"
+#include "Hints.h"
 #include "IniFile.h"
 #include "Json.h"
 #include "Logging.h"
@@ -96,6 +97,7 @@ std::string GetIo() {
         .Add("framesIn", IoStatistics::FramesReceived)
         .Add("lost", IoStatistics::LostRespCount)
         .Add("garbage", IoStatistics::GarbageCount)
+        .Add("repeated", IoStatistics::RepeatedFrames)
         .GetText();
 }
 
@@ -105,7 +107,7 @@ std::string GetResult(const RunOutline& run, int status) {
     JsonObject result;
     result.Add("command", WithoutSecret(run.command)).Add("register", GetRegister());
     if (run.isCommandKnown && !run.params.isFiscalCommand) result.Add("section", run.params.data);
-    return result.Add("file", WithoutSecret(run.params.filePath))
+    result.Add("file", WithoutSecret(run.params.filePath))
         .Add("start", ToIso(run.start))
         .AddJson("seconds", Format("%.3f", static_cast<double>(GetTimeMs() - run.startTime) / 1e9))
         .Add("attempts", GetAttemptCount())
@@ -117,8 +119,10 @@ std::string GetResult(const RunOutline& run, int status) {
         .Add("status", status)
         .Add("name", exitStatus.name)
         .Add("class", statusClassNames[exitStatus.statusClass])
-        .Add("message", GetMessage(run, exitStatus))
-        .GetText();
+        .Add("message", GetMessage(run, exitStatus));
+    const std::string hint = GetHint(exitStatus.code);
+    if (&exitStatus != &interruptedStatus && !hint.empty()) result.Add("hint", hint);
+    return result.GetText();
 }
 
 /** Whether the file is one of the run's: a report that the register has given away may be nowhere else. */

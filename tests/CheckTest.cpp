@@ -6,6 +6,7 @@
 #include "Diagnosis.h"
 #include "InputFile.h"
 #include "Output.h"
+#include "TextFile.h"
 
 TEST_F(CheckTest, JudgesAFileAsTheToolDoes) {
     Simulator ecr;
@@ -64,7 +65,8 @@ TEST_F(CheckTest, WarnsOfFilesThatOtherProgramsMadeAndShowsWhatWouldBeSent) {
           {"1,\"a\"\n2,\"P\xC3\xA4rnu\"\n", "line 2, column 5: letters look like UTF-8"},
           {"1;\"a, b\"\n2;\"c\"\n", "every line has a ';', but the delimiter is ','"},
           {"1,\"a\"\r2,\"b\"\r", "carriage returns stand inside of lines"},
-          {"\xFF\3761,", "line 1, column 1: the file is UTF-16"},
+          {"1,\"a\"\n2,\"P\xC3\xA4rnu\"\n3,\"P\xE4rnu\"\n",
+           "line 3: letters that are no UTF-8, while those of line 2"},
           {"1.5,\"a\"\n", "line 1, field 1, column 1: record number has decimals"}}) {
         const std::string output = Check({"3", File("a.csv", text)}).output;
         EXPECT_NE(output.find(std::string("warning: ") + warning), std::string::npos) << warning;
@@ -142,8 +144,9 @@ TEST_F(CheckTest, NamesEveryTrapOfASpreadsheetAndNothingInACleanFile) {
            "line 6, field 3, column 10: a text%number: a number in quotes arrives as a text: leave the "
            "quotes out"},
           {"6,\"Milk\",\"1,5\",\"y\",4740001000482,0x7b",
-           "line 6, field 3, column 10: a text%number: a decimal comma: write a point, or let tavo-check "
-           "--fix do it"},
+           "line 6, field 3, column 10: a text%number: a decimal comma: write a point; without quotes "
+           "tavo-check "
+           "--fix does it"},
           {"6,\"Milk\",\"1 234.50\",\"y\",4740001000482,0x7b",
            "line 6, field 3, column 10: a text%number: thousands separators: format the column without them"},
           {"6,\"Milk\",\"\200 12.50\",\"y\",4740001000482,0x7b",
@@ -191,6 +194,7 @@ TEST_F(CheckTest, JudgesAColumnByWhatMostOfItIsMeantToBe) {
           {R"("0x7a" "0x01" "0x02" "0x03" "0x04")", "1 2 3 4 5 ", "binary data in quotes"},
           {"24 350 1.050 999 2.125", "3 5 ", "a point for thousands"},
           {"24 0.350 1.050 999 2.125", "", ""},
+          {"0 1.459 1.389 1.250 0", "", ""},
           {R"("38" "40" "XL" "1,5" "42")", "", ""},
           {R"("ABC1" "ABC2" "10XYZ" "100.200.300" "100.200.301")", "", ""},
           {R"("5E-10" "5E-11" "5E-12" "5E-13" "5E-14")", "", ""},
@@ -212,16 +216,16 @@ TEST_F(CheckTest, JudgesAColumnByWhatMostOfItIsMeantToBe) {
                          : warning;
         EXPECT_EQ(named, lines) << warnings;
     }
+    const std::string odd = "1,\"1,5\"\n2,\"2,5\"\n3,\"3,5\"\n4,\"4,5\"\n5,\"n/a\"\n";
+    EXPECT_NE(Check({"3", File("a.csv", odd)}).output.find(": a text, where 4 of 5 lines have a number\n"),
+              std::string::npos);
     // of the file as a whole
     std::string quoted;
     for (int i = 1; i <= 5; i++) quoted += Format("\"%d\",\"Bread\",1.5\n", i);
     for (const auto& [text, warnings] :
          {std::pair(quoted, 6),
           {"7\n14\n21\n", 0},
-          {"\"Prices\",\"\"\n\"Number\",\"Name\"\n1,\"a\"\n2,\"b\"\n3,\"c\"\n", 3},
-          {"\xFF\376"
-           "1,\"a;b\"",
-           1}}) {
+          {"\"Prices\",\"\"\n\"Number\",\"Name\"\n1,\"a\"\n2,\"b\"\n3,\"c\"\n", 3}}) {
         const std::string output = Check({"3", File("a.csv", text)}).output;
         EXPECT_EQ(std::regex_replace(Matches(output, "warning: line"), std::regex("[^\n]"), "").size(),
                   static_cast<size_t>(warnings))
@@ -239,12 +243,16 @@ TEST_F(CheckTest, TellsFirstWhatIsNoFileOfItsKind) {
           {"a.csv", "%PDF-1.7", "the file is a PDF document: export it as CSV"},
           {"a.csv", "\x1F\x8B", "the file is compressed by gzip"},
           {"a.csv", "\xFF\xD8\xFF", "the file is a JPEG picture: export it as CSV"},
+          {"a.csv", "\xFF\376", "the file is UTF-16, of two bytes a letter: export it as CSV"},
           {"a.csv", "", "the file is empty"},
           {"a.bmp", "\x89PNG", "the file is a PNG picture: convert IN"},
           {"a.bmp", colours, "the picture has 24 bits a pixel, not 1: convert IN"},
-          {"a.bmp", wide, "the picture is 2176 pixels wide and is cut at 1024: convert IN"}})
+          {"a.bmp", wide, "the picture is 2176 pixels wide and is cut at 1024: convert IN"}}) {
         EXPECT_EQ(Check({"210", File(name, content)}).output.find(std::string("warning: ") + warning), 0U)
             << warning;
+        EXPECT_EQ(Check({"--fix", folder / "copy", "210", folder / name}).status, 13);
+    }
+    EXPECT_FALSE(std::filesystem::exists(folder / "copy"));
 }
 
 TEST_F(CheckTest, FixesWhatIsCertainInACopyThatPasses) {
@@ -260,20 +268,33 @@ TEST_F(CheckTest, FixesWhatIsCertainInACopyThatPasses) {
               "end\nfixed: line 2: decimal comma in field 3 is a point now\nfixed: line 2: delimiter\nfixed: "
               "line 3: delimiter\nReturn value 0\n");
     for (const auto& [text, delimiter, copy] :
-         {std::tuple("1;\"a\";1,25\n2;\"b\";2,5\n", ";", "1;\"a\";1.25\n2;\"b\";2.5\n"),
+         {std::tuple(std::string("1;\"a\";1,25\n2;\"b\";2,5\n"), ";",
+                     std::string("1;\"a\";1.25\n2;\"b\";2.5\n")),
           {"1\t\"a\"\t1,25\n", ",", "1,\"a\",1.25\n"},
-          {"1,\"a\",2\n2,,\n", ",", "1,\"a\",2\n2,,\n"},
+          {"1,\"a\rb\",2\n2,,\n", ",", "1,\"a\rb\",2\n2,,\n"},
+          {"1;" + std::string(60000, '1') + ";1,5\n", ",", "1," + std::string(60000, '1') + ",1.5\n"},
           {"1;\"a\";1,250\n", ";", "1;\"a\";1,250\n"},
           {"1;\"a\";1,250\n2;\"b\";0,5\n", ";", "1;\"a\";1.250\n2;\"b\";0.5\n"}}) {
         Check({"--fix", folder / "b.csv", "3", File("c.csv", text), std::string("/Delimiter=") + delimiter});
         EXPECT_EQ(ReadText(folder / "b.csv"), copy);
     }
-    const std::string odd = "1;\"\xE4\xB8\255\"\n2;a,b\n";
+    // not in the code page; a change before the obstacle
+    const std::string odd = "1;\"\xE4\xB8\255\"\n2;1,5;a,b\n";
     EXPECT_EQ(
         Matches(Check({"--fix", folder / "b.csv", "--codepage", "CP1257", "3", File("c.csv", odd)}).output,
                 "(fixed: )?line \\d+: [^\n]*"),
         "fixed: line 1: delimiter\nline 1: left as it is: a letter is not in the code page\nline 2: left as "
-        "it is: the delimiter stands in field 2, which has no quotes\n");
+        "it is: the delimiter stands in field 3, which has no quotes\n");
+    const std::string mixed = "1;\"P\xC3\xA4rnu\"\n2;\"P\xE4rnu\"\n";
+    EXPECT_NE(
+        Check({"--json", "--fix", folder / "b.csv", "--codepage", "CP1257", "3", File("c.csv", mixed)})
+            .output.find(
+                "{\"severity\":\"fixed\",\"line\":2,\"cause\":\"delimiter\"}\n"
+                "{\"severity\":\"warning\",\"line\":2,\"cause\":\"left as they are: letters that are no"),
+        std::string::npos);
+    EXPECT_EQ(ReadText(folder / "b.csv"), "1,\"P\xC3\xA4rnu\"\n2,\"P\xE4rnu\"\n");
+    EXPECT_EQ(Check({"--json", "3", "/none/c.csv"}).output,
+              "{\"status\":13,\"cause\":\"Unable to open file '/none/c.csv'\"}\n");
     for (const auto& [words, status] : {std::pair(std::vector<std::string>{"--fix", path, "3", path}, 1),
                                         {{"--fix", folder / "b.csv", "--codepage", "CP", "3", path}, 1},
                                         {{"--fix", "/none/b.csv", "3", path}, 13}})

@@ -9,6 +9,7 @@
 #include "EcrComm/CommChannel.h"
 #include "EcrComm/CommChannels/Compatibility/TcFrameSeqNo.h"
 #include "EcrComm/EcrComm.h"
+#include "EcrComm/IoStatistics.h"
 #include "Support.h"
 
 namespace {
@@ -63,6 +64,11 @@ TEST_F(PortWithTCTest, TriesTheNextVersionOnlyWhenEveryAttemptIsRejectedAndKeeps
     EXPECT_EQ(VersionKept(), "2");
     const std::string tried = "02 00 41 41 42 03 / 02 41 41 7E 03 / 02 00 41 41 41 03";
     EXPECT_EQ(line.TakeWritten(), tried + " / " + tried);
+    Open("2");
+    IoStatistics::Reset();
+    EXPECT_TRUE(Write(0x41, {"15", "15", "06"}));
+    EXPECT_EQ(IoStatistics::RepeatedFrames, 0);  // the line is good
+    line.TakeWritten();
     Open("0");
     EXPECT_FALSE(Write(0x41, {"06"}));
     line.Reply(FrameOf("01", 32));
@@ -87,6 +93,7 @@ TEST_F(PortWithTCTest, DeliversFramesInPiecesAndNeverMixesTwo) {
 }
 
 TEST_F(PortWithTCTest, DropsWhatIsLateBeforeItPassesForSomethingElse) {
+    IoStatistics::Reset();
     AppConfig::SetParameter("LineQuietTime", "300", false);
     port.Open();
     EXPECT_TRUE(Write(0x41, {"06 06"}));
@@ -100,6 +107,7 @@ TEST_F(PortWithTCTest, DropsWhatIsLateBeforeItPassesForSomethingElse) {
     EXPECT_TRUE(port.Settle());
     EXPECT_EQ(line.TakeWritten() + ToHex({line.input.begin(), line.input.end()}), "06 / 06");
     EXPECT_EQ(line.timeoutMs, 2100U);
+    EXPECT_EQ(IoStatistics::RepeatedFrames, 2);  // the one written, and the answer
     EXPECT_FALSE(Write(0x43, {}));
     line.Reply("06");
     port.Close();

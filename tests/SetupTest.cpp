@@ -105,9 +105,10 @@ warning: line 15: EcrOperationMaxTime: of 30000 ms only 4400 are waited, as the 
 TEST_F(SetupTest, TellsAScriptTheRegistersAndWhatAStatusAsksFor) {
     ini = File("TAVO.ini", "[Common]\nTTY=a\n[ECR_B]\n[ecr_A]\n[ECR_b]\n[ECR C]\n");
     EXPECT_EQ(Check({"--registers"}).output, "B\nA\n");
-    const char* classes[][2] = {
-        {"ok", "0"},          {"retry", "5 16 3"}, {"fix-file", "2 14"}, {"fix-setup", "1 10 11 13 15 50"},
-        {"register", "4 12"}, {"report", "99"},    {"retry", "130"}};
+    const char* classes[][2] = {{"ok", "0"},          {"retry", "5 16 3"},
+                                {"fix-file", "2 14"}, {"fix-setup", "1 10 11 13 15 50"},
+                                {"register", "4 12"}, {"report", "99 134 139"},
+                                {"retry", "130 137"}};
     for (const auto& [name, statuses] : classes) {
         std::istringstream words(statuses);
         for (std::string status; words >> status;)
@@ -117,6 +118,6 @@ TEST_F(SetupTest, TellsAScriptTheRegistersAndWhatAStatusAsksFor) {
     EXPECT_EQ(
         RunProgram({TAVO_CHECK_PROGRAM, "--status", "16"}).output,
         "16 EcrPortLocked (retry)\nanother run is working with the register\nWhat to do: try again later\n");
-    for (const char* status : {"7", "x", "", "99999999999", "-1"})
+    for (const char* status : {"7", "x", "", "99999999999", "-1", "128", "193"})
         EXPECT_EQ(RunProgram({TAVO_CHECK_PROGRAM, "--status", status}).status, 1);
 }

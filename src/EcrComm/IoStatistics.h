@@ -7,6 +7,8 @@ public:
     static int FramesReceived;
     static int LostRespCount;
     static int GarbageCount;
+    /** Transport frames that either side sent again; a good line has none. */
+    static int RepeatedFrames;
     /** Transport frames and acknowledgements that were lost, refused or garbled since a version of frames
      * without numbers is in use: a record may then have come twice, or not at all, unnoticed. */
     static int UnnumberedFaults;

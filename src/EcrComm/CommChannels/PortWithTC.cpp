@@ -131,13 +131,13 @@ bool PortWithTC::ReadFrame(uint16_t bytesInBuffer) {
     const uint16_t length = GetFrameVersion(m_protocolVersion)
                                 .parse(m_rcvFrameBuf, size, seqNo, m_rcvFrameBuf, sizeof m_rcvFrameBuf);
     const byte answer = length > 0 ? ACK : NAK;
-    if (answer == NAK) NoteFault();
+    if (answer == NAK || seqNo != m_nextRcvFrameSeqNo) {
+        NoteFault();
+        IoStatistics::RepeatedFrames++;
+    }
     if (!m_pCommunicationChannel->Write(&answer, 1) || answer == NAK) return false;
     // a frame already taken comes again when its acknowledgement was lost: acknowledged once more and dropped
-    if (seqNo != m_nextRcvFrameSeqNo) {
-        NoteFault();
-        return false;
-    }
+    if (seqNo != m_nextRcvFrameSeqNo) return false;
     m_lastRcvFrameBytesTotal = length;
     m_nextRcvFrameSeqNo = TcFrameSeqNo::Next(seqNo);
     return true;
@@ -186,6 +186,7 @@ PortWithTC::Attempt PortWithTC::WriteInVersion(const byte* data, unsigned int si
         const Attempt result = SendOnce(frame, frameSize);
         if (result == Attempt::Delivered) return result;
         NoteFault();
+        if (attempt + 1 < m_retryCount) IoStatistics::RepeatedFrames++;
         if (result == Attempt::Rejected) rejections++;
     }
     return rejections >= m_retryCount ? Attempt::Rejected : Attempt::Lost;
@@ -195,10 +196,12 @@ bool PortWithTC::Write(const byte* data, unsigned int size) {
     if (size == 0 || data == nullptr) throw new InternalException(__FILE__, __LINE__);
     m_lastRcvFrameBytesTotal = m_lastRcvFrameBytesRead = 0;
     for (int tried = 0; tried < m_MaxProtocolVersion; tried++) {
+        const int repeatedFrames = IoStatistics::RepeatedFrames;
         const Attempt result = WriteInVersion(data, size);
         if (result == Attempt::Delivered && tried > 0)
             AppConfig::SetParameter("SerialProtocolVersion", Format("%d", m_protocolVersion), true);
         if (result != Attempt::Rejected) return result == Attempt::Delivered;
+        IoStatistics::RepeatedFrames = repeatedFrames;  // the version was wrong, not the line
         RestartSequence();
         m_protocolVersion = m_protocolVersion >= m_MaxProtocolVersion ? 1 : m_protocolVersion + 1;
         IoStatistics::UnnumberedFaults = 0;
