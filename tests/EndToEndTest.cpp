@@ -347,13 +347,14 @@ TEST_F(EndToEndTest, TheExampleOfANightActsByClassAndLosesNoReport) {
     }
     const std::string sections =
         "[Common]\nLogFilePath=" + folder / "log" + "\n[ECR_Till 1]\nTTY=" + good.Tty() + "\n";
+    std::string limit = "true";
     const auto night = [&](const std::string& others) {
         File("bin/TAVO.ini", sections + others);
         const RunResult run = RunProgram({"/usr/bin/env", "PATH=" + folder / "bin:/usr/bin:/bin",
                                           "TAVO_FOLDER=" + folder / "night", "TAVO_PAUSE=0",
-                                          "TAVO_PRICES=" + folder / "prices.csv",
-                                          std::string(SOURCE_FOLDER) + "/examples/nightly"});
-        EXPECT_EQ(run.output.find("registers\n"), 2U) << run.output;
+                                          "TAVO_PRICES=" + folder / "prices.csv", "/bin/sh", "-c",
+                                          limit + "; exec " SOURCE_FOLDER "/examples/nightly"});
+        if (run.output.find("registers\n") != 2) return std::to_string(run.status) + " " + run.output;
         return std::to_string(run.status) +
                std::regex_replace(ReadText(folder / "night/status"), std::regex("\n?[-0-9T:]{19} "), "; ");
     };
@@ -378,6 +379,23 @@ TEST_F(EndToEndTest, TheExampleOfANightActsByClassAndLosesNoReport) {
     EXPECT_EQ(Section(good, "3"), "1,2\r\n");
     EXPECT_EQ(night("[ECR_B]\n").substr(0, 2), "1;");
     EXPECT_EQ(reports(), both);  // the register's one is empty now
+    // one class for a person, one for a later run; a name that a shell would take for a pattern
+    EXPECT_EQ(night("[ECR_B*]\nTTY=" + busy.Tty() + "\n[ECR_C]\n").substr(0, 2), "75");
+    EXPECT_NE(ReadText(folder / "night/status").find("retry B*: "), std::string::npos);
+    // a run that breaks off leaves what may be the only copy, but not as a report
+    Tavo(good, {"send", "70", File("a.csv", ManyRecords(400, "\n"))});
+    limit = "ulimit -f 4";
+    EXPECT_NE(night("").find("13 FileIoError (fix-setup), see " + folder / "night/reports/Till 1-"),
+              std::string::npos);
+    limit = "true";
+    EXPECT_EQ(night("").substr(0, 2), "0;");
+    EXPECT_EQ(reports()["Till 1-D-4.csv"], ManyRecords(400, "\r\n"));
+    EXPECT_NE(reports()["Till 1-D-3.unfinished"], "");
+    // nobody is told that all is well where it was not seen
+    limit = "exec 7>" + folder / "night/lock" + "; flock 7";
+    EXPECT_EQ(night("").substr(0, 30), "75 another night is at work in");
+    limit = "mkdir " + folder / "night/status.new";
+    EXPECT_EQ(night("").substr(0, 2), "1 ");
 }
 
 TEST_F(EndToEndTest, TheExampleOfAMorningShowsWhatFailedAndWhatToDo) {
