@@ -22,11 +22,14 @@
 
 namespace {
 
-/** The register's name; empty for none. */
+/** The register's name, as the INI file writes it; empty for none. */
 std::string GetRegister() {
     const std::string prefix = AppConfig::ecrSectionPrefix;
     const std::string section = AppConfig::GetEcrSection();
-    return section.substr(std::min(prefix.size(), section.size()));
+    const std::string name = section.substr(std::min(prefix.size(), section.size()));
+    for (const std::string& known : AppConfig::GetEcrNames())
+        if (IniFile::IsSameName(known, name)) return known;
+    return name;
 }
 
 /** The path, with the register's name, which makes no folder of its own. */

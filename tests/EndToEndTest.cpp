@@ -251,6 +251,7 @@ TEST_F(EndToEndTest, WritesAResultThatAProgramReadsWhateverItIs) {
     Simulator ecr({"--reject", "2:3", "--reject", "5", "--password", "s3cret", "--trace=json"});
     const std::string tty = "/TTY=" + ecr.Tty();
     const std::string path = folder / "T_1.json";
+    ini = File("TAVO.ini", "[ECR_T/1]\n");
     const auto result = [&](const char* filter) {
         return RunProgram({"/usr/bin/jq", "-c", filter, path}).output;
     };
@@ -270,12 +271,13 @@ TEST_F(EndToEndTest, WritesAResultThatAProgramReadsWhateverItIs) {
           {{"readfiscalstatus", folder / "s.csv", tty, "/Password=s3cret"},
            R"(["ReadFiscalStatus","T/1",null,1,0,"OK","ok"])"}}) {
         std::vector<std::string> run = words;
-        run.insert(run.end(), {"/ECR=T/1", "/ResultFile=" + folder / "{ECR}.json"});
+        run.insert(run.end(), {"/ECR=t/1", "/ResultFile=" + folder / "{ECR}.json"});
         const int status = Tavo(run).status;
         EXPECT_EQ(result("[.command,.register,.section,.attempts,.status,.name,.class]"),
                   expected + std::string("\n"));
         EXPECT_EQ(result(".status"), std::to_string(status) + "\n");
         EXPECT_EQ(ReadText(path).find("s3cret"), std::string::npos);
+        EXPECT_EQ(result(".hint").find("\"nothing came: tavo-line probe") == 0, status == 5);
         if (words[0] == "send") {
             EXPECT_EQ(
                 result("[.records,.lines[]]|tostring|gsub(\"\\\"\";\"\")"),
@@ -322,7 +324,7 @@ TEST_F(EndToEndTest, WritesAResultThatAProgramReadsWhateverItIs) {
     EXPECT_EQ(result("select(.event|test(\"ECR status|receipt closed\"))|[.from,.event]"),
               "[\"tool\",\"frame v3 #32: request: read ECR status\"]\n"
               "[\"register\",\"frame v3 #33: status: 0,\\\"receipt closed\\\",0,0,0\"]\n");
-    EXPECT_EQ(std::distance(std::filesystem::directory_iterator(folder / ""), {}), 4);  // nothing temporary
+    EXPECT_EQ(std::distance(std::filesystem::directory_iterator(folder / ""), {}), 5);  // nothing temporary
 }
 
 TEST_F(EndToEndTest, ShowsProgressOnlyWhereItIsWanted) {
