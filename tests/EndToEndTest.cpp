@@ -402,14 +402,16 @@ TEST_F(EndToEndTest, TheExampleOfANightActsByClassAndLosesNoReport) {
 
 TEST_F(EndToEndTest, TheExampleOfAMorningShowsWhatFailedAndWhatToDo) {
     if (*EMULATOR != '\0') GTEST_SKIP() << "the example starts the program itself, without the emulator";
-    Tavo({"clear", "3", "/ResultFile=" + folder / "a.json"});
+    const Simulator ecr;
+    Tavo(ecr, {"send", "3", File("a.csv", "x\n\n"), "/ResultFile=" + folder / "a.json"});
     File("half.json", "{");
     const std::string page =
         RunProgram({"/bin/sh", "-c", "PATH=${0%/*}:$PATH \"$1\" \"$2\"", TAVO_CHECK_PROGRAM,
                     std::string(SOURCE_FOLDER) + "/examples/morning", folder / ""})
             .output;
-    for (const char* text :
-         {"10 ConfigError: Clear 3<p>Configuration error: Bad or missing tty name<p>What to do: correct it",
-          "half.json: Expecting"})
+    for (const char* text : {"2 InputFileSyntaxError: Send 3 ",
+                             "a.csv:<br>line 1: Record has bad format<br>line 2: Record is empty<p>",
+                             "<p>What to do: correct the lines named", "half.json: Expecting"})
         EXPECT_NE(page.find(text), std::string::npos) << text << page;
+    EXPECT_EQ(page.find("ClearAndSend"), std::string::npos) << page;
 }
