@@ -254,7 +254,7 @@ std::optional<char> FindOtherDelimiter(const std::vector<std::string>& lines) {
         return !line.empty() && KeyOf(line).has_value();
     });
     if (isAnyKeyed && SeparatesAll(lines, delimiter)) return std::nullopt;
-    for (const char other : {',', ';', '\t', '|'})
+    for (const char other : {';', '\t', '|', ','})  // a comma in every line may be a decimal one
         if (other != delimiter && SeparatesAll(lines, other)) return other;
     return std::nullopt;
 }

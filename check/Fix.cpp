@@ -54,15 +54,16 @@ struct TextLine {
     std::string end;
 };
 
-/** A carriage return alone ends a line, too, but not inside of quotes. */
+/** A carriage return alone ends a line, too, but not inside of quotes where others end by a line feed. */
 std::vector<TextLine> Split(const std::string& text) {
     std::vector<TextLine> lines;
+    const bool hasLineFeeds = text.find('\n') != std::string::npos;
     bool isQuoted = false;
     size_t start = 0;
     for (size_t i = 0; i < text.size(); i++) {
         if (text[i] == '"') isQuoted = !isQuoted;
         const bool isPair = text.compare(i, 2, "\r\n") == 0;
-        if (text[i] != '\n' && !isPair && (text[i] != '\r' || isQuoted)) continue;
+        if (text[i] != '\n' && !isPair && (text[i] != '\r' || (isQuoted && hasLineFeeds))) continue;
         lines.push_back({text.substr(start, i - start), isPair ? "\r\n" : text.substr(i, 1)});
         i += isPair ? 1 : 0;
         start = i + 1;

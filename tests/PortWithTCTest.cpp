@@ -25,6 +25,7 @@ protected:
     void Open(const char* retryCount) {
         AppConfig::Clear();
         AppConfig::SetParameter("SerialProtocolRetryCount", retryCount, false);
+        AppConfig::SetParameter("LineQuietTime", "300", false);
         port.Open();
         port.SetReadTimeout(2100);
     }
@@ -68,6 +69,10 @@ TEST_F(PortWithTCTest, TriesTheNextVersionOnlyWhenEveryAttemptIsRejectedAndKeeps
     IoStatistics::Reset();
     EXPECT_TRUE(Write(0x41, {"15", "15", "06"}));
     EXPECT_EQ(IoStatistics::RepeatedFrames, 0);  // the line is good
+    line.Reply("06");
+    EXPECT_TRUE(port.Settle());
+    EXPECT_EQ(line.input.size(), 1U);
+    line.input.clear();
     line.TakeWritten();
     Open("0");
     EXPECT_FALSE(Write(0x41, {"06"}));
@@ -94,8 +99,6 @@ TEST_F(PortWithTCTest, DeliversFramesInPiecesAndNeverMixesTwo) {
 
 TEST_F(PortWithTCTest, DropsWhatIsLateBeforeItPassesForSomethingElse) {
     IoStatistics::Reset();
-    AppConfig::SetParameter("LineQuietTime", "300", false);
-    port.Open();
     EXPECT_TRUE(Write(0x41, {"06 06"}));
     EXPECT_TRUE(port.Settle());
     EXPECT_EQ(line.input.size(), 1U);  // nothing was lost, so nothing is waited for
@@ -112,6 +115,13 @@ TEST_F(PortWithTCTest, DropsWhatIsLateBeforeItPassesForSomethingElse) {
     line.Reply("06");
     port.Close();
     EXPECT_TRUE(line.input.empty());
+    port.Open();
+    EXPECT_TRUE(Write(0x43, {"06 " + answer}));
+    EXPECT_EQ(Read(1), "58");
+    line.Reply("55 " + answer);  // a copy of the only one
+    line.TakeWritten();
+    port.Close();
+    EXPECT_EQ(line.TakeWritten(), "06");
     AppConfig::SetParameter("LineQuietTime", "1", false);
     port.Open();
     line.onWrite = [&](const Bytes&) { line.Reply(answer); };  // it never becomes quiet

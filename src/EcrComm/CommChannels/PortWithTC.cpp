@@ -48,6 +48,8 @@ void PortWithTC::Open() {
 }
 
 void PortWithTC::Close() {
+    // of a session's only answer the ECR may have sent copies that nothing behind them has told of
+    if (m_nextRcvFrameSeqNo == TcFrameSeqNo::Next(firstReceivedSeqNo)) m_hasFault = true;
     try {
         Settle();
     } catch (Exception* e) {
@@ -64,17 +66,15 @@ bool PortWithTC::Settle() {
     GetReadTimeout(savedTimeoutMs);
     SetReadTimeout(static_cast<unsigned int>(m_quietTimeMs));
     const long long deadline = GetTimeMs() + m_quietTimeMs * 10'000'000LL;
-    for (byte first = 0; m_hasFault && GetTimeMs() < deadline;) {
-        if (!m_pCommunicationChannel->Read(&first, 1)) {
-            m_hasFault = false;
-        } else if (first != ACK && first != NAK) {
-            m_rcvFrameBuf[0] = first;
-            ReadFrame(1);
-        }
+    bool isQuiet = false;
+    while (!isQuiet && GetTimeMs() < deadline) {
+        isQuiet = !m_pCommunicationChannel->Read(m_rcvFrameBuf, 1);
+        if (!isQuiet && m_rcvFrameBuf[0] == STX) ReadFrame(1);
     }
     SetReadTimeout(savedTimeoutMs);
     m_lastRcvFrameBytesTotal = m_lastRcvFrameBytesRead = 0;
-    return !m_hasFault;
+    m_hasFault = false;
+    return isQuiet;
 }
 
 void PortWithTC::SetReadTimeout(unsigned int ms) { m_pCommunicationChannel->SetReadTimeout(ms); }
@@ -197,11 +197,13 @@ bool PortWithTC::Write(const byte* data, unsigned int size) {
     m_lastRcvFrameBytesTotal = m_lastRcvFrameBytesRead = 0;
     for (int tried = 0; tried < m_MaxProtocolVersion; tried++) {
         const int repeatedFrames = IoStatistics::RepeatedFrames;
+        const bool hadFault = m_hasFault;
         const Attempt result = WriteInVersion(data, size);
         if (result == Attempt::Delivered && tried > 0)
             AppConfig::SetParameter("SerialProtocolVersion", Format("%d", m_protocolVersion), true);
         if (result != Attempt::Rejected) return result == Attempt::Delivered;
         IoStatistics::RepeatedFrames = repeatedFrames;  // the version was wrong, not the line
+        m_hasFault = hadFault;
         RestartSequence();
         m_protocolVersion = m_protocolVersion >= m_MaxProtocolVersion ? 1 : m_protocolVersion + 1;
         IoStatistics::UnnumberedFaults = 0;

@@ -25,7 +25,7 @@ public:
 
     /** Opens the raw channel, reads the settings and restarts the sequence numbers. */
     void Open() override;
-    /** Settles first, so that nothing late reaches the next session. */
+    /** Settles first, also behind a session of one answer, so that nothing late reaches the next session. */
     void Close() override;
     void SetReadTimeout(unsigned int ms) override;
     void GetReadTimeout(unsigned int& ms) override;

@@ -104,7 +104,9 @@ void ComPort::Open() {
     if (!ApplySettings(handle, currentSettings)) throw new SystemException("Cannot set serial port settings");
     LowerLatency();
     m_inputBegin = m_inputEnd = 0;
-    const int stallMaxTimeMs = AppConfig::GetParameter("ComStallMaxTime", defaultComStallMaxTime);
+    // where a line may be late, what has begun to come may never end
+    const int stallMaxTimeMs = AppConfig::GetParameter(
+        "ComStallMaxTime", AppConfig::GetParameter("LineQuietTime", defaultComStallMaxTime));
     m_stallMaxTimeMs = stallMaxTimeMs > 0 ? stallMaxTimeMs : -1;
 }
 
