@@ -50,14 +50,18 @@ mode_t MaskFor(const std::string& path, mode_t mask) {
     return isShared ? mask & ~static_cast<mode_t>(S_IRGRP | S_IWGRP) : mask;
 }
 
-/** Makes the last level of a folder, as shared as the one that it is in; another run may make it at the same
- * moment. */
+/**
+ * Makes the last level of a folder, as shared as the one that it is in; another run may make it at the same
+ * moment. Nothing sets the setgid bit here, which a unit's sandbox may forbid: a folder has it from the one
+ * that it is in.
+ */
 bool MakeFolder(const std::string& path) {
-    if (!Directory::Create(path)) return Directory::Exists(path);
-    const std::string parent = Path::GetDirectoryName(TrimRight(path, "/"));
-    const mode_t rights = RightsOfSharedFolder(parent);
-    if (rights != 0) chmod(path.c_str(), rights);
-    return true;
+    const mode_t rights = RightsOfSharedFolder(Path::GetDirectoryName(TrimRight(path, "/")));
+    if (rights == 0) return Directory::Create(path) || Directory::Exists(path);
+    const mode_t mask = umask(0);
+    const bool isMade = mkdir(path.c_str(), rights & 01777) == 0;
+    umask(mask);
+    return isMade || Directory::Exists(path);
 }
 
 struct stat StatusOf(int file) {
