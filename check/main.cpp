@@ -163,8 +163,7 @@ Verdict Judge(const BaseCommandParameters& params, const CheckOptions& options) 
 /** What is asked for at each line: the INI file is not read again for it. */
 void KeepSettingsOfLines() {
     for (const char* name : {"Delimiter", "ProtocolSet"})
-        AppConfig::SetParameter(name, AppConfig::GetParameter(name, GetDefault(*FindSetting(name)).c_str()),
-                                false);
+        AppConfig::SetParameter(name, AppConfig::GetParameter(name, GetDefault(*FindSetting(name))), false);
 }
 
 ReturnCode Check(const CheckOptions& options) {

@@ -26,7 +26,7 @@ namespace {
 std::string GetRegister() {
     const std::string prefix = AppConfig::ecrSectionPrefix;
     const std::string section = AppConfig::GetEcrSection();
-    const std::string name = section.substr(std::min(prefix.size(), section.size()));
+    std::string name = section.substr(std::min(prefix.size(), section.size()));
     for (const std::string& known : AppConfig::GetEcrNames())
         if (IniFile::IsSameName(known, name)) return known;
     return name;
