@@ -10,8 +10,12 @@
 #include "CsvFile.h"
 #include "DataConverter.h"
 #include "Defaults.h"
+#include "Diagnosis.h"
 #include "FileErrors.h"
+#include "Fix.h"
 #include "Support.h"
+#include "TableDiagnosis.h"
+#include "TextFile.h"
 
 namespace {
 
@@ -106,10 +110,24 @@ void Bitmap(Bytes& content) {
     Require(again == rows, "rows written are read again");
 }
 
+/** What a spreadsheet may have written: every line is explained, and nothing is changed without a word. */
+void Sheet(Bytes& content) {
+    const byte options = TakeByte(content);
+    Set("Delimiter", (options & 1) != 0 ? ";" : ",");
+    const std::string text(content.begin(), content.end());
+    const FixedText fixed = FixText(text, (options & 2) != 0 ? "CP1257" : "");
+    Require(!fixed.changes.empty() || fixed.text == text, "what is changed is told");
+    const std::vector<std::string> lines = ReadLines(Scratch(content));
+    for (const std::string& line : lines) DiagnoseLine(line, (options & 4) != 0);
+    for (const Finding& finding : DiagnoseTable(lines))
+        Require(finding.line <= static_cast<int>(lines.size()), "a finding is of a line that is there");
+    DiagnoseFile(lines, (options & 4) != 0);
+}
+
 constexpr struct {
     const char* name;
     void (*run)(Bytes& input);
-} targets[] = {{"frames", Frames}, {"records", Records}, {"csv", Csv}, {"bitmap", Bitmap}};
+} targets[] = {{"frames", Frames}, {"records", Records}, {"csv", Csv}, {"bitmap", Bitmap}, {"sheet", Sheet}};
 
 void Run(const std::string& target, Bytes input) {
     AppConfig::Clear();
