@@ -122,6 +122,10 @@ TEST_F(PortWithTCTest, DropsWhatIsLateBeforeItPassesForSomethingElse) {
     line.TakeWritten();
     port.Close();
     EXPECT_EQ(line.TakeWritten(), "06");
+    line.Reply(answer);
+    port.Close();
+    EXPECT_EQ(line.TakeWritten(), "");  // it was closed
+    line.input.clear();
     AppConfig::SetParameter("LineQuietTime", "1", false);
     port.Open();
     line.onWrite = [&](const Bytes&) { line.Reply(answer); };  // it never becomes quiet

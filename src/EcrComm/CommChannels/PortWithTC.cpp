@@ -57,6 +57,7 @@ void PortWithTC::Close() {
     } catch (const std::bad_alloc&) {
         // nor is that
     }
+    m_quietTimeMs = 0;  // a closed port is not waited for
     m_pCommunicationChannel->Close();
 }
 
