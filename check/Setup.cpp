@@ -12,6 +12,7 @@
 #include "Format.h"
 #include "IniFile.h"
 #include "Json.h"
+#include "LogFile.h"
 #include "Logging.h"
 #include "Path.h"
 #include "SettingDiagnosis.h"
@@ -116,6 +117,9 @@ void InspectLogs(Setup& setup) {
     if (AppConfig::GetParameter("StandardLog", defaultStandardLog) == -1)
         AddObstacle(setup, ReturnCode_InternalError, "StandardLog = -1: without a log no run can start");
     for (const std::string& path : setup.logs) {
+        if (IsLogLocked(path))
+            setup.warnings.push_back(Printable(path) +
+                                     " is locked, so that a run waits 0.2 s: " + DescribeHolders(path));
         const Obstacle obstacle = FindLogObstacle(path);
         if (obstacle.status == ReturnCode_OK) continue;
         setup.areLogsWritable = false;
@@ -200,7 +204,7 @@ Setup InspectSetup() {
             AddObstacle(setup, ReturnCode_InternalError, "IpAddress: this platform has no network link");
     });
     Try(setup, [] { ComPort().ComPort_Setup(IniFile::GetString("", "ComSettings", "")); });
-    setup.warnings = DiagnoseSettings();
+    for (const std::string& warning : DiagnoseSettings()) setup.warnings.push_back(warning);
     return setup;
 }
 

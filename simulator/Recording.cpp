@@ -18,6 +18,7 @@ constexpr Time pauseInLine = 3'000;  // a longer one begins a new line, so that 
 
 Recording::Recording(const std::string& path, bool arePasswordsShown)
     : m_receivedMask(!arePasswordsShown), m_sentMask(!arePasswordsShown) {
+    m_file.KeepPrivate();
     m_file.Open(path);
 }
 

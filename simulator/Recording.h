@@ -21,7 +21,8 @@
  */
 class Recording {
 public:
-    /** FileIoException when the file cannot be created, here, or written, below. */
+    /** For this user alone, as a bad line may show a password. FileIoException when the file cannot be
+     * created or is another user's, here, or written, below. */
     Recording(const std::string& path, bool arePasswordsShown);
 
     void AddReceived(const std::vector<byte>& bytes, Time now) { AddBytes('<', bytes, m_receivedMask, now); }

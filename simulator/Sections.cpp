@@ -1,7 +1,6 @@
 #include "Sections.h"
 
-#include <cstdio>
-
+#include "AtomicFile.h"
 #include "Decimal.h"
 #include "Exceptions.h"
 #include "FileStream.h"
@@ -9,7 +8,6 @@
 #include "Formatting/BinaryDataParser.h"
 #include "Path.h"
 #include "SourceFile.h"
-#include "TargetFile.h"
 #include "Tools.h"
 
 bool GetRecordNumber(const Record& record, int64_t& number) {
@@ -83,17 +81,12 @@ std::vector<Record> Sections::GetRecords(byte section) const {
 void Sections::Save() {
     if (m_directory.empty()) return;
     for (const byte section : m_changed) {
-        const std::string path = PathOf(section);
-        const std::string temporaryPath = path + ".new";
-        TargetFile file;
-        file.Open(temporaryPath);
+        std::string content;
         for (const Record& record : GetRecords(section)) {
-            const byte length[] = {static_cast<byte>(record.size()), static_cast<byte>(record.size() >> 8)};
-            file.Write(length, sizeof length);
-            file.Write(record.data(), record.size());
+            content += {static_cast<char>(record.size()), static_cast<char>(record.size() >> 8)};
+            content.append(record.begin(), record.end());
         }
-        file.Close();
-        if (std::rename(temporaryPath.c_str(), path.c_str()) != 0) ThrowWriteError(path);
+        ReplaceFile(PathOf(section), content);
     }
     m_changed.clear();
 }

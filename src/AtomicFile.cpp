@@ -1,12 +1,15 @@
 #include "AtomicFile.h"
 
+#include <dirent.h>
 #include <fcntl.h>
-#include <sys/stat.h>
+#include <sys/file.h>
 #include <unistd.h>
 
 #include <cerrno>
 #include <cstdio>
 #include <cstdlib>
+#include <cstring>
+#include <ctime>
 #include <memory>
 
 #include "FileStream.h"
@@ -14,24 +17,50 @@
 
 namespace {
 
-/** The rights of the file that is there, or of a new one. */
-mode_t GetMode(const std::string& filename) {
+/** With the slash; empty for the current one. */
+std::string GetFolderOf(const std::string& filename) { return filename.substr(0, filename.rfind('/') + 1); }
+
+/** The rights of a file that takes the place of the one that is there, if one is. */
+mode_t GetRights(const std::string& filename) {
     struct stat status {};
-    if (stat(filename.c_str(), &status) == 0) {
-        // a renamed file would stand in the place of the device or pipe, for everybody
-        if (!S_ISREG(status.st_mode)) ThrowWriteError(filename);
-        return status.st_mode & ALLPERMS;
-    }
-    const mode_t mask = umask(0);
-    umask(mask);
-    return 0666 & ~mask;
+    // a renamed file would stand in the place of the device or pipe, for everybody
+    if (stat(filename.c_str(), &status) == 0 && !S_ISREG(status.st_mode)) ThrowWriteError(filename);
+    status = {};
+    lstat(filename.c_str(), &status);  // a link is replaced by a file
+    return GetRightsLike(status);
 }
 
 }  // namespace
 
+mode_t GetRightsLike(const struct stat& former) {
+    if (S_ISREG(former.st_mode) && former.st_uid == geteuid()) return former.st_mode & ACCESSPERMS;
+    const mode_t mask = umask(0);
+    umask(mask);
+    return DEFFILEMODE & ~mask;
+}
+
+void RemoveLeftovers(const std::string& neighbour) {
+    const time_t yesterday = std::time(nullptr) - 24 * 3600;
+    const std::string folder = GetFolderOf(neighbour);
+    const std::unique_ptr<DIR, int (*)(DIR*)> list(opendir(folder.empty() ? "." : folder.c_str()), closedir);
+    while (const dirent* entry = list ? readdir(list.get()) : nullptr) {
+        struct stat status {};
+        const bool isOld = std::strncmp(entry->d_name, passingPrefix, std::strlen(passingPrefix)) == 0 &&
+                           fstatat(dirfd(list.get()), entry->d_name, &status, AT_SYMLINK_NOFOLLOW) == 0 &&
+                           S_ISREG(status.st_mode) && status.st_uid == geteuid() &&
+                           status.st_mtime < yesterday;
+        if (!isOld) continue;
+        // a lock's file is in use for as long as it is locked
+        const Descriptor file(openat(dirfd(list.get()), entry->d_name, O_RDONLY | O_NOFOLLOW | O_CLOEXEC));
+        if (flock(file.Get(), LOCK_EX | LOCK_NB) == 0) unlinkat(dirfd(list.get()), entry->d_name, 0);
+    }
+}
+
 TemporaryFile::TemporaryFile(const std::string& neighbour)
-    : m_path(neighbour.substr(0, neighbour.rfind('/') + 1) + ".tavo~XXXXXX"),
-      m_file(mkostemp(m_path.data(), O_CLOEXEC)) {}
+    : m_path(GetFolderOf(neighbour) + passingPrefix + "XXXXXX") {
+    RemoveLeftovers(neighbour);
+    m_file.Reset(mkostemp(m_path.data(), O_CLOEXEC));
+}
 
 TemporaryFile::~TemporaryFile() {
     if (m_file.IsOpen()) unlink(m_path.c_str());
@@ -57,22 +86,21 @@ bool WriteAll(int handle, const char* data, size_t size) {
 bool FlushFolderOf(const std::string& filename) {
     const std::unique_ptr<char, void (*)(void*)> path(realpath(filename.c_str(), nullptr), std::free);
     if (!path) return false;
-    const std::string real = path.get();
-    const Descriptor folder(open(real.substr(0, real.rfind('/') + 1).c_str(), O_RDONLY | O_CLOEXEC));
+    const Descriptor folder(open(GetFolderOf(path.get()).c_str(), O_RDONLY | O_CLOEXEC));
     // EINVAL: a file system that brings its folders to the device by itself
     return folder.IsOpen() && (fsync(folder.Get()) == 0 || errno == EINVAL);
 }
 
 void CheckPlace(const std::string& filename) {
-    GetMode(filename);
+    GetRights(filename);
     if (TemporaryFile(filename).Get() == -1) ThrowOpenError(filename);
 }
 
 void ReplaceFile(const std::string& filename, const std::string& content) {
-    const mode_t mode = GetMode(filename);
+    const mode_t rights = GetRights(filename);
     TemporaryFile file(filename);
     if (file.Get() == -1) ThrowOpenError(filename);
-    if (!WriteAll(file.Get(), content.data(), content.size()) || fchmod(file.Get(), mode) != 0 ||
+    if (!WriteAll(file.Get(), content.data(), content.size()) || fchmod(file.Get(), rights) != 0 ||
         fsync(file.Get()) != 0 || !file.RenameTo(filename) || !FlushFolderOf(filename))
         ThrowWriteError(filename);
 }

@@ -1,10 +1,15 @@
 #pragma once
 
+#include <sys/stat.h>
+
 #include <string>
 
 #include "Descriptor.h"
 
 /** Files that are there as a whole or not at all: made under another name, brought to the device, renamed. */
+
+/** What the names of files begin with that are there for the time of a run only. */
+inline constexpr const char* passingPrefix = ".tavo~";
 
 /** A file that is deleted unless it is released. */
 class TemporaryFile {
@@ -25,6 +30,13 @@ private:
     Descriptor m_file;
 };
 
+/** Deletes what killed runs of this user have left in the file's folder more than a day ago. */
+void RemoveLeftovers(const std::string& neighbour);
+
+/** The rights of a file that is made in the place of another one, or beside it: those of a regular file of
+ * this user, but no special bits; otherwise those of any new file, as they may be planted. */
+mode_t GetRightsLike(const struct stat& former);
+
 /** Writes all of it; false with errno set when that fails. */
 bool WriteAll(int handle, const char* data, size_t size);
 
@@ -34,7 +46,7 @@ bool FlushFolderOf(const std::string& filename);
 /** FileIoException unless a file can be made there, and does not take the place of a device or pipe. */
 void CheckPlace(const std::string& filename);
 
-/** Puts a file of this content in the place of the one that may be there, with its rights. FileIoException,
- * as CheckPlace, or when that fails: the former one is still there then, but for a folder that cannot be
- * flushed. */
+/** Puts a file of this content in the place of the one that may be there, with rights like its. A link is
+ * replaced, not followed. FileIoException, as CheckPlace, or when that fails: the former one is still there
+ * then, but for a folder that cannot be flushed. */
 void ReplaceFile(const std::string& filename, const std::string& content);

@@ -11,6 +11,7 @@
 #include "AppConfig.h"
 #include "Driver.h"
 #include "EcrComm/IoStatistics.h"
+#include "FileLock.h"
 #include "Format.h"
 #include "IniFile.h"
 #include "Logging.h"
@@ -82,10 +83,17 @@ std::string HintOnConfiguration() {
            "[Common]; tavo-line list shows the ports";
 }
 
-/** On a log that could not be opened. */
+/** On a file that another run is writing, or a log that could not be opened. */
 std::string HintOnFile() {
+    const std::string& failure = GetLastFailure();
+    const size_t start = failure.find('\'') + 1;
+    const std::string file = failure.substr(start, failure.rfind('\'') - start);
+    struct stat status {};
+    if (failure.find("' is being written by another run") != std::string::npos &&
+        stat(file.c_str(), &status) == 0)
+        return DescribeHolders(FileLock::GetPath(file, status));
     for (const std::string& path : GetLogPaths())
-        if (GetLastFailure().find(Printable(path)) != std::string::npos) {
+        if (failure.find(Printable(path)) != std::string::npos) {
             const std::string place = File::Exists(path) ? path : Path::GetDirectoryName(path);
             return Printable(place) + " is " + DescribeRights(place) + "; LogFilePath names another folder";
         }

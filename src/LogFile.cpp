@@ -1,7 +1,6 @@
 #include "LogFile.h"
 
 #include <fcntl.h>
-#include <sys/file.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -10,6 +9,7 @@
 #include <ctime>
 #include <utility>
 
+#include "Descriptor.h"
 #include "Exceptions.h"
 #include "Format.h"
 #include "Path.h"
@@ -17,22 +17,44 @@
 
 namespace {
 
-/** Keeps other runs from cutting or deleting the log for as long as it lives; gives up on one that is stuck.
+/**
+ * A lock of the log for as long as it lives (F_OFD_SETLK). Lines are appended under shared ones (F_RDLCK),
+ * and cut off under an exclusive one (F_WRLCK), which only those can take who may write the log: whoever may
+ * read it can hold no line up.
  */
 class LogLock {
 public:
-    explicit LogLock(int file) : m_file(file) {
-        constexpr int maxTries = 200;
+    LogLock(int file, short kind, int maxTries) : m_file(file) {
         const timespec pause{0, 1'000'000};
-        for (int i = 0; i < maxTries && flock(m_file, LOCK_EX | LOCK_NB) != 0 && errno == EWOULDBLOCK; i++)
-            nanosleep(&pause, nullptr);
+        while (!(m_isTaken = Set(kind)) && --maxTries > 0) nanosleep(&pause, nullptr);
     }
     LogLock(const LogLock&) = delete;
     LogLock& operator=(const LogLock&) = delete;
-    ~LogLock() { flock(m_file, LOCK_UN); }
+    ~LogLock() { Set(F_UNLCK); }
+    /** False when somebody else keeps it. */
+    bool IsTaken() const { return m_isTaken; }
 
 private:
+    /** A file system without locks, and a log that may not be read, are no reason to fail. */
+    bool Set(short kind) const {
+        struct flock lock {};
+        lock.l_type = kind;
+        return fcntl(m_file, F_OFD_SETLK, &lock) == 0 || (errno != EAGAIN && errno != EACCES);
+    }
+
     int m_file;
+    bool m_isTaken = false;
+};
+
+/** 200 ms, once in a run: who keeps it longer is stuck. */
+int triesLeft = 200;
+
+/** For a line, or for nothing but looking. */
+class SharedLogLock : public LogLock {
+public:
+    explicit SharedLogLock(int file) : LogLock(file, F_RDLCK, triesLeft) {
+        if (!IsTaken()) triesLeft = 1;
+    }
 };
 
 /** The rights of a folder that a group shares (setgid, and the group may write it); 0 for any other. */
@@ -92,10 +114,11 @@ std::string TargetOfOwnLink(const std::string& path) {
  */
 int OpenWithoutFollowing(std::string path) {
     constexpr int maxTries = 8;  // links one after another, and other runs that make or delete the log
-    constexpr int flags = O_WRONLY | O_APPEND | O_NOFOLLOW | O_NONBLOCK | O_NOCTTY | O_CLOEXEC;
+    constexpr int flags = O_APPEND | O_NOFOLLOW | O_NONBLOCK | O_NOCTTY | O_CLOEXEC;
     for (int i = 0; i < maxTries && !path.empty(); i++) {
-        int file = open(path.c_str(), flags);
-        if (file == -1 && errno == ENOENT) file = open(path.c_str(), flags | O_CREAT | O_EXCL, 0666);
+        int file = open(path.c_str(), flags | O_RDWR);
+        if (file == -1 && errno == EACCES) file = open(path.c_str(), flags | O_WRONLY);
+        if (file == -1 && errno == ENOENT) file = open(path.c_str(), flags | O_RDWR | O_CREAT | O_EXCL, 0666);
         if (file != -1) return file;
         if (errno == ELOOP)
             path = TargetOfOwnLink(path);
@@ -112,6 +135,13 @@ bool IsPlainFile(int file) {
 }
 
 }  // namespace
+
+bool IsLogLocked(const std::string& path) {
+    const Descriptor file(open(path.c_str(), O_RDONLY | O_NONBLOCK | O_NOCTTY | O_CLOEXEC));
+    struct flock lock {};
+    lock.l_type = F_RDLCK;
+    return fcntl(file.Get(), F_OFD_GETLK, &lock) == 0 && lock.l_type != F_UNLCK;
+}
 
 LogFile::~LogFile() { Close(true); }
 
@@ -141,16 +171,18 @@ bool LogFile::IsOpened() const { return m_file != -1; }
 void LogFile::AddMessage(const std::string& message, bool addTime) {
     if (!IsOpened()) throw new InternalException(__FILE__, __LINE__);
     const std::string line = (addTime ? GetCurrentTime() + " " : "") + message + "\n";
-    if (IsDeleted()) ReopenIfPossible();
-    const LogLock lock(m_file);
-    const ssize_t written = write(m_file, line.data(), line.size());
-    if (written > 0) m_appendedSize += written;
+    if (Append(line, false)) return;
+    ReopenIfPossible();
+    Append(line, true);
 }
 
-bool LogFile::IsDeleted() const {
-    const LogLock lock(m_file);
+bool LogFile::Append(const std::string& line, bool evenIfDeleted) {
+    const SharedLogLock lock(m_file);
     struct stat status {};
-    return fstat(m_file, &status) == 0 && status.st_nlink == 0;
+    if (!evenIfDeleted && fstat(m_file, &status) == 0 && status.st_nlink == 0) return false;
+    const ssize_t written = write(m_file, line.data(), line.size());
+    if (written > 0) m_appendedSize += written;
+    return true;
 }
 
 void LogFile::ReopenIfPossible() {
@@ -165,11 +197,12 @@ void LogFile::ReopenIfPossible() {
 
 void LogFile::Close(bool save) {
     if (!IsOpened()) return;
-    {
-        const LogLock lock(m_file);
+    const bool isToBeCut = !save && m_appendedSize > 0;
+    // an empty log, which is not waited for, the next run deletes
+    if (const LogLock lock(m_file, F_WRLCK, isToBeCut ? triesLeft : 1); lock.IsTaken()) {
         // grown past what this run wrote: cutting would take another run's lines, too
         const bool isAlone = StatusOf(m_file).st_size == m_originalFileSize + m_appendedSize;
-        [[maybe_unused]] const int result = !save && isAlone ? ftruncate(m_file, m_originalFileSize) : 0;
+        [[maybe_unused]] const int result = isToBeCut && isAlone ? ftruncate(m_file, m_originalFileSize) : 0;
         const struct stat own = StatusOf(m_file);
         struct stat found {};
         const bool isInPlace = lstat(m_filePath.c_str(), &found) == 0 && found.st_dev == own.st_dev &&

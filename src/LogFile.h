@@ -4,6 +4,9 @@
 
 #include <string>
 
+/** Whether somebody keeps lines from being appended to the log: a run waits 0.2 s for him, and goes on. */
+bool IsLogLocked(const std::string& path);
+
 /** A log that a run appends lines to and can cut back to the size that it had before; docs: README, "The
  * log". */
 class LogFile {
@@ -29,8 +32,8 @@ public:
 private:
     static std::string GetCurrentTime();
 
-    /** Whether another run has left the file empty and deleted it since. */
-    bool IsDeleted() const;
+    /** False, with nothing written, when another run has left the file empty and deleted it since. */
+    bool Append(const std::string& line, bool evenIfDeleted);
     void ReopenIfPossible();
     void OpenForAppending(const std::string& path);
 

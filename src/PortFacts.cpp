@@ -135,6 +135,14 @@ std::vector<PortHolder> HoldersOf(const struct stat& file) {
     return holders;
 }
 
+std::string Describe(const std::vector<PortHolder>& holders) {
+    std::string text;
+    for (const PortHolder& holder : holders)
+        text += (text.empty() ? "held by " : ", ") + (holder.name.empty() ? "a program" : holder.name) +
+                Format(", process %ld", holder.process);
+    return text;
+}
+
 std::string RightsOf(const struct stat& file) {
     return NameOf(file.st_uid, "/etc/passwd") + ":" + NameOf(file.st_gid, "/etc/group") +
            Format(" %03o", file.st_mode & 07777U);
@@ -174,12 +182,11 @@ std::string DescribeRights(const std::string& path) {
     return RightsOf(file) + (way.empty() ? "" : "; " + way);
 }
 
-std::string DescribeHolders(const PortFacts& port) {
-    std::string text;
-    for (const PortHolder& holder : port.holders)
-        text += (text.empty() ? "held by " : ", ") + (holder.name.empty() ? "a program" : holder.name) +
-                Format(", process %ld", holder.process);
-    return text;
+std::string DescribeHolders(const PortFacts& port) { return Describe(port.holders); }
+
+std::string DescribeHolders(const std::string& path) {
+    struct stat file {};
+    return stat(path.c_str(), &file) == 0 ? Describe(HoldersOf(file)) : "";
 }
 
 bool IsSerialPort(const std::string& sysfsFolder) {

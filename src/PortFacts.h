@@ -31,6 +31,8 @@ std::string DescribeRights(const std::string& path);
 
 /** "held by tavo, process 4711"; empty for a port that nobody is seen to hold. */
 std::string DescribeHolders(const PortFacts& port);
+/** The same of any file. */
+std::string DescribeHolders(const std::string& path);
 
 /** Whether a terminal of this folder below /sys is a serial port: not a console, and with hardware behind it.
  */

@@ -1,7 +1,6 @@
 #include "TargetFile.h"
 
 #include <fcntl.h>
-#include <sys/file.h>
 #include <unistd.h>
 
 #include <cerrno>
@@ -59,12 +58,13 @@ void TargetFile::Open(const std::string& filename) {
 
 void TargetFile::OpenAndLock() {
     // not emptied by the opening: it may be another run's
-    m_file.Reset(open(m_filename.c_str(), O_WRONLY | O_CREAT | O_CLOEXEC, 0666));
+    m_file.Reset(open(m_filename.c_str(), O_WRONLY | O_CREAT | O_CLOEXEC, m_isPrivate ? 0600 : 0666));
     if (!m_file.IsOpen()) ThrowOpenError(m_filename);
     if (fstat(m_file.Get(), &m_status) != 0) ThrowWriteError(m_filename);
     if (!S_ISREG(m_status.st_mode)) return;
-    // a file system that has no locks is no reason to fail
-    if (flock(m_file.Get(), LOCK_EX | LOCK_NB) != 0 && errno == EWOULDBLOCK)
+    if (m_isPrivate && (m_status.st_uid != geteuid() || fchmod(m_file.Get(), 0600) != 0))
+        ThrowOpenError(m_filename);
+    if (!m_lock.Take(m_filename, m_file.Get(), m_status))
         throw new FileIoException("File '" + Printable(m_filename) + "' is being written by another run");
     // looked at again, as a run that had the lock may have written meanwhile
     if (fstat(m_file.Get(), &m_status) != 0) ThrowWriteError(m_filename);
@@ -81,7 +81,7 @@ void TargetFile::CopyFormerContent() const {
     const std::string kept = m_filename + "~";
     TemporaryFile copy(m_filename);
     uint64_t size = 0;
-    const bool isCopied = copy.Get() != -1 && fchmod(copy.Get(), m_status.st_mode & 0777) == 0 &&
+    const bool isCopied = copy.Get() != -1 && fchmod(copy.Get(), GetRightsLike(m_status)) == 0 &&
                           ReadAll(source.Get(),
                                   [&](const char* data, size_t count) {
                                       size += count;

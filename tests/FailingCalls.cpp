@@ -158,10 +158,16 @@ extern "C" int open(const char* path, int flags, ...) {
     return Fails("open", EMFILE) ? -1 : Next<int(const char*, int, ...)>("open")(path, flags, mode);
 }
 
-// of the commands only F_DUPFD_CLOEXEC, whose descriptor is closed to learn what was lost
+// F_DUPFD_CLOEXEC gives a descriptor that is closed to learn what was lost; the other command is a lock
 extern "C" int fcntl(int file, int command, ...) {
-    if (!Fails("fcntl", EMFILE)) return Next<int(int, int, ...)>("fcntl")(file, command, 0);
-    return Next<int(int, off_t) noexcept>("ftruncate")(file, 0) - 1;
+    va_list arguments;
+    va_start(arguments, command);
+    void* const argument = va_arg(arguments, void*);
+    va_end(arguments);
+    const bool fails = Fails("fcntl", command == F_DUPFD_CLOEXEC ? EMFILE : ENOLCK);
+    if (!fails) return Next<int(int, int, ...)>("fcntl")(file, command, argument);
+    if (command == F_DUPFD_CLOEXEC) (void)!Next<int(int, off_t) noexcept>("ftruncate")(file, 0);
+    return -1;
 }
 
 extern "C" int __libc_start_main(int (*main)(int, char**, char**), int argc, char** argv, void (*init)(),

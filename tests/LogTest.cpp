@@ -64,12 +64,21 @@ TEST_F(LogTest, NeverCutsOrLosesTheLinesOfAnotherRun) {
     File::Delete(standard);
     other.AddMessage("other", false);
     EXPECT_EQ(ReadText(standard), "other\n");
-    const int rival = open(standard.c_str(), O_RDONLY | O_CLOEXEC);
-    EXPECT_EQ(flock(rival, LOCK_EX | LOCK_NB), 0);  // nobody keeps it between lines
-    const auto start = std::chrono::steady_clock::now();
-    other.AddMessage("late", false);
-    EXPECT_GT(std::chrono::steady_clock::now() - start, std::chrono::milliseconds(200)) << "waits for nobody";
-    close(rival);
+    // who may only read the log holds nobody up, whoever may write it once only
+    for (const int flags : {O_RDONLY, O_RDWR}) {
+        const int rival = open(standard.c_str(), flags | O_CLOEXEC);
+        struct flock lock {};
+        lock.l_type = flags == O_RDONLY ? F_RDLCK : F_WRLCK;
+        EXPECT_EQ(flock(rival, LOCK_EX | LOCK_NB) + fcntl(rival, F_OFD_SETLK, &lock), 0);
+        EXPECT_EQ(IsLogLocked(standard), flags == O_RDWR);
+        const auto start = std::chrono::steady_clock::now();
+        for (int i = 0; i < 5; i++) other.AddMessage("late", false);
+        const auto waited = std::chrono::steady_clock::now() - start;
+        EXPECT_EQ(waited > std::chrono::milliseconds(200), flags == O_RDWR);
+        EXPECT_LT(waited, std::chrono::milliseconds(1000)) << "waits again and again";
+        close(rival);
+    }
+    EXPECT_EQ(ReadText(standard).size(), std::string("other\n").size() + 10 * std::string("late\n").size());
     File::Delete(standard);
     Directory::Create(standard);  // the name is taken: the line is lost, the run goes on
     other.AddMessage("late", false);

@@ -217,8 +217,9 @@ TEST_F(RobustnessTest, KeepsAReportsFileLockedBetweenItsAttempts) {
                "/SerialProtocolRetryCount=1", "/SerialProtocolResponseMaxTime=1"});
     dead.TakeFrame();
     WaitForCall(*run, sleeping);
-    EXPECT_EQ(Output(Simulator(), {"ReadAndClear", "3", report}),
+    EXPECT_EQ(Output(Simulator(), {"ReadAndClear", "3", report, "/ResultFile=" + folder / "result"}),
               "File '" + report + "' is being written by another run\n" + Failed(13));
+    EXPECT_NE(ReadText(folder / "result").find("\"hint\":\"held by tavo, process "), std::string::npos);
 }
 
 TEST_F(RobustnessTest, WaitsForAPortAsLongAsItIsTold) {
