@@ -28,6 +28,8 @@ constexpr ProgramOption<CheckOptions> optionTable[] = {
      [](CheckOptions& o, const std::string&) { o.isJson = true; }},
     {"--registers", nullptr, "show the registers that have a section in the INI file, one a line",
      [](CheckOptions& o, const std::string&) { o.areRegistersListed = true; }},
+    {"--file-name", "REGISTER", "show what stands for {ECR} in the file names of this register",
+     [](CheckOptions& o, const std::string& v) { o.namedRegister = v; }},
     {"--status", "N", "show what exit status N of tavo means, and what to do", SetStatus},
     {"--class", nullptr,
      "of the status show the class only: ok, retry, fix-file, fix-setup, register or report",

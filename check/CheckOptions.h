@@ -17,7 +17,8 @@ struct CheckOptions {
     std::string fixedPath;  // of a corrected copy, empty: none
     std::string codePage;   // of it, empty: as the file
     bool areRegistersListed = false;
-    std::optional<int> status;  // to be explained
+    std::optional<std::string> namedRegister;  // whose file name is asked for
+    std::optional<int> status;                 // to be explained
     bool isClassAsked = false;
     std::vector<std::string> words;  // what is left: the arguments of tavo
 };

@@ -141,6 +141,10 @@ void DiagnoseCommandLine(Warnings& warnings) {
 /** A section that is none of AppConfig's, though it looks like one: texts of several words are for readers.
  */
 std::string DiagnoseHeading(const std::string& section) {
+    if (Printable(section) != section)
+        return "[" + Printable(section) + "]: a control character stands in this name";
+    if (IniFile::IsSameName(section, AppConfig::ecrSectionPrefix))
+        return "[" + section + "]: the register has no name";
     const bool looksLikeEcr = ToUpper(section).compare(0, 3, "ECR") == 0;
     if (!section.empty() && PlaceOf(section) != SettingPlace_None) return "";
     if (!looksLikeEcr && (section.empty() || section.find(' ') != std::string::npos)) return "";

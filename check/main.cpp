@@ -22,6 +22,7 @@
 #include "Json.h"
 #include "Output.h"
 #include "RecordText.h"
+#include "RunResult.h"
 #include "SettingDiagnosis.h"
 #include "Settings.h"
 #include "Setup.h"
@@ -37,6 +38,7 @@ constexpr const char* usage =
     "       tavo-check --fix COPY [--codepage NAME] SECTION FILE [/Name=Value ...]\n"
     "       tavo-check --setup [--json] [/Name=Value ...]\n"
     "       tavo-check --registers [/Name=Value ...]\n"
+    "       tavo-check --file-name REGISTER\n"
     "       tavo-check --status N [--class]\n"
     "Checks a file as tavo Send SECTION FILE, or tavo ExecuteFiscal FILE, would: the same messages by line "
     "and the\n"
@@ -218,13 +220,24 @@ void ShowStatus(int number, bool isClassOnly) {
     if (*status.whatToDo != '\0') Print(Format("What to do: %s\n", status.whatToDo));
 }
 
-void ShowRegisters(const CheckOptions& options) {
+/** One a line, as /ECR= takes them: a name that a line could not show, or /ECR= not take, is left out. */
+ReturnCode ShowRegisters(const CheckOptions& options) {
     LoadSettings(options.words);
-    for (const std::string& name : AppConfig::GetEcrNames()) Print(Printable(name) + "\n");
+    ReturnCode status = ReturnCode_OK;
+    for (const std::string& name : AppConfig::GetEcrNames()) {
+        if (!name.empty() && Printable(name) == name) {
+            Print(name + "\n");
+            continue;
+        }
+        std::fprintf(stderr, "tavo-check: left out: [ECR_%s] (tavo-check --setup tells the line)\n",
+                     Printable(name).c_str());
+        status = ReturnCode_ConfigError;
+    }
+    return status;
 }
 
-/** What needs no run's last lines; false for another task. */
-bool Inform(const CheckOptions& options) {
+/** What needs no run's last lines; nothing for another task. */
+std::optional<ReturnCode> Inform(const CheckOptions& options) {
     if (options.isHelpRequested)
         Print(usage + FormatOptionHelp(GetCheckOptionHelp(), 17));
     else if (options.isVersionRequested)
@@ -232,10 +245,12 @@ bool Inform(const CheckOptions& options) {
     else if (options.status)
         ShowStatus(*options.status, options.isClassAsked);
     else if (options.areRegistersListed)
-        ShowRegisters(options);
+        return ShowRegisters(options);
+    else if (options.namedRegister)
+        Print(GetRegisterFileName(*options.namedRegister) + "\n");
     else
-        return false;
-    return true;
+        return std::nullopt;
+    return ReturnCode_OK;
 }
 
 /** The last lines, but where the output is one JSON object. */
@@ -250,7 +265,7 @@ ReturnCode Run(int argc, char* argv[]) {
     bool isJson = false;
     try {
         const CheckOptions options = ParseCheckOptions(argc, argv);
-        if (Inform(options)) return ReturnCode_OK;
+        if (const std::optional<ReturnCode> status = Inform(options)) return *status;
         isJson = options.isJson;
         return End(options.isSetup ? CheckSetup(options) : Check(options), isJson);
     } catch (Exception* e) {

@@ -1,6 +1,9 @@
 #include "Path.h"
 
 #include <algorithm>
+#include <cctype>
+
+#include "Format.h"
 
 namespace {
 
@@ -35,4 +38,15 @@ std::string Path::Combine(const std::string& a, const std::string& b) {
     std::string result = Normalize(a);
     if (result.back() != DirectorySeparatorChar) result += DirectorySeparatorChar;
     return result + Normalize(b);
+}
+
+std::string Path::EncodeName(const std::string& text) {
+    std::string name;
+    for (const char c : text) {
+        const auto value = static_cast<unsigned char>(c);
+        const bool isPlain =
+            std::isalnum(value) != 0 || c == '_' || (!name.empty() && (c == '-' || c == '.'));
+        name += isPlain ? std::string(1, c) : Format("%%%02X", value);
+    }
+    return name;
 }

@@ -17,4 +17,8 @@ public:
     static std::string GetDirectoryName(const std::string& path);
     /** b alone when a is empty; otherwise both, joined by one slash, also when b is absolute. */
     static std::string Combine(const std::string& a, const std::string& b);
+    /** The file name that stands for any text, of which no other text has it: ASCII letters, digits, '_', and
+     * '-' and '.' but at the beginning, stand for themselves, every other byte is '%' and two hexadecimal
+     * digits. docs: README, "Names of registers". */
+    static std::string EncodeName(const std::string& text);
 };

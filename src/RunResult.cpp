@@ -18,6 +18,7 @@
 #include "IniFile.h"
 #include "Json.h"
 #include "Logging.h"
+#include "Path.h"
 #include "Tools.h"
 
 namespace {
@@ -32,13 +33,13 @@ std::string GetRegister() {
     return name;
 }
 
-/** The path, with the register's name, which makes no folder of its own. */
+/** Stands for the register where none is named. */
+constexpr const char* noRegister = "default";
+
 std::string GetPath() {
     const std::string placeholder = "{ECR}";
     std::string path = AppConfig::GetParameter("ResultFile", "");
-    std::string name = GetRegister();
-    if (name.empty()) name = "default";
-    std::replace(name.begin(), name.end(), '/', '_');
+    const std::string name = GetRegisterFileName(GetRegister());
     for (size_t at = 0; (at = path.find(placeholder, at)) != std::string::npos; at += name.size())
         path.replace(at, placeholder.size(), name);
     return path;
@@ -138,6 +139,13 @@ bool IsInUse(const RunOutline& run, const std::string& path) {
 }
 
 }  // namespace
+
+std::string GetRegisterFileName(const std::string& name) {
+    if (name.empty()) return noRegister;
+    const std::string encoded = Path::EncodeName(name);
+    // the register of that name is another one
+    return encoded == noRegister ? Format("%%%02X", name[0]) + name.substr(1) : encoded;
+}
 
 RunOutline BeginRun(int argc, char* argv[]) {
     RunOutline run;

@@ -16,6 +16,10 @@ struct RunOutline {
     long long startTime = 0;  // ns of the raw clock
 };
 
+/** What stands for {ECR} in "ResultFile": the file name that only this register has; docs: README, "Names of
+ * registers". */
+std::string GetRegisterFileName(const std::string& name);
+
 /** Notes the start; there is a command, or what stands in its place. */
 RunOutline BeginRun(int argc, char* argv[]);
 

@@ -250,7 +250,7 @@ TEST_F(EndToEndTest, WritesAResultThatAProgramReadsWhateverItIs) {
     const PseudoTerminal silent;
     Simulator ecr({"--reject", "2:3", "--reject", "5", "--password", "s3cret", "--trace=json"});
     const std::string tty = "/TTY=" + ecr.Tty();
-    const std::string path = folder / "T_1.json";
+    const std::string path = folder / "T%2F1.json";
     ini = File("TAVO.ini", "[ECR_T/1]\n");
     const auto result = [&](const char* filter) {
         return RunProgram({"/usr/bin/jq", "-c", filter, path}).output;

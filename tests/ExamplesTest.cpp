@@ -48,9 +48,10 @@ TEST_F(ExamplesTest, ANightActsByClassAndLosesNoReport) {
     EXPECT_EQ(Section(good, "3"), "1,2\r\n");
     EXPECT_EQ(night("[ECR_B]\n").substr(0, 2), "1;");
     EXPECT_EQ(reports(), ".csv 1,5\r\n.csv 1,6\r\n");  // the register's one is empty now
-    // one class for a person, one for a later run; a name that a shell would take for a pattern
-    EXPECT_EQ(night("[ECR_B*]\nTTY=" + busy.Tty() + "\n[ECR_C]\n").substr(0, 2), "75");
-    EXPECT_NE(ReadText(folder / "night/status").find("retry B*: "), std::string::npos);
+    // one class for a person, one for a later run; a name that a shell would take for more than a name
+    EXPECT_EQ(night("[ECR_.B*\\c]\nTTY=" + busy.Tty() + "\n[ECR_C]\n").substr(0, 2), "75");
+    EXPECT_NE(ReadText(folder / "night/status").find("retry .B*\\c: "), std::string::npos);
+    EXPECT_EQ(night("[ECR_B\x1b]\n").substr(0, 23), "1 tavo-check: left out:");
     // what a run that breaks off has read may be the only copy, but is not booked as a report
     Tavo(good, {"send", "70", File("a.csv", "1,7\n")});
     std::filesystem::rename(folder / "bin/tavo", folder / "bin/whole");
@@ -62,6 +63,7 @@ TEST_F(ExamplesTest, ANightActsByClassAndLosesNoReport) {
     std::filesystem::rename(folder / "bin/whole", folder / "bin/tavo");
     EXPECT_EQ(night("").find("1; ok Till 1: Send 0 OK (ok), ReadAndClear 0 OK (ok); unfinished /"), 0U);
     // nobody is told that all is well where it was not seen
+    EXPECT_EQ(std::filesystem::status(folder / "night/lock").permissions(), std::filesystem::perms(0600));
     limit = "exec 7>" + folder / "night/lock" + "; flock 7";
     EXPECT_EQ(night("").substr(0, 30), "75 another night is at work in");
     limit = "mkdir " + folder / "night/status.new";

@@ -105,6 +105,21 @@ warning: line 15: EcrOperationMaxTime: of 30000 ms only 4400 are waited, as the 
 TEST_F(SetupTest, TellsAScriptTheRegistersAndWhatAStatusAsksFor) {
     ini = File("TAVO.ini", "[Common]\nTTY=a\n[ECR_B]\n[ecr_A]\n[ECR_b]\n[ECR C]\n");
     EXPECT_EQ(Check({"--registers"}).output, "B\nA\n");
+    ini = File("names.ini", "[ECR_a\tb]\n[ECR_ .A\\]\n[ECR_\x1b[1m]\n[ECR_]\n[ECR_c]\n");
+    const RunResult listed = Check({"--registers"});
+    const std::string tells = "] (tavo-check --setup tells the line)\n";
+    EXPECT_EQ(listed.output, "tavo-check: left out: [ECR_a\\x09b" + tells +
+                                 " .A\\\ntavo-check: left out: [ECR_\\x1b[1m" + tells +
+                                 "tavo-check: left out: [ECR_" + tells + "c\n");
+    EXPECT_EQ(listed.status, 10) << "not all of them are there";
+    EXPECT_EQ(Matches(Check({"--setup"}).output, "warning: line .*"),
+              "warning: line 1: [ECR_a\\x09b]: a control character stands in this name\n"
+              "warning: line 3: [ECR_\\x1b[1m]: a control character stands in this name\n"
+              "warning: line 4: [ECR_]: the register has no name\n");
+    std::string names;
+    for (const char* name : {"", "default", "Till-4.b", "-a", ".b", "a/b", "a_b", "a%2Fb", "\\\n\xC4\x80 "})
+        names += RunProgram({TAVO_CHECK_PROGRAM, "--file-name", name}).output;
+    EXPECT_EQ(names, "default\n%64efault\nTill-4.b\n%2Da\n%2Eb\na%2Fb\na_b\na%252Fb\n%5C%0A%C4%80%20\n");
     const char* classes[][2] = {{"ok", "0"},          {"retry", "5 16 3"},
                                 {"fix-file", "2 14"}, {"fix-setup", "1 10 11 13 15 50"},
                                 {"register", "4 12"}, {"report", "99 134 139"},
