@@ -15,6 +15,9 @@
 
 namespace {
 
+/** Of a letter in UTF-8. */
+bool IsFirstByte(char c) { return (static_cast<unsigned char>(c) & 0xC0U) != 0x80; }
+
 /** From UTF-8 into a code page of one byte a letter. */
 class Converter {
 public:
@@ -40,7 +43,8 @@ public:
         // a count above 0: of letters that were replaced
         if (iconv(m_context, &from, &fromLeft, &to, &toLeft) != 0) return std::nullopt;
         converted.resize(converted.size() - toLeft);
-        return converted;
+        const auto letters = std::count_if(text.begin(), text.end(), IsFirstByte);
+        return converted.size() == static_cast<size_t>(letters) ? std::optional(converted) : std::nullopt;
     }
 
 private:
@@ -72,6 +76,15 @@ std::vector<TextLine> Split(const std::string& text) {
     if (start < text.size()) lines.push_back({text.substr(start), ""});
     return lines;
 }
+
+std::vector<std::string> TextsOf(const std::vector<TextLine>& lines) {
+    std::vector<std::string> texts;
+    texts.reserve(lines.size());
+    for (const TextLine& line : lines) texts.push_back(line.text);
+    return texts;
+}
+
+bool IsBefore(const Finding& a, const Finding& b) { return a.line < b.line; }
 
 /** The fields as they stand between the delimiters, which count outside of quotes only. */
 std::vector<std::string> SplitFields(const std::string& line, char delimiter) {
@@ -110,43 +123,70 @@ bool IsAscii(const std::string& text) {
     return std::all_of(text.begin(), text.end(), [](char c) { return static_cast<unsigned char>(c) < 0x80; });
 }
 
-/** What is done to each line. */
+/** Puts letters into the code page, all of the file that are in it, or none. */
+void ConvertLetters(std::vector<TextLine>& lines, const Converter& converter, FixedText& fixed) {
+    const Coding coding = FindCoding(TextsOf(lines));
+    if (!converter.IsOn() || coding.utf8Line == 0) return;
+    const auto leave = [&](int line, const char* why) {
+        fixed.left.push_back({false, line, 0, 0, std::string("left as ") + why});
+    };
+    if (coding.otherLine > 0)
+        return leave(coding.otherLine,
+                     "they are: letters that are no UTF-8, on account of which none is converted");
+    std::vector<TextLine> result = lines;
+    std::vector<Finding> changes;
+    std::vector<int> lacking;
+    for (size_t i = 0; i < lines.size(); i++) {
+        if (IsAscii(lines[i].text)) continue;
+        const std::optional<std::string> text = converter.Convert(lines[i].text);
+        if (text) result[i].text = *text;
+        if (text) changes.push_back({false, static_cast<int>(i) + 1, 0, 0, "letters converted"});
+        if (!text) lacking.push_back(static_cast<int>(i) + 1);
+    }
+    const Coding after = FindCoding(TextsOf(result));
+    if (!changes.empty() && after.utf8Line > 0 && after.otherLine == 0)
+        return leave(changes[0].line, "they are: converted, letters would look like UTF-8 again");
+    lines = result;
+    fixed.changes.insert(fixed.changes.end(), changes.begin(), changes.end());
+    for (const int line : lacking) leave(line, "it is: a letter is not in the code page");
+}
+
+/** One pass over the fields of the lines. */
 class Fixer {
 public:
-    Fixer(char from, char to, bool hasDecimalCommas, const Converter* converter, FixedText& fixed)
-        : m_from(from),
-          m_to(to),
-          m_hasDecimalCommas(hasDecimalCommas),
-          m_converter(converter),
-          m_fixed(fixed) {}
+    explicit Fixer(std::vector<TextLine>& lines) : m_lines(lines) {
+        const std::vector<std::string> texts = TextsOf(lines);
+        m_to = ConfiguredDelimiter();
+        m_from = FindOtherDelimiter(texts).value_or(m_to);
+        m_hasDecimalCommas = HasDecimalCommas(texts, m_from);
+    }
 
-    void Fix(const TextLine& line, int number) {
-        m_changes.clear();
-        std::string text = line.text;
-        const std::string obstacle = FixFields(text);
-        if (!obstacle.empty()) {
+    /** Adds what it does; false for nothing. */
+    bool Fix(FixedText& fixed) {
+        bool isChanged = false;
+        for (size_t i = 0; i < m_lines.size(); i++) {
+            const int number = static_cast<int>(i) + 1;
             m_changes.clear();
-            text = line.text;
-            m_fixed.left.push_back({false, number, 0, 0, "left as it is: " + obstacle});
+            std::string text = m_lines[i].text;
+            const std::string obstacle = FixFields(text);
+            const auto isOfLine = [&](const Finding& finding) { return finding.line == number; };
+            if (!obstacle.empty()) {
+                if (std::none_of(fixed.left.begin(), fixed.left.end(), isOfLine))
+                    fixed.left.push_back({false, number, 0, 0, "left as it is: " + obstacle});
+                continue;
+            }
+            if (m_changes.empty()) continue;
+            isChanged = true;
+            m_lines[i].text = text;
+            fixed.left.erase(std::remove_if(fixed.left.begin(), fixed.left.end(), isOfLine),
+                             fixed.left.end());
+            for (const std::string& change : m_changes)
+                fixed.changes.push_back({false, number, 0, 0, change});
         }
-        m_fixed.text += ConvertLetters(text, number);
-        const bool isBareReturn = line.end == "\r";
-        if (isBareReturn) m_changes.emplace_back("line end");
-        m_fixed.text += isBareReturn ? "\n" : line.end;
-        for (const std::string& change : m_changes) m_fixed.changes.push_back({false, number, 0, 0, change});
+        return isChanged;
     }
 
 private:
-    std::string ConvertLetters(const std::string& text, int number) {
-        if (m_converter == nullptr || IsAscii(text)) return text;
-        const std::optional<std::string> converted = m_converter->Convert(text);
-        if (converted)
-            m_changes.emplace_back("letters converted");
-        else
-            m_fixed.left.push_back({false, number, 0, 0, "left as it is: a letter is not in the code page"});
-        return converted.value_or(text);
-    }
-
     /** Returns why the line must stay as it is; empty when it need not. */
     std::string FixFields(std::string& line) {
         std::vector<std::string> fields = SplitFields(line, m_from);
@@ -166,11 +206,10 @@ private:
         return "";
     }
 
+    std::vector<TextLine>& m_lines;
     char m_from;
     char m_to;
     bool m_hasDecimalCommas;
-    const Converter* m_converter;  // null: letters stay as they are
-    FixedText& m_fixed;
     std::vector<std::string> m_changes;  // of the line
 };
 
@@ -178,22 +217,25 @@ private:
 
 FixedText FixText(const std::string& text, const std::string& codePage) {
     FixedText fixed;
-    const bool hasMark = text.compare(0, 3, byteOrderMark) == 0;
-    if (hasMark) fixed.changes.push_back({false, 1, 0, 0, "byte-order mark removed"});
-    const std::vector<TextLine> lines = Split(text.substr(hasMark ? 3 : 0));
-    std::vector<std::string> texts;
-    texts.reserve(lines.size());
-    for (const TextLine& line : lines) texts.push_back(line.text);
-    const Coding coding = FindCoding(texts);
-    const Converter converter(codePage);
-    const bool isConverted = converter.IsOn() && coding.utf8Line > 0 && coding.otherLine == 0;
-    if (converter.IsOn() && coding.utf8Line > 0 && !isConverted)
-        fixed.left.push_back({false, coding.otherLine, 0, 0,
-                              "left as they are: letters that are no UTF-8, on account of which none is "
-                              "converted"});
-    const char delimiter = ConfiguredDelimiter();
-    const char from = FindOtherDelimiter(texts).value_or(delimiter);
-    Fixer fixer(from, delimiter, HasDecimalCommas(texts, from), isConverted ? &converter : nullptr, fixed);
-    for (size_t i = 0; i < lines.size(); i++) fixer.Fix(lines[i], static_cast<int>(i) + 1);
+    size_t start = 0;
+    while (text.compare(start, 3, byteOrderMark) == 0) start += 3;
+    if (start > 0) fixed.changes.push_back({false, 1, 0, 0, "byte-order mark removed"});
+    std::vector<TextLine> lines = Split(text.substr(start));
+    FixedText letters;
+    ConvertLetters(lines, Converter(codePage), letters);
+    // until nothing changes, so that the copy has nothing left to be fixed: each pass takes delimiters other
+    // than the configured one away, or decimal commas
+    while (Fixer(lines).Fix(fixed)) {
+    }
+    fixed.changes.insert(fixed.changes.end(), letters.changes.begin(), letters.changes.end());
+    fixed.left.insert(fixed.left.end(), letters.left.begin(), letters.left.end());
+    for (size_t i = 0; i < lines.size(); i++) {
+        if (lines[i].end != "\r") continue;
+        lines[i].end = "\n";
+        fixed.changes.push_back({false, static_cast<int>(i) + 1, 0, 0, "line end"});
+    }
+    for (const TextLine& line : lines) fixed.text += line.text + line.end;
+    std::stable_sort(fixed.changes.begin(), fixed.changes.end(), IsBefore);
+    std::stable_sort(fixed.left.begin(), fixed.left.end(), IsBefore);
     return fixed;
 }

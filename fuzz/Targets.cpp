@@ -110,13 +110,35 @@ void Bitmap(Bytes& content) {
     Require(again == rows, "rows written are read again");
 }
 
+/** What of a file every correction keeps: line ends are one kind, delimiters and decimal signs one letter,
+ * but in quotes. */
+std::string Kept(const std::string& text) {
+    std::string kept;
+    bool isQuoted = false;
+    size_t start = 0;
+    while (text.compare(start, 3, byteOrderMark) == 0) start += 3;
+    const bool hasLineFeeds = text.find('\n') != std::string::npos;
+    for (size_t i = start; i < text.size(); i++) {
+        if (text.compare(i, 2, "\r\n") == 0) continue;
+        const char c = text[i] == '\r' && !(isQuoted && hasLineFeeds) ? '\n' : text[i];
+        isQuoted = c != '\n' && isQuoted != (c == '"');
+        kept += !isQuoted && std::string_view(",;\t|.").find(c) != std::string_view::npos ? ',' : c;
+    }
+    return kept;
+}
+
 /** What a spreadsheet may have written: every line is explained, and nothing is changed without a word. */
 void Sheet(Bytes& content) {
     const byte options = TakeByte(content);
-    Set("Delimiter", (options & 1) != 0 ? ";" : ",");
+    const char* const delimiters[] = {",", ";", "\t", "|"};
+    Set("Delimiter", delimiters[options >> 3U & 3U]);
+    const std::string codePage = (options & 2) != 0 ? "CP1257" : "";
     const std::string text(content.begin(), content.end());
-    const FixedText fixed = FixText(text, (options & 2) != 0 ? "CP1257" : "");
+    const FixedText fixed = FixText(text, codePage);
     Require(!fixed.changes.empty() || fixed.text == text, "what is changed is told");
+    Require(!codePage.empty() || Kept(fixed.text) == Kept(text), "no record is another one, or one more");
+    const FixedText again = FixText(fixed.text, codePage);
+    Require(again.changes.empty() && again.text == fixed.text, "fixing twice is fixing once");
     const std::vector<std::string> lines = ReadLines(Scratch(content));
     for (const std::string& line : lines) DiagnoseLine(line, (options & 4) != 0);
     for (const Finding& finding : DiagnoseTable(lines))

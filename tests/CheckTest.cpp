@@ -275,9 +275,17 @@ TEST_F(CheckTest, FixesWhatIsCertainInACopyThatPasses) {
           {"1,\"a\rb\",2\n2,,\n", ",", "1,\"a\rb\",2\n2,,\n"},
           {"1;" + std::string(60000, '1') + ";1,5\n", ",", "1," + std::string(60000, '1') + ",1.5\n"},
           {"1;\"a\";1,250\n", ";", "1;\"a\";1,250\n"},
-          {"1;\"a\";1,250\n2;\"b\";0,5\n", ";", "1;\"a\";1.250\n2;\"b\";0.5\n"}}) {
-        Check({"--fix", folder / "b.csv", "3", File("c.csv", text), std::string("/Delimiter=") + delimiter});
+          {"1;\"a\";1,250\n2;\"b\";0,5\n", ";", "1;\"a\";1.250\n2;\"b\";0.5\n"},
+          // a line that has the delimiter already; letters that would look like UTF-8
+          {"\xEF\xBB\xBF\xEF\xBB\277\t2,5\n3,x;2,5;\t1\n", ";", ";2.5\n3,x;2.5;\t1\n"},
+          {"1;\"\xC3\x84\xC2\xA6\"\n", ";", "1;\"\xC3\x84\xC2\xA6\"\n"}}) {
+        const auto fix = [&, set = std::string("/Delimiter=") + delimiter](const char* from, const char* to) {
+            return Check({"--fix", folder / to, "--codepage", "CP1252", "3", folder / from, set}).output;
+        };
+        WriteText(folder / "c.csv", text);
+        fix("c.csv", "b.csv");
         EXPECT_EQ(ReadText(folder / "b.csv"), copy);
+        EXPECT_EQ(fix("b.csv", "d.csv").find("fixed: "), std::string::npos) << "the copy is not fixed";
     }
     // not in the code page; a change before the obstacle
     const std::string odd = "1;\"\xE4\xB8\255\"\n2;1,5;a,b\n";
