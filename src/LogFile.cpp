@@ -74,14 +74,14 @@ mode_t MaskFor(const std::string& path, mode_t mask) {
 
 /**
  * Makes the last level of a folder, as shared as the one that it is in; another run may make it at the same
- * moment. Nothing sets the setgid bit here, which a unit's sandbox may forbid: a folder has it from the one
+ * moment. It is not sticky: the user who rotates the logs is another one. Nothing sets the setgid bit here, which a unit's sandbox may forbid: a folder has it from the one
  * that it is in.
  */
 bool MakeFolder(const std::string& path) {
     const mode_t rights = RightsOfSharedFolder(Path::GetDirectoryName(TrimRight(path, "/")));
     if (rights == 0) return Directory::Create(path) || Directory::Exists(path);
     const mode_t mask = umask(0);
-    const bool isMade = mkdir(path.c_str(), rights & 01777) == 0;
+    const bool isMade = mkdir(path.c_str(), rights & ACCESSPERMS) == 0;
     umask(mask);
     return isMade || Directory::Exists(path);
 }

@@ -93,7 +93,7 @@ TEST_F(LogTest, NeverCutsOrLosesTheLinesOfAnotherRun) {
 TEST_F(LogTest, LetsTheGroupOfASharedFolderWriteItsLogs) {
     const mode_t mask = umask(077);
     for (const auto& [folderMode, logMode, newFolderMode] :
-         {std::tuple(02775u, 0660u, 02775u), {0775u, 0600u, 0700u}}) {
+         {std::tuple(03775u, 0660u, 02775u), {0775u, 0600u, 0700u}}) {
         chmod((folder / "log").c_str(), folderMode);
         const std::string till = folder / "log/till";
         const auto modeOf = [](const std::string& path) {
