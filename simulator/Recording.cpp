@@ -108,32 +108,40 @@ void Replay::Advance(Time now) {
 }
 
 void Replay::Receive(byte value, Time now) {
-    if (IsNext(Kind::Sent)) {
-        m_early.push_back(value);
-        return;
+    m_early.push_back(value);
+    TakeEarly(now);
+}
+
+void Replay::TakeEarly(Time now) {
+    while (!m_early.empty() && Take(m_early.front(), now)) m_early.pop_front();
+}
+
+bool Replay::Take(byte value, Time now) {
+    int expected = hiddenBytes;
+    while (expected == hiddenBytes) {
+        if (IsNext(Kind::Sent)) return false;
+        if (IsNext(Kind::HangUp)) Advance(now);  // it has, and was back before it was missed
+        if (!IsNext(Kind::Received)) ThrowDeparture(Format("it sends %02x", value));
+        const Entry& entry = m_entries[m_next];
+        expected = entry.bytes[m_taken];
+        if (expected == hiddenBytes && value != ETX) return true;
+        if (expected != hiddenBytes && expected != value)
+            ThrowDeparture(
+                Format("byte %zu is %02x, not %02x", m_taken + 1, value, static_cast<unsigned>(expected)));
+        if (++m_taken == entry.bytes.size()) Advance(now);
     }
-    if (IsNext(Kind::HangUp)) Advance(now);  // it has, and was back before it was missed
-    if (!IsNext(Kind::Received)) ThrowDeparture(Format("it sends %02x", value));
-    const Entry& entry = m_entries[m_next];
-    const int expected = entry.bytes[m_taken];
-    if (expected == hiddenBytes && value != ETX) return;
-    if (expected != hiddenBytes && expected != value)
-        ThrowDeparture(
-            Format("byte %zu is %02x, not %02x", m_taken + 1, value, static_cast<unsigned>(expected)));
-    if (++m_taken == entry.bytes.size()) Advance(now);
-    if (expected == hiddenBytes) Receive(value, now);  // it ends what is hidden
+    return true;
 }
 
 void Replay::Tick(Time now) {
-    while (IsNext(Kind::Sent) && m_due <= now) {
-        for (const int value : m_entries[m_next].bytes)
-            if (value != hiddenBytes) m_output.push_back(static_cast<byte>(value));
-        Advance(m_due);
-    }
-    if (IsNext(Kind::Sent)) return;
-    std::vector<byte> early;
-    early.swap(m_early);
-    for (const byte value : early) Receive(value, now);
+    do {
+        TakeEarly(now);
+        while (IsNext(Kind::Sent) && m_due <= now) {
+            for (const int value : m_entries[m_next].bytes)
+                if (value != hiddenBytes) m_output.push_back(static_cast<byte>(value));
+            Advance(m_due);
+        }
+    } while (!m_early.empty() && !IsNext(Kind::Sent));
 }
 
 Time Replay::GetDeadline() const { return IsNext(Kind::Sent) ? m_due : never; }

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <deque>
 #include <string>
 #include <vector>
 
@@ -72,14 +73,17 @@ private:
     bool ParseLine(const std::string& text, Entry& entry) const;
     bool IsNext(Kind kind) const { return m_next < m_entries.size() && m_entries[m_next].kind == kind; }
     void Advance(Time now);
+    /** False where an answer is to be given first. ETX ends what is hidden and is the byte behind it, too. */
+    bool Take(byte value, Time now);
+    void TakeEarly(Time now);
     [[noreturn]] void ThrowDeparture(const std::string& what) const;
 
     std::string m_path;
     std::vector<Entry> m_entries;
     size_t m_next = 0;
-    size_t m_taken = 0;         // bytes of the next entry that have come
-    Time m_due = 0;             // when the next entry takes place
-    std::vector<byte> m_early;  // came while an answer is still to be given
+    size_t m_taken = 0;        // bytes of the next entry that have come
+    Time m_due = 0;            // when the next entry takes place
+    std::deque<byte> m_early;  // came while an answer is still to be given
     std::vector<byte> m_output;
     bool m_isDone = false;
 };

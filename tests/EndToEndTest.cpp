@@ -4,6 +4,7 @@
 #include <tuple>
 
 #include "EndToEnd.h"
+#include "Recording.h"
 
 TEST_F(EndToEndTest, SendsReadsDeletesAndClears) {
     const Simulator ecr({"--wait", "3"});
@@ -204,6 +205,24 @@ TEST_F(EndToEndTest, KeepsNoPasswordInARecordingAndReplaysItForAny) {
                       .status,
                   0);
     }
+}
+
+TEST_F(EndToEndTest, ReplaysARecordingOfAnyLength) {
+    constexpr size_t count = 100'000;
+    std::string hidden;
+    std::string answered;
+    for (size_t i = 0; i < count; i++) {
+        hidden += "0 < **\n";
+        answered += "0 < 55\n0 > 06\n";
+    }
+    Replay passwords(File("hidden.txt", hidden + "0 < 03\n0 > 06\n"));
+    passwords.Receive(0x03, 0);
+    passwords.Tick(0);
+    EXPECT_EQ(passwords.TakeOutput(), Bytes{0x06});
+    Replay exchange(File("answered.txt", answered));  // with a tool that waits for no answer
+    for (size_t i = 0; i < count; i++) exchange.Receive(0x55, 0);
+    while (exchange.GetDeadline() == 0) exchange.Tick(0);
+    EXPECT_EQ(exchange.TakeOutput(), Bytes(count, 0x06));
 }
 
 TEST_F(EndToEndTest, HintsOnATerminalAndNowhereElse) {
