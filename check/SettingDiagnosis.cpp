@@ -4,7 +4,6 @@
 #include <cstdlib>
 #include <iterator>
 #include <optional>
-#include <regex>
 
 #include "AppConfig.h"
 #include "EcrComm/CommChannels/Linux/LineSettings.h"
@@ -80,11 +79,18 @@ std::string DiagnoseNumber(const Setting& setting, const std::string& value) {
 
 /** Of the line settings what has no effect, as one key or another is misspelt. */
 std::string DiagnoseComSettings(const std::string& value) {
-    static const std::regex keys("(baud|data|stop|parity|rts|dtr|octs)=[^ \\t,;]*|[ \\t,;]");
-    const std::string rest = std::regex_replace(value, keys, "");
+    std::string rest;
+    for (size_t start = 0, end; start < value.size(); start = end + 1) {
+        end = std::min(value.find_first_of(" \t,;", start), value.size());
+        const std::string word = value.substr(start, end - start);
+        size_t known = word.size();  // a key counts in the middle of a word, too
+        for (const char* key : {"baud=", "data=", "stop=", "parity=", "rts=", "dtr=", "octs="})
+            known = std::min(known, word.find(key));
+        rest += word.substr(0, known);
+    }
     if (rest.empty()) return "";
     return "ComSettings: '" + Printable(rest) + "' has no effect; the line is set up as " +
-           ToComSettings(ParseLineSettings(value));
+           Printable(ToComSettings(ParseLineSettings(value)));
 }
 
 std::string DiagnoseFileType(const std::string& value) {
