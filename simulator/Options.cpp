@@ -15,8 +15,8 @@ int ParseNumber(const std::string& value, int least, int most) {
     char* end = nullptr;
     const long number = std::strtol(value.c_str(), &end, 10);
     if (value.empty() || *end != '\0' || number < least || number > most)
-        throw new CommandLineException("'" + Printable(value) + "' is no number from " +
-                                       std::to_string(least) + " to " + std::to_string(most));
+        throw new CommandLineException("'" + value + "' is no number from " + std::to_string(least) + " to " +
+                                       std::to_string(most));
     return static_cast<int>(number);
 }
 
@@ -39,7 +39,7 @@ void SetComSettings(Options& options, const std::string& value) {
         MakeTermios(ParseLineSettings(value));
     } catch (SystemException* e) {
         delete e;
-        throw new CommandLineException("'" + Printable(value) +
+        throw new CommandLineException("'" + value +
                                        "' has a speed, parity or count of bits that no line has");
     }
     options.comSettings = value;
@@ -121,7 +121,7 @@ bool IsForReplay(const std::string& name) {
 Options ParseOptions(int argc, char* argv[]) {
     Options options;
     const CommandWords words = ApplyOptions(optionTable, argc, argv, options);
-    if (!words.others.empty()) throw new CommandLineException("unknown option " + Printable(words.others[0]));
+    if (!words.others.empty()) throw new CommandLineException("unknown option " + words.others[0]);
     const bool isReplay =
         !options.replayPath.empty() && !options.isHelpRequested && !options.isVersionRequested;
     if (isReplay && !std::all_of(words.options.begin(), words.options.end(), IsForReplay))

@@ -3,6 +3,7 @@
 
 #include "CommandLine.h"
 #include "Exceptions.h"
+#include "Format.h"
 #include "Interrupt.h"
 #include "Link.h"
 #include "Options.h"
@@ -21,7 +22,7 @@ Terminal::Settings SettingsOf(const Options& options) {
 
 /** The first line: the setting to give to the tool, unless it has a port of its own. */
 std::string Announce(const Options& options, const Terminal& terminal) {
-    return (options.tty.empty() ? "TTY=" : "Serving on ") + terminal.GetName() + "\n";
+    return (options.tty.empty() ? "TTY=" : "Serving on ") + Printable(terminal.GetName()) + "\n";
 }
 
 void ServeReplay(const Options& options) {
@@ -66,7 +67,8 @@ int main(int argc, char* argv[]) {
     } catch (Exception* e) {
         const std::unique_ptr<Exception> cause(e);
         const bool isBadOption = e->GetReturnCode() == ReturnCode_CmdLineError;
-        std::fprintf(stderr, "ecrsim: %s%s\n", e->GetLogMessage().c_str(),
+        // names and options in it come from outside
+        std::fprintf(stderr, "ecrsim: %s%s\n", Printable(e->GetLogMessage()).c_str(),
                      isBadOption ? " (use --help)" : "");
         return isBadOption ? badOption : failure;
     }

@@ -3,6 +3,7 @@
 #include <cstdarg>
 #include <cstdio>
 
+#include "Byte.h"
 #include "Wrapper/LinuxFunctionWrapper.h"
 
 std::string Format(const char* format, ...) {
@@ -22,14 +23,21 @@ std::string Format(const char* format, ...) {
     return text;
 }
 
+size_t ControlLength(const std::string& text, size_t position) {
+    const auto at = [&](size_t i) { return i < text.size() ? static_cast<byte>(text[i]) : byte{0}; };
+    const unsigned first = at(position);
+    const unsigned second = at(position + 1);
+    if (first < 32 || first == 127) return 1;
+    return first == 0xC2 && second >= 0x80 && second < 0xA0 ? 2 : 0;
+}
+
 std::string Printable(const std::string& text) {
     std::string printable;
-    for (const char c : text) {
-        const auto value = static_cast<unsigned char>(c);
-        if (value < 32 || value == 127)
-            printable += Format("\\x%02x", value);
-        else
-            printable += c;
+    for (size_t i = 0; i < text.size();) {
+        const size_t length = ControlLength(text, i);
+        if (length == 0) printable += text[i++];
+        for (const size_t end = i + length; i < end; i++)
+            printable += Format("\\x%02x", static_cast<byte>(text[i]));
     }
     return printable;
 }

@@ -118,7 +118,7 @@ std::string HintOnPort() {
         return port.isUsable ? setup : Printable(port.path) + " is " + port.rights + "; " + port.wayToUse;
     const std::vector<std::string> ports = ListSerialPorts();
     return "no such device; tavo-line list shows " +
-           (ports.empty() ? "none" : Join(ports.data(), static_cast<int>(ports.size()), ", "));
+           (ports.empty() ? "none" : Printable(Join(ports.data(), static_cast<int>(ports.size()), ", ")));
 }
 
 std::string HintOnLine() {

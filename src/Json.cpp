@@ -2,6 +2,7 @@
 
 #include <algorithm>
 
+#include "Byte.h"
 #include "Format.h"
 #include "Tools.h"
 
@@ -9,11 +10,10 @@ std::string ToJson(const std::string& text) {
     std::string json = "\"";
     for (size_t i = 0; i < text.size();) {
         const size_t length = Utf8Length(text, i);
-        const auto first = static_cast<unsigned char>(text[i]);
-        if (first == '"' || first == '\\')
+        if (text[i] == '"' || text[i] == '\\')
             json += {'\\', text[i]};
-        else if (first < 32 || first == 127 || length == 0)
-            json += Format("\\u%04x", first);
+        else if (length == 0 || ControlLength(text, i) > 0)
+            json += Format("\\u%04x", static_cast<byte>(text[length == 2 ? i + 1 : i]));
         else
             json.append(text, i, length);
         i += std::max<size_t>(length, 1);

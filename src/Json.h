@@ -5,7 +5,8 @@
 
 /** JSON text (RFC 8259), put together piece by piece. */
 
-/** A string. Bytes that are no UTF-8 become \u00NN, so that every reader takes it. */
+/** A string. Control characters, and bytes that are no UTF-8, become \u00NN, so that every reader takes it.
+ */
 std::string ToJson(const std::string& text);
 
 /** An array of values that are JSON already. */

@@ -45,7 +45,7 @@ std::string NameOf(unsigned id, const char* path) {
         std::string number;
         if (std::getline(fields, name, ':') && std::getline(fields, password, ':') &&
             std::getline(fields, number, ':') && number == std::to_string(id))
-            return name;
+            return Printable(name);
     }
     return std::to_string(id);
 }

@@ -207,6 +207,24 @@ TEST_F(EndToEndTest, KeepsNoPasswordInARecordingAndReplaysItForAny) {
     }
 }
 
+TEST_F(EndToEndTest, ShowsNoControlCharacterOfANameOrAnOption) {
+    const std::string odd = "a\033[2J\xC2\x9B";
+    const auto shown = [&](const std::vector<std::string>& words) {
+        const std::string output = Process(words).ReadLine();
+        EXPECT_NE(output.find("a\\x1b[2J\\xc2\\x9b"), std::string::npos) << output;
+        EXPECT_EQ(output, Printable(output));
+    };
+    for (const char* option : {"--refuse", "--fault", "--baud", "--replay", odd.c_str()})
+        shown({ECRSIM_PROGRAM, option, odd});
+    shown({ECRSIM_PROGRAM, "--replay", File(odd, "x")});
+    shown({ECRSIM_PROGRAM, "--data", folder / odd + "/b"});
+    shown({TAVO_LINE_PROGRAM, odd});
+    shown({TAVO_CHECK_PROGRAM, "3", odd + ".csv", "/ConfigFilePath=" + ini});
+    const PseudoTerminal line;
+    std::filesystem::create_symlink("/dev/" + line.Tty(), folder / (odd + "tty"));
+    shown({ECRSIM_PROGRAM, "--tty", ".." + folder / (odd + "tty")});
+}
+
 TEST_F(EndToEndTest, ReplaysARecordingOfAnyLength) {
     constexpr size_t count = 100'000;
     std::string hidden;
@@ -274,7 +292,7 @@ TEST_F(EndToEndTest, WritesAResultThatAProgramReadsWhateverItIs) {
     const auto result = [&](const char* filter) {
         return RunProgram({"/usr/bin/jq", "-c", filter, path}).output;
     };
-    const std::string file = File("a\xE4\"\n.csv", "1,\"a\"\n2,\"b\",1,2\nbad\n\n1,\"c\"\n5,5\n");
+    const std::string file = File("a\xE4\"\n\xC2\x85.csv", "1,\"a\"\n2,\"b\",1,2\nbad\n\n1,\"c\"\n5,5\n");
     for (const auto& [words, expected] :
          {std::pair(std::vector<std::string>{"send", "3", file, tty, "/Password=s3cret"},
                     R"(["Send","T/1",3,1,2,"InputFileSyntaxError","fix-file"])"),
@@ -305,7 +323,7 @@ TEST_F(EndToEndTest, WritesAResultThatAProgramReadsWhateverItIs) {
                 "format},{line:4,cause:Record is empty},{line:1,cause:Record number is not unique},"
                 "{line:2,field:3,cause:Record field 3 has invalid value},{line:6,cause:Record can not be "
                 "updated}]\"\n");
-            EXPECT_NE(ReadText(path).find("a\\u00e4\\\"\\u000a.csv"), std::string::npos);
+            EXPECT_NE(ReadText(path).find("a\\u00e4\\\"\\u000a\\u0085.csv"), std::string::npos);
         }
     }
     const PseudoTerminal waiting;

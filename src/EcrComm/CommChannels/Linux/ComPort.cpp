@@ -20,6 +20,7 @@
 #include "EcrComm/CommChannels/Linux/HighResolutionTimer.h"
 #include "EcrComm/IoStatistics.h"
 #include "Exceptions.h"
+#include "Format.h"
 #include "IniFile.h"
 #include "Interrupt.h"
 #include "Logging.h"
@@ -85,7 +86,7 @@ void ComPort::Open() {
     const std::string tty = AppConfig::GetParameter("TTY", "");
     if (tty.empty()) throw new ConfigurationException("Bad or missing tty name");
     const std::string path = "/dev/" + tty;
-    LogMsg(LogType_Debug, "Opening serial port " + path, true);
+    LogMsg(LogType_Debug, "Opening serial port " + Printable(path), true);
     const int waitTime = AppConfig::GetParameter("PortWaitTime", defaultPortWaitTime);
     const long long deadline = GetTimeMs() + waitTime * 1'000'000'000LL;
     while (!OpenAndLock(path)) {
