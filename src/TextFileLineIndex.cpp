@@ -91,6 +91,7 @@ bool TextFileLineIndex::IsSorted() const {
                           [](const FileLine& a, const FileLine& b) { return a.lineKey < b.lineKey; });
 }
 
+// NOLINTNEXTLINE(misc-no-recursion): its depth is bounded, see below
 void TextFileLineIndex::SortRange(int first, int last) {
     while (first < last) {
         CheckInterrupt();
