@@ -11,7 +11,7 @@
 /**
  * A session's traffic as text, one block of bytes a line:
  *
- *     0.012345 < 02 00 01 03 00 03 01 02 09 0b 03
+ *     0.012345 < 02 00 0b 10 a3 00 10 a3 01 10 a2 08 1a 03
  *         <- frame v3 #0: request: read section 3
  *     0.012391 > 06
  *     0.020114 hung up
