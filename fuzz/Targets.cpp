@@ -5,17 +5,31 @@
 #include <algorithm>
 #include <cstdio>
 #include <cstdlib>
+#include <nlohmann/json.hpp>
+#include <optional>
+#include <set>
 
 #include "AppConfig.h"
+#include "CheckOptions.h"
+#include "CommandLine.h"
 #include "CsvFile.h"
 #include "DataConverter.h"
+#include "Decoder.h"
 #include "Defaults.h"
 #include "Diagnosis.h"
+#include "EcrComm/CommChannels/Linux/LineSettings.h"
 #include "FileErrors.h"
 #include "Fix.h"
+#include "Json.h"
+#include "LineOptions.h"
+#include "Options.h"
+#include "Recording.h"
+#include "SettingDiagnosis.h"
+#include "Settings.h"
 #include "Support.h"
 #include "TableDiagnosis.h"
 #include "TextFile.h"
+#include "Tools.h"
 
 namespace {
 
@@ -146,16 +160,184 @@ void Sheet(Bytes& content) {
     DiagnoseFile(lines, (options & 4) != 0);
 }
 
+void RequireFailure(const std::unique_ptr<Exception>& failure, ReturnCode status) {
+    Require(!failure || failure->GetReturnCode() == status, "it fails only as it says it may");
+}
+
+void RequirePrintable(const std::string& text) {
+    Require(Printable(text) == text, "what is shown has no control character");
+}
+
+/** What happens on a line after a pause: something passes, or nothing and the tool hangs up. */
+struct LineEvent {
+    Time pause;
+    bool isFromTool;
+    Bytes bytes;
+};
+
+/** Takes a byte for pause and direction, one for the count of bytes, and these. */
+LineEvent TakeEvent(Bytes& input) {
+    const byte head = TakeByte(input);
+    const auto end =
+        input.begin() + std::min<std::ptrdiff_t>(TakeByte(input), std::distance(input.begin(), input.end()));
+    LineEvent event{Time{head / 2} * (head / 2) * 500, head % 2 != 0, {input.begin(), end}};
+    input.erase(input.begin(), end);
+    return event;
+}
+
+/** Any file is a recording or refused as none; a tool that does anything departs from it or is answered. */
+void ReplayOf(Bytes& input) {
+    constexpr byte endOfFile = 0xFF;  // events on the line are behind it
+    const auto end = std::find(input.begin(), input.end(), endOfFile);
+    const auto size = static_cast<size_t>(std::distance(input.begin(), end));
+    std::optional<Replay> replay;
+    RequireFailure(Catch([&] { replay.emplace(Scratch({input.begin(), end})); }), ReturnCode_FileIoError);
+    input.erase(input.begin(), end == input.end() ? end : end + 1);
+    Time now = 0;
+    size_t count = 0;
+    for (bool isFollowed = replay.has_value(); isFollowed && !input.empty();) {
+        const LineEvent event = TakeEvent(input);
+        const auto departure = Catch([&] {
+            replay->Tick(now += event.pause);
+            Require(replay->GetDeadline() > now, "what is due is done");
+            if (event.bytes.empty()) replay->HangUp();
+            for (const byte value : event.bytes) replay->Receive(value, now);
+        });
+        RequireFailure(departure, ReturnCode_CommunicationError);
+        isFollowed = !departure;
+        count += replay->TakeOutput().size();
+    }
+    Require(count <= size / 2, "no more is sent than the recording holds");
+}
+
+/** Lets an event pass as a tap does. */
+void Pass(const LineEvent& event, Recording& recording, Decoder& decoder, Time now) {
+    if (event.bytes.empty()) {
+        recording.AddHangUp(now);
+        decoder.HangUp();
+    } else if (event.isFromTool) {
+        recording.AddReceived(event.bytes, now);
+        for (const byte value : event.bytes) decoder.ReceiveFromTool(value);
+    } else {
+        recording.AddSent(event.bytes, now);
+        for (const byte value : event.bytes) decoder.ReceiveFromRegister(value);
+    }
+}
+
+/** A line on which anything passes is explained in printable lines, and a session behind it as ever. */
+void RequireExplained(const std::string& path, Decoder& decoder) {
+    decoder.HangUp();
+    for (const byte value : BuildFrame(3, FromHex("0b 03 00 03 01 02"), 0)) decoder.ReceiveFromTool(value);
+    std::istringstream text(ReadText(path));
+    std::string last;
+    for (std::string line; std::getline(text, line); last = line) RequirePrintable(line);
+    Require(last == "    <- frame v3 #0: request: read section 3", "a frame is understood behind any others");
+}
+
+/** What a recording sends to a tool that does the same again, but waits for answers only before it hangs up.
+ */
+Bytes SentAgain(const std::string& path, const std::vector<LineEvent>& events) {
+    Replay replay(path);
+    Time now = 0;
+    const auto wait = [&] {
+        while (replay.GetDeadline() != never) replay.Tick(now = std::max(now, replay.GetDeadline()));
+    };
+    for (const LineEvent& event : events) {
+        if (event.bytes.empty()) {
+            wait();
+            replay.HangUp();
+        }
+        for (const byte value : event.isFromTool ? event.bytes : Bytes()) replay.Receive(value, now);
+    }
+    wait();
+    return replay.TakeOutput();
+}
+
+/** A tapped line on which anything passes is explained, and its recording replays. */
+void Tapped(Bytes& input) {
+    const std::string path = Scratch({});
+    Recording recording(path, true);
+    const Trace trace(TraceForm::None, &recording);
+    Decoder decoder(trace);
+    std::vector<LineEvent> events;
+    Bytes sent;
+    Time now = 0;
+    while (!input.empty()) {
+        const LineEvent& event = events.emplace_back(TakeEvent(input));
+        now += event.pause;
+        Pass(event, recording, decoder, now);
+        if (!event.isFromTool) sent.insert(sent.end(), event.bytes.begin(), event.bytes.end());
+    }
+    RequireExplained(path, decoder);
+    Require(events.empty() || SentAgain(path, events) == sent, "a recording is replayed as it was");
+}
+
+/** An INI file, and the words of a command line: what they say is taken, refused or warned of. */
+void SettingsOf(Bytes& input) {
+    std::istringstream parts({input.begin(), input.end()});
+    std::string ini;
+    std::getline(parts, ini, '\xFF');
+    std::vector<std::string> words{"tavo"};
+    for (std::string word; std::getline(parts, word, '\xFF');) words.push_back(word);
+    words.push_back("/ConfigFilePath=" + Scratch({ini.begin(), ini.end()}));
+    std::vector<char*> argv;
+    argv.reserve(words.size());
+    for (std::string& word : words) argv.push_back(word.data());
+    const auto argc = static_cast<int>(argv.size());
+    RequireFailure(Catch([&] { ParseOptions(argc - 1, argv.data()); }), ReturnCode_CmdLineError);
+    const std::function<void()> steps[] = {[&] { ParseCheckOptions(argc - 1, argv.data()); },
+                                           [&] { ParseLineOptions(argc - 1, argv.data()); },
+                                           [&] { CollectParameters(argc, argv.data()); }};
+    for (const auto& step : steps) {
+        const auto failure = Catch(step);
+        RequireFailure(failure, ReturnCode_CmdLineError);
+        if (failure) RequirePrintable(failure->GetDisplayMessage());
+    }
+    LoadSettingsOf(argc, argv.data());
+    for (const std::string& warning : DiagnoseSettings()) RequirePrintable(warning);
+    for (const std::string& name : AppConfig::GetEcrNames())
+        Require(ini.find(name) != std::string::npos, "a register is one of the file");
+    const LineSettings line = ParseLineSettings(AppConfig::GetParameter("ComSettings", ""));
+    RequireFailure(Catch([&] { MakeTermios(line); }), ReturnCode_SystemError);
+}
+
+/** Any text is a string that a parser reads back. */
+void JsonText(Bytes& input) {
+    const std::string text(input.begin(), input.end());
+    std::string expected;  // a byte that is no UTF-8 counts as the character of its number
+    for (size_t i = 0, length; i < text.size(); i += std::max<size_t>(length, 1)) {
+        length = Utf8Length(text, i);
+        const auto value = static_cast<byte>(text[i]);
+        expected += length > 0 ? text.substr(i, length)
+                               : std::string{static_cast<char>(0xC0 | value >> 6),
+                                             static_cast<char>(0x80 | (value & 0x3F))};
+    }
+    const std::string json = JsonObject().AddJson("texts", JsonArrayOfTexts({text})).GetText();
+    RequirePrintable(json);
+    Require(nlohmann::json::parse(json)["texts"][0] == expected, "a parser reads the text");
+    try {
+        nlohmann::json(text).dump();
+        Require(expected == text, "UTF-8 stays as it is");
+    } catch (const nlohmann::json::type_error&) {
+        Require(expected != text, "what is no UTF-8 is not passed on");
+    }
+}
+
+/** Each has its seeds in the folder of its name below corpus/. */
 constexpr struct {
     const char* name;
     void (*run)(Bytes& input);
-} targets[] = {{"frames", Frames}, {"records", Records}, {"csv", Csv}, {"bitmap", Bitmap}, {"sheet", Sheet}};
+} targets[] = {{"frames", Frames}, {"records", Records},     {"csv", Csv},
+               {"bitmap", Bitmap}, {"sheet", Sheet},         {"replay", ReplayOf},
+               {"tapped", Tapped}, {"settings", SettingsOf}, {"json", JsonText}};
 
 void Run(const std::string& target, Bytes input) {
     AppConfig::Clear();
     FileErrors::Reset();
-    for (const auto& entry : targets)
-        if (target == entry.name) entry.run(input);
+    const auto* const found = std::find_if(std::begin(targets), std::end(targets),
+                                           [&](const auto& entry) { return target == entry.name; });
+    Require(found != std::end(targets), "there is such a target");
+    found->run(input);
 }
 
 /** The code reports to standard output, thousands of times a second here; the fuzzer uses the other one. */
@@ -171,14 +353,17 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
 #else
 int main() {
     size_t count = 0;
+    std::set<std::string> seeded;
     for (const auto& entry : std::filesystem::recursive_directory_iterator(FUZZ_CORPUS)) {
         if (!entry.is_regular_file()) continue;
         std::fprintf(stderr, "%s\n", entry.path().c_str());
         const std::string content = ReadText(entry.path());
-        Run(entry.path().parent_path().filename(), Bytes(content.begin(), content.end()));
+        const std::string target = entry.path().parent_path().filename();
+        Run(target, Bytes(content.begin(), content.end()));
+        seeded.insert(target);
         count++;
     }
     std::fprintf(stderr, "%zu inputs replayed\n", count);
-    return count > 0 ? 0 : 1;
+    return seeded.size() == std::size(targets) ? 0 : 1;
 }
 #endif
