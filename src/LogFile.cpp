@@ -74,8 +74,8 @@ mode_t MaskFor(const std::string& path, mode_t mask) {
 
 /**
  * Makes the last level of a folder, as shared as the one that it is in; another run may make it at the same
- * moment. It is not sticky: the user who rotates the logs is another one. Nothing sets the setgid bit here, which a unit's sandbox may forbid: a folder has it from the one
- * that it is in.
+ * moment. It is not sticky: the user who rotates the logs is another one. Nothing sets the setgid bit here,
+ * which a unit's sandbox may forbid: a folder has it from the one that it is in.
  */
 bool MakeFolder(const std::string& path) {
     const mode_t rights = RightsOfSharedFolder(Path::GetDirectoryName(TrimRight(path, "/")));
@@ -108,12 +108,13 @@ std::string TargetOfOwnLink(const std::string& path) {
 }
 
 /**
- * Opens a log, makes it if it is missing: never waits, and follows no link of another user's, who may write
- * the folder. The creation is a call of its own, as some systems let nobody "create" another user's file in a
- * sticky folder. -1 when it cannot be opened.
+ * Opens a log, makes it if it is missing: waits for no other side, and follows no link of another user's, who
+ * may write the folder. The creation is a call of its own, as some systems let nobody "create" another user's
+ * file in a sticky folder. -1 when it cannot be opened.
  */
 int OpenWithoutFollowing(std::string path) {
     constexpr int maxTries = 8;  // links one after another, and other runs that make or delete the log
+    const timespec pause{0, 3'000'000};
     constexpr int flags = O_APPEND | O_NOFOLLOW | O_NONBLOCK | O_NOCTTY | O_CLOEXEC;
     for (int i = 0; i < maxTries && !path.empty(); i++) {
         int file = open(path.c_str(), flags | O_RDWR);
@@ -122,6 +123,8 @@ int OpenWithoutFollowing(std::string path) {
         if (file != -1) return file;
         if (errno == ELOOP)
             path = TargetOfOwnLink(path);
+        else if (errno == EACCES)
+            nanosleep(&pause, nullptr);  // whoever makes it anew may not have given it its rights yet
         else if (errno != EEXIST)
             break;
     }

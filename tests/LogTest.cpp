@@ -143,3 +143,13 @@ TEST_F(LogTest, FollowsNoLinkOfAnotherUserAndTakesOnlyAPlainFile) {
     AppConfig::SetParameter("LogFilePath", folder / "a/b", false);
     EXPECT_EQ(FailureOf(StartLogging).find("50 Log file directory create failed"), 0u);
 }
+
+TEST_F(LogTest, WaitsForTheRightsOfALogThatIsBeingMadeAnew) {
+    if (geteuid() != 0) GTEST_SKIP() << "only root can be another user";
+    WriteText(standard, "");
+    EXPECT_EQ(chmod((folder / "").c_str(), 0755) + chmod(standard.c_str(), 0600), 0);
+    EXPECT_EQ(system(("(sleep 0.005; chmod 0666 " + standard + ") &").c_str()) + seteuid(65534), 0);
+    LogFile log;
+    EXPECT_EQ(FailureOf([&] { log.Open(standard); }), "");
+    EXPECT_EQ(seteuid(0), 0);
+}
