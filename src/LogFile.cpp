@@ -114,7 +114,7 @@ std::string TargetOfOwnLink(const std::string& path) {
  */
 int OpenWithoutFollowing(std::string path) {
     constexpr int maxTries = 8;  // links one after another, and other runs that make or delete the log
-    const timespec pause{0, 3'000'000};
+    const timespec pause{0, 25'000'000};
     constexpr int flags = O_APPEND | O_NOFOLLOW | O_NONBLOCK | O_NOCTTY | O_CLOEXEC;
     for (int i = 0; i < maxTries && !path.empty(); i++) {
         int file = open(path.c_str(), flags | O_RDWR);
