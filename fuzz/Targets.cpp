@@ -1,13 +1,10 @@
-// The targets: each takes any input apart, lets the product have it and ends the process when a property of
-// it does not hold. FUZZ_TARGET chooses one for libFuzzer; without it the program runs the seed corpus
-// through all.
+#include "Targets.h"
 
 #include <algorithm>
 #include <cstdio>
 #include <cstdlib>
 #include <nlohmann/json.hpp>
 #include <optional>
-#include <set>
 
 #include "AppConfig.h"
 #include "CheckOptions.h"
@@ -26,7 +23,6 @@
 #include "Recording.h"
 #include "SettingDiagnosis.h"
 #include "Settings.h"
-#include "Support.h"
 #include "TableDiagnosis.h"
 #include "TextFile.h"
 #include "Tools.h"
@@ -331,39 +327,18 @@ constexpr struct {
                {"bitmap", Bitmap}, {"sheet", Sheet},         {"replay", ReplayOf},
                {"tapped", Tapped}, {"settings", SettingsOf}, {"json", JsonText}};
 
-void Run(const std::string& target, Bytes input) {
-    AppConfig::Clear();
-    FileErrors::Reset();
-    const auto* const found = std::find_if(std::begin(targets), std::end(targets),
-                                           [&](const auto& entry) { return target == entry.name; });
-    Require(found != std::end(targets), "there is such a target");
-    found->run(input);
-}
-
 /** The code reports to standard output, thousands of times a second here; the fuzzer uses the other one. */
 const FILE* const silencedOutput = std::freopen("/dev/null", "w", stdout);
 
 }  // namespace
 
-#ifdef FUZZ_TARGET
-extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
-    Run(FUZZ_TARGET, Bytes(data, data + size));
-    return 0;
+void RunTarget(const std::string& name, Bytes input) {
+    AppConfig::Clear();
+    FileErrors::Reset();
+    const auto* const found = std::find_if(std::begin(targets), std::end(targets),
+                                           [&](const auto& entry) { return name == entry.name; });
+    Require(found != std::end(targets), "there is such a target");
+    found->run(input);
 }
-#else
-int main() {
-    size_t count = 0;
-    std::set<std::string> seeded;
-    for (const auto& entry : std::filesystem::recursive_directory_iterator(FUZZ_CORPUS)) {
-        if (!entry.is_regular_file()) continue;
-        std::fprintf(stderr, "%s\n", entry.path().c_str());
-        const std::string content = ReadText(entry.path());
-        const std::string target = entry.path().parent_path().filename();
-        Run(target, Bytes(content.begin(), content.end()));
-        seeded.insert(target);
-        count++;
-    }
-    std::fprintf(stderr, "%zu inputs replayed\n", count);
-    return seeded.size() == std::size(targets) ? 0 : 1;
-}
-#endif
+
+size_t GetTargetCount() { return std::size(targets); }
