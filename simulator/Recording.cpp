@@ -124,7 +124,7 @@ bool Replay::Take(byte value, Time now) {
         if (!IsNext(Kind::Received)) ThrowDeparture(Format("it sends %02x", value));
         const Entry& entry = m_entries[m_next];
         expected = entry.bytes[m_taken];
-        if (expected == hiddenBytes && value != ETX) return true;
+        if (expected == hiddenBytes && value != STX && value != ETX) return true;
         if (expected != hiddenBytes && expected != value)
             ThrowDeparture(
                 Format("byte %zu is %02x, not %02x", m_taken + 1, value, static_cast<unsigned>(expected)));
@@ -153,6 +153,8 @@ std::vector<byte> Replay::TakeOutput() {
 }
 
 void Replay::HangUp() {
+    while (IsNext(Kind::Received) && m_entries[m_next].bytes[m_taken] == hiddenBytes)
+        if (++m_taken == m_entries[m_next].bytes.size()) Advance(0);
     // A recording does not have every one: a tool that is back at once was not missed, and its next session
     // may begin in the middle of a line.
     const bool isBetweenSessions = IsNext(Kind::Received) && m_entries[m_next].bytes[m_taken] == STX;

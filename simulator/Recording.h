@@ -68,12 +68,13 @@ private:
         Kind kind;
         std::vector<int> bytes;  // or hiddenBytes
     };
-    static constexpr int hiddenBytes = -1;  // any number of any bytes but ETX
+    static constexpr int hiddenBytes = -1;  // any number of any bytes but STX and ETX
 
     bool ParseLine(const std::string& text, Entry& entry) const;
     bool IsNext(Kind kind) const { return m_next < m_entries.size() && m_entries[m_next].kind == kind; }
     void Advance(Time now);
-    /** False where an answer is to be given first. ETX ends what is hidden and is the byte behind it, too. */
+    /** False where an answer is to be given first. STX and ETX end what is hidden and are the byte behind it,
+     * too. */
     bool Take(byte value, Time now);
     void TakeEarly(Time now);
     [[noreturn]] void ThrowDeparture(const std::string& what) const;

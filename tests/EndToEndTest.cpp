@@ -225,6 +225,17 @@ TEST_F(EndToEndTest, ShowsNoControlCharacterOfANameOrAnOption) {
     shown({ECRSIM_PROGRAM, "--tty", ".." + folder / (odd + "tty")});
 }
 
+TEST_F(EndToEndTest, ReplaysAPasswordThatWasCutShort) {
+    for (const auto& [recording, sent] :
+         {std::pair("0 < 02 0e **\n0 hung up\n", "02 0e 61 62"),
+          {"0 < 02 0e ** 02 0e ** 03\n0 hung up\n", "02 0e 61 02 0e 61 62 03"}}) {
+        Replay replay(File("cut.txt", recording));
+        for (const byte value : FromHex(sent)) replay.Receive(value, 0);
+        replay.HangUp();
+        EXPECT_TRUE(replay.IsDone());
+    }
+}
+
 TEST_F(EndToEndTest, ReplaysARecordingOfAnyLength) {
     constexpr size_t count = 100'000;
     std::string hidden;
