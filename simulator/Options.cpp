@@ -7,7 +7,6 @@
 #include "EcrComm/CommChannels/FrameVersion.h"
 #include "EcrComm/CommChannels/Linux/LineSettings.h"
 #include "Exceptions.h"
-#include "Format.h"
 
 namespace {
 
