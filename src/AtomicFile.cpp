@@ -40,7 +40,8 @@ mode_t GetRightsLike(const struct stat& former) {
 }
 
 void RemoveLeftovers(const std::string& neighbour) {
-    const time_t yesterday = std::time(nullptr) - 24 * 3600;
+    constexpr time_t day = 24L * 3600;
+    const time_t yesterday = std::time(nullptr) - day;
     const std::string folder = GetFolderOf(neighbour);
     const std::unique_ptr<DIR, int (*)(DIR*)> list(opendir(folder.empty() ? "." : folder.c_str()), closedir);
     while (const dirent* entry = list ? readdir(list.get()) : nullptr) {

@@ -107,8 +107,8 @@ TEST_F(SharedFolderTest, RemovesWhatItsKilledRunsHaveLeftAndNothingElse) {
 
 TEST_F(SharedFolderTest, KeepsARecordingToItself) {
     Plant("own", 0, 0666);
-    Recording(folder / "own", true);
-    Recording(folder / "new", true);
+    const Recording overwritten(folder / "own", true);
+    const Recording made(folder / "new", true);
     EXPECT_EQ(ModeOf("own"), S_IFREG | 0600u);
     EXPECT_EQ(ModeOf("new"), S_IFREG | 0600u);
     Plant("planted", stranger, 0666);
