@@ -87,9 +87,10 @@ inline constexpr Setting settings[] = {
      "ends the wait for a line that breaks off in the middle of an answer, or that does not take what is "
      "sent; 0: never ends it. 2000 suits a script"},
     {"LineQuietTime", SettingPlace_Any, SettingKind_Number, defaultLineQuietTime, 0, maxWaitTime, "", "ms",
-     "for lines that are late: once a frame was lost or repeated, time that the line must be quiet before "
-     "the end of the data is sent, and before the port is closed, there also behind an only answer; 0: not "
-     "waited for. Where ComStallMaxTime is not set, it has this value"},
+     "time that the line must be quiet before a run sends its first byte, where anything was written to the "
+     "port within the last half minute, and, once a frame was lost or repeated, before the end of the data "
+     "is sent and before the port is closed; 0: not waited for. Where ComStallMaxTime is not set, it has "
+     "this value"},
     {"PortWaitTime", SettingPlace_Any, SettingKind_Number, defaultPortWaitTime, 0, INT_MAX, "", "s",
      "time to wait for another run to let the port go, before the status is 16"},
     {"ResultFile", SettingPlace_Any, SettingKind_Text, 0, 0, 0, "", "",

@@ -108,3 +108,15 @@ TEST_F(ComPortTest, LeavesTheDeviceOpenWhenFreedThroughTheInterfaceAndOpensItAga
     AppConfig::SetParameter("SkipInstanceChecking", "1", false);
     EXPECT_EQ(FailureOf([&] { port.Open(); }), "");  // set up just so already
 }
+
+TEST_F(ComPortTest, KnowsWhetherAnybodyHasWrittenToTheDeviceLately) {
+    port.Open();
+    EXPECT_TRUE(port.WasUsedWithin(20));  // it has just been made
+    const timespec longAgo[] = {{1'000'000'000, 0}, {1'000'000'000, 0}};
+    EXPECT_EQ(utimensat(AT_FDCWD, ("/dev/" + terminal.Tty()).c_str(), longAgo, 0), 0);
+    EXPECT_FALSE(port.WasUsedWithin(20));
+    const Process writer({"/bin/sh", "-c", "printf x > /dev/" + terminal.Tty()});
+    const auto end = std::chrono::steady_clock::now() + std::chrono::seconds(10);
+    while (!port.WasUsedWithin(20) && std::chrono::steady_clock::now() < end) std::this_thread::yield();
+    EXPECT_TRUE(port.WasUsedWithin(20));
+}

@@ -93,12 +93,13 @@ TEST_F(ConfigTest, TheReadmeShowsTheTablesOfTheCode) {
     }
 }
 
-TEST_F(ConfigTest, TheInstalledIniFileShowsEverySettingAndChangesTwoOnly) {
+TEST_F(ConfigTest, TheInstalledIniFileShowsEverySettingAndChangesFewOnly) {
     Load(FillTemplate(ReadText(SOURCE_FOLDER "/packaging/TAVO.ini.in")));
     for (const Setting& setting : settings) {
         const std::string name = setting.name;
         const std::string set = name == "ConfigFilePath"    ? path
                                 : name == "ComStallMaxTime" ? "2000"
+                                : name == "LineQuietTime"   ? "2500"
                                 : name == "Progress"        ? "2"
                                                             : "";
         EXPECT_EQ(AppConfig::GetParameter(name, ""), set);

@@ -10,7 +10,9 @@
 #include "Driver.h"
 #include "EcrComm/CommBase.h"
 #include "EcrComm/CommChannel.h"
+#include "EcrComm/CommChannels/Compatibility/TcFrameSeqNo.h"
 #include "EcrComm/CommChannels/PortWithTC.h"
+#include "EcrComm/CommChannels/TcFrameBytes.h"
 #include "FileErrors.h"
 #include "Link.h"
 #include "Output.h"
@@ -26,6 +28,9 @@ using Path = const std::string&;
 inline constexpr Time stallMaxTime = 1'500'000;  // as "ComStallMaxTime" of 1500 ms
 inline constexpr Time endOfTime = 3600'000'000;  // an hour: no session takes that long unless it hangs
 
+/** The end of a run that closes nothing. */
+struct Killed {};
+
 /**
  * A serial line to the simulated register's Link, in virtual time: a wait moves the clock, nothing sleeps.
  * Every block that either side sends passes through `carry`, where a test puts the line's faults.
@@ -37,22 +42,43 @@ public:
     VirtualLine(Link& link, Carry carry) : m_link(link), m_carry(std::move(carry)) {}
 
     bool Write(const byte* data, unsigned int size) override {
+        m_lastWrite = m_now;
         Send(m_toEcr, {data, data + size});
         return true;
     }
     /** What was on its way is discarded, and a line that was dead works again. */
     void Open() override {
         input.clear();
-        m_toPc.Clear();
+        if (!m_isLasting) m_toPc.Clear();
         m_isHungUp = false;
+    }
+    bool WasUsedWithin(int seconds) const override {
+        return m_now - m_lastWrite <= Time{seconds} * 1'000'000;
     }
     /** The line goes dead: nothing arrives any more. */
     void HangUp() { m_isHungUp = true; }
+    /** From now on what is under way survives the end of a run, as on a real line. */
+    void Last() { m_isLasting = true; }
+    /** The run dies behind the block that is carried. */
+    void Kill() { m_isToBeKilled = true; }
+    /** Bytes come from nowhere after a time. */
+    void Arrive(const Bytes& bytes, Time after) {
+        m_toPc.Push(FaultyLine({}, 0).Carry(bytes), m_now + after);
+    }
+    Time GetTime() const { return m_now; }
+    /** Time goes by, and nobody reads. */
+    void Pass(Time time) {
+        WaitUntil(m_now + time, false);
+        input.clear();
+    }
 
 private:
     bool HasInput(bool isFirst) override {
-        const Time deadline = m_now + (isFirst ? Time{timeoutMs} * 1000 : stallMaxTime);
-        while (!m_isHungUp && input.empty() && m_now < deadline) {
+        WaitUntil(m_now + (isFirst ? Time{timeoutMs} * 1000 : stallMaxTime), true);
+        return !m_isHungUp && !input.empty();
+    }
+    void WaitUntil(Time deadline, bool isForInput) {
+        while (!m_isHungUp && !(isForInput && !input.empty()) && m_now < deadline) {
             const Time next = std::min({m_toPc.GetDeadline(), m_toEcr.GetDeadline(), m_link.GetDeadline()});
             m_now = std::max(m_now, std::min(next, deadline));
             if (m_now > endOfTime) throw new InternalException("the session hangs", 0);
@@ -61,12 +87,12 @@ private:
             Send(m_toPc, m_link.TakeOutput());
             for (const byte value : m_toPc.TakeDue(m_now)) input.push_back(value);
         }
-        return !m_isHungUp && !input.empty();
     }
     void Send(PacedBytes& wire, const Bytes& block) {
         if (block.empty()) return;
         const std::vector<CarriedByte> carried = m_carry(*this, block);
         if (!m_isHungUp) wire.Push(carried, m_now);
+        if (std::exchange(m_isToBeKilled, false)) throw Killed();
     }
 
     Link& m_link;
@@ -74,8 +100,60 @@ private:
     PacedBytes m_toEcr{38400};
     PacedBytes m_toPc{38400};
     Time m_now = 0;
+    Time m_lastWrite = -endOfTime;
     bool m_isHungUp = false;
+    bool m_isLasting = false;
+    bool m_isToBeKilled = false;
 };
+
+/** The payload of a frame of any version, behind an acknowledgement or not; empty for a bad one. */
+inline Bytes PayloadOf(const Bytes& block, int version, byte& seqNo) {
+    const bool isBehindAck = !block.empty() && block.front() == ACK;
+    return ParseFrame(version, Bytes(block.begin() + (isBehindAck ? 1 : 0), block.end()), seqNo);
+}
+
+/** Whether what arrived of a block passes for another frame: no receiver can see that. */
+inline bool IsBlind(const Bytes& sent, const std::vector<CarriedByte>& arrived, int version) {
+    Bytes block;
+    for (const CarriedByte& carried : arrived) block.push_back(carried.value);
+    byte seqNo = 0;
+    const Bytes payload = PayloadOf(block, version, seqNo);
+    return !payload.empty() && payload != PayloadOf(sent, version, seqNo);
+}
+
+/** The frame with another sequence number and the check bytes for it. */
+inline Bytes Renumbered(const Bytes& block, int version) {
+    byte seqNo = 0;
+    const Bytes payload = PayloadOf(block, version, seqNo);
+    if (payload.empty() || !GetFrameVersion(version).isNumbered) return block;
+    Bytes frame = BuildFrame(version, payload, TcFrameSeqNo::Next(TcFrameSeqNo::Next(seqNo)));
+    if (block.front() == ACK) frame.insert(frame.begin(), ACK);
+    return frame;
+}
+
+/** The faults of the matrix: those of a byte, and these. */
+enum { NakTwice = faultCount, WrongNumber, HangUp, matrixFaultCount };
+inline constexpr const char* moreFaultNames[] = {"NAK twice", "wrong number", "hang-up"};
+
+/** A line with one fault, at a byte counted over both directions; `carried` counts the bytes sent. */
+inline VirtualLine::Carry OneFault(size_t fault, size_t position, int version, size_t& carried) {
+    carried = 0;
+    return [=, &carried, naks = 0](VirtualLine& line, const Bytes& sent) mutable {
+        const size_t start = std::exchange(carried, carried + sent.size());
+        const bool isHere = position >= start && position < carried;
+        if (fault == HangUp && position < carried) line.HangUp();
+        Bytes block = fault == WrongNumber && isHere ? Renumbered(sent, version) : sent;
+        if (fault == NakTwice && start >= position && block[0] == ACK && naks++ < 2) block[0] = NAK;
+        std::vector<CarriedByte> arriving;
+        for (const byte value : block) arriving.push_back({value, false});
+        if (!isHere || fault >= faultCount) return arriving;
+        const auto at = arriving.begin() + static_cast<std::ptrdiff_t>(position - start);
+        const std::vector<CarriedByte> instead = ApplyFault(static_cast<Fault>(fault), at->value);
+        const bool isCut = static_cast<Fault>(fault) == Fault::Truncate;
+        arriving.insert(arriving.erase(at, isCut ? arriving.end() : at + 1), instead.begin(), instead.end());
+        return arriving;
+    };
+}
 
 struct Operation {
     const char* name;

@@ -9,55 +9,6 @@
 
 namespace {
 
-/** The payload of a frame of any version, behind an acknowledgement or not; empty for a bad one. */
-Bytes PayloadOf(const Bytes& block, int version, byte& seqNo) {
-    const bool isBehindAck = !block.empty() && block.front() == ACK;
-    return ParseFrame(version, Bytes(block.begin() + (isBehindAck ? 1 : 0), block.end()), seqNo);
-}
-
-/** Whether what arrived of a block passes for another frame: no receiver can see that. */
-bool IsBlind(const Bytes& sent, const std::vector<CarriedByte>& arrived, int version) {
-    Bytes block;
-    for (const CarriedByte& carried : arrived) block.push_back(carried.value);
-    byte seqNo = 0;
-    const Bytes payload = PayloadOf(block, version, seqNo);
-    return !payload.empty() && payload != PayloadOf(sent, version, seqNo);
-}
-
-/** The frame with another sequence number and the check bytes for it. */
-Bytes Renumbered(const Bytes& block, int version) {
-    byte seqNo = 0;
-    const Bytes payload = PayloadOf(block, version, seqNo);
-    if (payload.empty() || !GetFrameVersion(version).isNumbered) return block;
-    Bytes frame = BuildFrame(version, payload, TcFrameSeqNo::Next(TcFrameSeqNo::Next(seqNo)));
-    if (block.front() == ACK) frame.insert(frame.begin(), ACK);
-    return frame;
-}
-
-/** The faults of the matrix: those of a byte, and these. */
-enum { NakTwice = faultCount, WrongNumber, HangUp, matrixFaultCount };
-constexpr const char* moreFaultNames[] = {"NAK twice", "wrong number", "hang-up"};
-
-/** A line with one fault, at a byte counted over both directions; `carried` counts the bytes sent. */
-VirtualLine::Carry OneFault(size_t fault, size_t position, int version, size_t& carried) {
-    carried = 0;
-    return [=, &carried, naks = 0](VirtualLine& line, const Bytes& sent) mutable {
-        const size_t start = std::exchange(carried, carried + sent.size());
-        const bool isHere = position >= start && position < carried;
-        if (fault == HangUp && position < carried) line.HangUp();
-        Bytes block = fault == WrongNumber && isHere ? Renumbered(sent, version) : sent;
-        if (fault == NakTwice && start >= position && block[0] == ACK && naks++ < 2) block[0] = NAK;
-        std::vector<CarriedByte> arriving;
-        for (const byte value : block) arriving.push_back({value, false});
-        if (!isHere || fault >= faultCount) return arriving;
-        const auto at = arriving.begin() + static_cast<std::ptrdiff_t>(position - start);
-        const std::vector<CarriedByte> instead = ApplyFault(static_cast<Fault>(fault), at->value);
-        const bool isCut = static_cast<Fault>(fault) == Fault::Truncate;
-        arriving.insert(arriving.erase(at, isCut ? arriving.end() : at + 1), instead.begin(), instead.end());
-        return arriving;
-    };
-}
-
 /** What others do to a file while a run works with it. */
 constexpr struct {
     const char* name;

@@ -29,6 +29,8 @@ public:
     virtual unsigned int ReadUnknownSize(byte* data, unsigned int size, byte endByte) = 0;
     /** Drops what is still under way from the other side; false when that does not end. */
     virtual bool Settle() { return true; }
+    /** Whether anything was sent within the last so many seconds, by any run; true where nobody can tell. */
+    virtual bool WasUsedWithin(int) const { return true; }
 
 protected:
     ~ICommChannel() = default;

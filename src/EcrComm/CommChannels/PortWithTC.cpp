@@ -18,6 +18,7 @@
 namespace {
 
 constexpr byte firstReceivedSeqNo = 32;
+constexpr int ecrPatienceTime = 20;  // s, for which an ECR goes on sending what nobody acknowledges
 
 ChannelOwner CreateRawChannel(CommChannelType type) {
     if (type == CommChannel_SerialPortWithTC) return ComPort::Create();
@@ -41,15 +42,16 @@ void PortWithTC::Open() {
     m_retryCount = AppConfig::GetParameter("SerialProtocolRetryCount", defaultRetryCount);
     m_responseTimeoutMs = AppConfig::GetParameter("SerialProtocolResponseMaxTime", defaultResponseTimeoutMs);
     m_quietTimeMs = AppConfig::GetParameter("LineQuietTime", defaultLineQuietTime);
-    m_hasFault = false;
-    IoStatistics::UnnumberedFaults = 0;
     RestartSequence();
     m_lastRcvFrameBytesTotal = m_lastRcvFrameBytesRead = 0;
+    // the answers and acknowledgements of an earlier session would pass for those of this one
+    m_hasFault = m_quietTimeMs > 0 && m_pCommunicationChannel->WasUsedWithin(ecrPatienceTime);
+    const bool isQuiet = Settle();
+    IoStatistics::UnnumberedFaults = 0;
+    if (!isQuiet) throw new CommunicationException("Garbage received");
 }
 
 void PortWithTC::Close() {
-    // of a session's only answer the ECR may have sent copies that nothing behind them has told of
-    if (m_nextRcvFrameSeqNo == TcFrameSeqNo::Next(firstReceivedSeqNo)) m_hasFault = true;
     try {
         Settle();
     } catch (Exception* e) {
@@ -70,12 +72,27 @@ bool PortWithTC::Settle() {
     bool isQuiet = false;
     while (!isQuiet && GetTimeMs() < deadline) {
         isQuiet = !m_pCommunicationChannel->Read(m_rcvFrameBuf, 1);
-        if (!isQuiet && m_rcvFrameBuf[0] == STX) ReadFrame(1);
+        if (!isQuiet && m_rcvFrameBuf[0] == STX) DropFrame();
     }
     SetReadTimeout(savedTimeoutMs);
     m_lastRcvFrameBytesTotal = m_lastRcvFrameBytesRead = 0;
     m_hasFault = false;
     return isQuiet;
+}
+
+void PortWithTC::DropFrame() {
+    IoStatistics::RepeatedFrames++;
+    const unsigned int received =
+        m_pCommunicationChannel->ReadUnknownSize(m_rcvFrameBuf + 1, sizeof m_rcvFrameBuf - 1, ETX);
+    const bool isGood =
+        std::any_of(std::begin(frameVersions), std::end(frameVersions), [&](const FrameVersion& v) {
+            byte seqNo = 0;
+            byte payload[commIoBufferSize];
+            return v.parse(m_rcvFrameBuf, static_cast<uint16_t>(received + 1), seqNo, payload,
+                           sizeof payload) > 0;
+        });
+    const byte answer = isGood ? ACK : NAK;
+    m_pCommunicationChannel->Write(&answer, 1);
 }
 
 void PortWithTC::SetReadTimeout(unsigned int ms) { m_pCommunicationChannel->SetReadTimeout(ms); }

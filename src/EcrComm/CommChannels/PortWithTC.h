@@ -23,9 +23,10 @@ public:
 
     static ChannelOwner Create(CommChannelType type);
 
-    /** Opens the raw channel, reads the settings and restarts the sequence numbers. */
+    /** Opens the raw channel, reads the settings and restarts the sequence numbers. Settles first where an
+     * earlier session may have left something on the line; CommunicationException when that does not end. */
     void Open() override;
-    /** Settles first, also behind a session of one answer, so that nothing late reaches the next session. */
+    /** Settles first. */
     void Close() override;
     void SetReadTimeout(unsigned int ms) override;
     void GetReadTimeout(unsigned int& ms) override;
@@ -36,7 +37,8 @@ public:
     bool WriteDirect(const byte* data, unsigned int size) override;
     unsigned int ReadUnknownSize(byte* data, unsigned int size, byte endByte) override;
     /** Once a frame was lost or repeated: waits until the line has been quiet for "LineQuietTime", at most
-     * ten times as long. Acknowledges the frames that it drops, or the ECR would repeat them. */
+     * ten times as long. Acknowledges the frames that it drops, of whatever version, or the ECR would repeat
+     * them. */
     bool Settle() override;
 
 private:
@@ -46,6 +48,7 @@ private:
 
     bool ReadResponse(byte& response);
     void NoteFault();
+    void DropFrame();
     uint16_t RemoveGarbage(uint16_t bytesInBuffer);
     bool ReadFrame(uint16_t bytesInBuffer);
     bool DeliverPayload(byte* data, unsigned int size);

@@ -131,6 +131,14 @@ bool ComPort::OpenAndLock(const std::string& path) {
     return true;
 }
 
+bool ComPort::WasUsedWithin(int seconds) const {
+    constexpr int timeUnit = 8;  // s; it is up to so much older than the last write
+    struct stat status {};
+    if (fstat(handle, &status) != 0) return true;
+    const time_t age = std::time(nullptr) - status.st_mtime;
+    return age < 0 || age <= seconds + timeUnit;  // below 0: the clock was set back
+}
+
 void ComPort::LowerLatency() {
     serial_struct serial{};
     if (ioctl(handle, TIOCGSERIAL, &serial) != 0 || (serial.flags & lowLatency) != 0) return;

@@ -38,6 +38,9 @@ public:
     bool Write(const byte* data, unsigned int size) override;
     bool WriteDirect(const byte* data, unsigned int size) override;
     unsigned int ReadUnknownSize(byte* data, unsigned int size, byte endByte) override;
+    /** By the time that the kernel notes at the device's file; a device that has just been plugged in counts
+     * as used. */
+    bool WasUsedWithin(int seconds) const override;
 
     /** Line settings ("baud=9600 data=8 stop=1 parity=e") for the next Open; keys left out take their
      * defaults. */
