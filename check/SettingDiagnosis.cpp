@@ -228,6 +228,20 @@ void DiagnoseSum(Warnings& warnings) {
         warnings.Add("", DiagnoseTime("EcrOperationMaxTime and EcrCommMaxTime together", sum));
 }
 
+/** A register that has given a session up takes a repeated frame for a new one. */
+void DiagnosePatience(Warnings& warnings) {
+    const int patience = AppConfig::GetParameter("EcrPatienceTime", defaultEcrPatienceTime);
+    const int attempts = AppConfig::GetParameter("SerialProtocolRetryCount", defaultRetryCount);
+    const int waitTime = AppConfig::GetParameter("SerialProtocolResponseMaxTime", defaultResponseTimeoutMs);
+    const long long lastRepeat = (attempts - 1LL) * waitTime;
+    if (patience <= 0 || lastRepeat < patience) return;
+    warnings.Add(
+        "", Format("SerialProtocolRetryCount and SerialProtocolResponseMaxTime: a frame is sent again for "
+                   "up to %lld ms, but the register keeps a session for %d (EcrPatienceTime): it may do "
+                   "twice what it is asked once",
+                   lastRepeat, patience));
+}
+
 }  // namespace
 
 std::vector<std::string> DiagnoseSettings() {
@@ -237,5 +251,6 @@ std::vector<std::string> DiagnoseSettings() {
     IniFile::VisitLines([&](const IniLine& line) { DiagnoseLine(line, warnings); });
     DiagnoseSections(warnings);
     DiagnoseSum(warnings);
+    DiagnosePatience(warnings);
     return warnings.texts;
 }

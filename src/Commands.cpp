@@ -12,6 +12,7 @@
 #include "DataConverter.h"
 #include "Defaults.h"
 #include "EcrComm/CommBase.h"
+#include "EcrComm/CommChannel.h"
 #include "EcrComm/EcrComm.h"
 #include "EcrComm/IoStatistics.h"
 #include "FileErrors.h"
@@ -208,23 +209,42 @@ void ClearAndSend(int dataType, const std::string& filename) {
     Send(dataType, input, UpdateType_Add);
 }
 
+/** Executes one after another, and keeps why none of them may be repeated. */
+void ExecuteCommands(const std::vector<FiscalCommand>& commands) {
+    unsigned& commandsSent = counts.commandsAcknowledged;
+    const int patienceTime = AppConfig::GetParameter("EcrPatienceTime", defaultEcrPatienceTime);
+    CommChannel_SetRepeatTime(patienceTime);
+    const auto keepReason = [&](const char* ofTheNext) {
+        reasonNotToRepeat =
+            Format("%u command(s) acknowledged by ECR%s, no further attempt", commandsSent, ofTheNext);
+    };
+    for (const FiscalCommand& command : commands) {
+        ShowProgress(Format("Commands sent: %u", commandsSent));
+        // an attempt is a new session, which an ECR does not know for a repeated one
+        if (patienceTime > 0) keepReason(", the next one sent");
+        Fiscal_BeginCommand(command.code, command.data.data(), static_cast<uint16_t>(command.data.size()));
+        keepReason(", the next one received but not answered");
+        Fiscal_EndCommand();
+        commandsSent++;
+        keepReason("");
+    }
+    ShowProgress(Format("Commands sent: %u", commandsSent));
+}
+
 void ExecuteCommandFile(const std::string& filename) {
     AuthorizeSession();
     InputFile input;
     input.OpenCommands(filename);
     input.Close();
-    unsigned& commandsSent = counts.commandsAcknowledged;
-    const auto showProgress = [&] { ShowProgress(Format("Commands sent: %u", commandsSent)); };
-    for (const FiscalCommand& command : input.GetCommands()) {
-        showProgress();
-        Fiscal_BeginCommand(command.code, command.data.data(), static_cast<uint16_t>(command.data.size()));
-        reasonNotToRepeat = Format("%u command(s) acknowledged by ECR, no further attempt", commandsSent);
-        Fiscal_EndCommand();
-        commandsSent++;
-        reasonNotToRepeat = Format("%u command(s) acknowledged by ECR, no further attempt", commandsSent);
+    const auto tellCount = [] { Print(Format("Commands sent: %u\n", counts.commandsAcknowledged)); };
+    try {
+        ExecuteCommands(input.GetCommands());
+    } catch (...) {
+        // where the counter has not said it
+        if (AppConfig::GetParameter("Progress", defaultProgress) != defaultProgress) tellCount();
+        throw;
     }
-    showProgress();
-    Print(Format("Commands sent: %u\n", commandsSent));
+    tellCount();
 }
 
 /** Reads a status into a CSV file, whatever its name; the file is made before the ECR is asked. */

@@ -25,6 +25,7 @@ inline constexpr int defaultWithTC = 0;
 inline constexpr int defaultComStallMaxTime = 0;  // ms, 0: no limit
 inline constexpr int defaultLineQuietTime = 0;    // ms, 0: not waited for
 inline constexpr int defaultPortWaitTime = 0;     // s
+inline constexpr int defaultEcrPatienceTime = 0;  // ms, 0: not known
 inline constexpr int defaultProtocolSet = 1;
 inline constexpr int defaultSerialProtocolVersion = 3;
 inline constexpr int defaultRetryCount = 10;  // of a frame

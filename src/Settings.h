@@ -91,6 +91,9 @@ inline constexpr Setting settings[] = {
      "port within the last half minute, and, once a frame was lost or repeated, before the end of the data "
      "is sent and before the port is closed; 0: not waited for. Where ComStallMaxTime is not set, it has "
      "this value"},
+    {"EcrPatienceTime", SettingPlace_Any, SettingKind_Number, defaultEcrPatienceTime, 0, INT_MAX, "", "ms",
+     "time for which the register keeps a session in which it hears nothing; ExecuteFiscal sends no frame "
+     "again beyond it, and makes no further attempt; 0: not known"},
     {"PortWaitTime", SettingPlace_Any, SettingKind_Number, defaultPortWaitTime, 0, INT_MAX, "", "s",
      "time to wait for another run to let the port go, before the status is 16"},
     {"ResultFile", SettingPlace_Any, SettingKind_Text, 0, 0, 0, "", "",

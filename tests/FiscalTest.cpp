@@ -45,6 +45,18 @@ TEST_F(FiscalTest, ExecutesNothingWhenALineIsBadButLeavesOutLinesThatAreNoRecord
     EXPECT_EQ(ecr.Stop().find("command 10"), std::string::npos);
 }
 
+TEST_F(FiscalTest, SendsNothingAgainOnceTheRegisterMayHaveGivenUp) {
+    const PseudoTerminal silent;
+    EXPECT_EQ(Output({"executefiscal", File("a.csv", "19\n"), "/TTY=" + silent.Tty(), "/EcrPatienceTime=250",
+                      "/SerialProtocolResponseMaxTime=100", "/RetryCount=3", "/Progress=0"}),
+              "Commands sent: 0\n\nCommunication error: ECR is not responding\n" + Failed(5));
+    const std::string frames = silent.Written();
+    const auto count = std::count(frames.begin(), frames.end(), '\x03');
+    EXPECT_TRUE(count >= 1 && count <= 3) << count << " of 30";
+    EXPECT_NE(TakeLog().find("\n0 command(s) acknowledged by ECR, the next one sent, no further"),
+              std::string::npos);
+}
+
 TEST_F(FiscalTest, MakesTheStatusFileBeforeItAsks) {
     const Simulator ecr({"--password", "x"});
     const std::string status = folder / "status.csv";

@@ -52,3 +52,5 @@ bool CommChannel_WriteDirect(const byte* data, unsigned int size) {
 }
 
 bool CommChannel_Settle() { return pCommChannel->Settle(); }
+
+void CommChannel_SetRepeatTime(int ms) { pCommChannel->SetRepeatTime(ms); }

@@ -22,3 +22,4 @@ bool CommChannel_Read(byte* data, unsigned int size);
 bool CommChannel_Write(const byte* data, unsigned int size);
 bool CommChannel_WriteDirect(const byte* data, unsigned int size);
 bool CommChannel_Settle();
+void CommChannel_SetRepeatTime(int ms);

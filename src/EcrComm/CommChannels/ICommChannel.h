@@ -27,6 +27,8 @@ public:
     virtual bool WriteDirect(const byte* data, unsigned int size) = 0;
     /** Reads, without framing, until endByte, size bytes or silence; returns the count, 0 for silence. */
     virtual unsigned int ReadUnknownSize(byte* data, unsigned int size, byte endByte) = 0;
+    /** No block is sent again once so many ms have passed since it was sent first; 0: for no such reason. */
+    virtual void SetRepeatTime(int) {}
     /** Drops what is still under way from the other side; false when that does not end. */
     virtual bool Settle() { return true; }
     /** Whether anything was sent within the last so many seconds, by any run; true where nobody can tell. */

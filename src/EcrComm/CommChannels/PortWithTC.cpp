@@ -18,7 +18,7 @@
 namespace {
 
 constexpr byte firstReceivedSeqNo = 32;
-constexpr int ecrPatienceTime = 20;  // s, for which an ECR goes on sending what nobody acknowledges
+constexpr int longestRepeatTime = 20;  // s, for which an ECR goes on sending what nobody acknowledges
 
 ChannelOwner CreateRawChannel(CommChannelType type) {
     if (type == CommChannel_SerialPortWithTC) return ComPort::Create();
@@ -45,7 +45,9 @@ void PortWithTC::Open() {
     RestartSequence();
     m_lastRcvFrameBytesTotal = m_lastRcvFrameBytesRead = 0;
     // the answers and acknowledgements of an earlier session would pass for those of this one
-    m_hasFault = m_quietTimeMs > 0 && m_pCommunicationChannel->WasUsedWithin(ecrPatienceTime);
+    const int patienceTime = AppConfig::GetParameter("EcrPatienceTime", defaultEcrPatienceTime) / 1000;
+    m_hasFault = m_quietTimeMs > 0 &&
+                 m_pCommunicationChannel->WasUsedWithin(std::max(longestRepeatTime, patienceTime + 1));
     const bool isQuiet = Settle();
     IoStatistics::UnnumberedFaults = 0;
     if (!isQuiet) throw new CommunicationException("Garbage received");
@@ -60,6 +62,7 @@ void PortWithTC::Close() {
         // nor is that
     }
     m_quietTimeMs = 0;  // a closed port is not waited for
+    m_repeatTimeMs = 0;
     m_pCommunicationChannel->Close();
 }
 
@@ -200,7 +203,10 @@ PortWithTC::Attempt PortWithTC::WriteInVersion(const byte* data, unsigned int si
     m_nextSndFrameSeqNo = TcFrameSeqNo::Next(m_nextSndFrameSeqNo);
 
     int rejections = 0;
+    const long long start = GetTimeMs();
     for (int attempt = 0; attempt < m_retryCount; attempt++) {
+        const bool isTooLate = m_repeatTimeMs > 0 && GetTimeMs() - start >= m_repeatTimeMs * 1'000'000LL;
+        if (attempt > 0 && isTooLate) return Attempt::Lost;
         const Attempt result = SendOnce(frame, frameSize);
         if (result == Attempt::Delivered) return result;
         NoteFault();

@@ -40,6 +40,8 @@ public:
      * ten times as long. Acknowledges the frames that it drops, of whatever version, or the ECR would repeat
      * them. */
     bool Settle() override;
+    /** Until it is closed. */
+    void SetRepeatTime(int ms) override { m_repeatTimeMs = ms; }
 
 private:
     enum class Attempt { Delivered, Rejected, Lost };
@@ -60,6 +62,7 @@ private:
     int m_retryCount = 0;
     int m_responseTimeoutMs = 0;
     int m_quietTimeMs = 0;
+    int m_repeatTimeMs = 0;
     bool m_hasFault = false;  // since the line was quiet
     byte m_nextSndFrameSeqNo = 0;
     byte m_nextRcvFrameSeqNo = 0;
