@@ -15,6 +15,7 @@
 #include "LogFile.h"
 #include "Logging.h"
 #include "Path.h"
+#include "RunResult.h"
 #include "SettingDiagnosis.h"
 #include "Tools.h"
 
@@ -128,6 +129,23 @@ void InspectLogs(Setup& setup) {
     }
 }
 
+/** A run that may not be repeated would not start, another one end with it. */
+void InspectResultFile(Setup& setup) {
+    const std::string path = GetResultPath();
+    if (path.empty()) return;
+    const std::string folder = Path::GetDirectoryName(path);
+    struct stat file {};
+    const bool isTaken = stat(path.c_str(), &file) == 0 && !S_ISREG(file.st_mode);
+    if (isTaken)
+        AddObstacle(setup, ReturnCode_FileIoError, "ResultFile: " + path + " is no plain file");
+    else if (!Directory::Exists(folder.empty() ? "." : folder))
+        AddObstacle(setup, ReturnCode_FileIoError, "ResultFile: the folder " + folder + " is not there");
+    else if (!MayAccess(folder.empty() ? "." : folder, W_OK | X_OK))
+        AddObstacle(
+            setup, ReturnCode_FileIoError,
+            "ResultFile: this user may not write the folder " + folder + ", " + DescribeRights(folder));
+}
+
 void InspectPortOf(Setup& setup) {
     const std::string tty = AppConfig::GetParameter("TTY", "");
     const auto add = [&](ReturnCode status, const std::string& cause) { AddObstacle(setup, status, cause); };
@@ -196,6 +214,7 @@ Setup InspectSetup() {
     InspectSection(setup);
     for (const Setting& setting : settings) setup.settings.push_back(InUse(setting));
     InspectLogs(setup);
+    InspectResultFile(setup);
     Try(setup, [] { GetProtocolIDBySet(Protocol_Standard); });
     Try(setup, [&setup] {
         if (GetChannelTypeBySettings() == CommChannel_SerialPortWithTC)

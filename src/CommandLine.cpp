@@ -75,7 +75,9 @@ void ShowUsage() {
     Print(text);
 }
 
-std::string GetVersionText(const char* program) { return Format("%s %s\n", program, TAVO_VERSION); }
+const char* GetVersion() { return TAVO_VERSION; }
+
+std::string GetVersionText(const char* program) { return Format("%s %s\n", program, GetVersion()); }
 
 std::string GetCommandLine(int argc, char* argv[]) {
     std::string commandLine = std::string("\"") + argv[0] + "\"";

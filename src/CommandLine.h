@@ -17,6 +17,8 @@ struct BaseCommandParameters {
 bool IsUsageRequested(int argc, char* argv[]);
 void ShowUsage();
 
+/** "3.3.3" */
+const char* GetVersion();
 /** "tavo-check 3.3.3", the line that --version shows. */
 std::string GetVersionText(const char* program);
 

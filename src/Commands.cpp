@@ -4,6 +4,7 @@
 #include <climits>
 #include <cstdint>
 #include <memory>
+#include <utility>
 #include <vector>
 
 #include "AppConfig.h"
@@ -19,6 +20,7 @@
 #include "FileIo.h"
 #include "Format.h"
 #include "InputFile.h"
+#include "Interrupt.h"
 #include "Logging.h"
 #include "Output.h"
 
@@ -32,15 +34,29 @@ byte commIoBuffer[commIoBufferSize];  // a record as the ECR holds it
 
 CommandCounts counts;
 std::string reasonNotToRepeat;
+ClearState clearState = ClearState_No;
+std::function<void()> onClearing = [] {};
 // of all attempts of a run, so that the file stays locked between them
 std::unique_ptr<FileWriter> reportWriter;
+
+void SetClearState(ClearState state) {
+    clearState = state;
+    onClearing();
+}
 
 /** A reason not to repeat the command holds from the request on. */
 void RequestOperation(int dataType, Action action, const char* whyNotToRepeat = "") {
     AuthorizeSession();
     ShowProgress("Sending operation request...");
+    const ClearState former = clearState;
+    if (action == Action_Clear) SetClearState(ClearState_Requested);
     reasonNotToRepeat = whyNotToRepeat;
-    SendRequest(static_cast<byte>(dataType), action);
+    try {
+        SendRequest(static_cast<byte>(dataType), action);
+    } catch (ApplicationException*) {
+        if (GetInterrupt() == 0) clearState = former;  // the ECR has refused it
+        throw;
+    }
     EraseProgress(28);
 }
 
@@ -55,6 +71,7 @@ void ExecuteAndWait(int dataType, Action action, const std::string& progress,
 
 void Clear(int dataType, const char* whyNotToRepeat = "") {
     ExecuteAndWait(dataType, Action_Clear, "Clearing ...", whyNotToRepeat);
+    SetClearState(ClearState_Done);
 }
 
 /** Converts the ECR's record of the given length and writes it; false when it cannot be converted. */
@@ -266,7 +283,14 @@ void ReadStatus(const std::string& filename, StatusType statusType) {
 
 const CommandCounts& GetCommandCounts() { return counts; }
 
-CommandRun::CommandRun() { reasonNotToRepeat.clear(); }
+ClearState GetClearState() { return clearState; }
+
+void OnClearing(std::function<void()> action) { onClearing = std::move(action); }
+
+CommandRun::CommandRun() {
+    reasonNotToRepeat.clear();
+    clearState = ClearState_No;
+}
 
 CommandRun::~CommandRun() { reportWriter.reset(); }
 

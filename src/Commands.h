@@ -1,5 +1,6 @@
 #pragma once
 
+#include <functional>
 #include <string>
 
 #include "Command.h"
@@ -19,6 +20,13 @@ struct CommandCounts {
 };
 
 const CommandCounts& GetCommandCounts();
+
+/** How far the clearing of a section or report has come, over all attempts of the run. */
+enum ClearState { ClearState_No, ClearState_Requested, ClearState_Done };
+ClearState GetClearState();
+/** Has the action called when the ECR is about to be asked to clear, which does not happen if it throws, and
+ * when it has cleared. */
+void OnClearing(std::function<void()> action);
 
 /** A run of one command, in one attempt or more; what they share goes with it. */
 class CommandRun {

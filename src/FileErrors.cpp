@@ -62,7 +62,7 @@ void FileErrors::Reset() {
     m_duplicateRecords = m_emptyRecords = m_badFormatRecords = m_badDataRecords = m_canNotUpdateRecord = 0;
 }
 
-void FileErrors::Log() {
+std::vector<std::string> FileErrors::GetSummaries() {
     struct Summary {
         int count;
         const char* text;
@@ -71,8 +71,14 @@ void FileErrors::Log() {
                                  {m_emptyRecords, "Found %d empty record(s)"},
                                  {m_badFormatRecords, "Found %d bad format record(s)"},
                                  {GetRejectedByEcrRecordCount(), "%d record(s) rejected by ECR"}};
+    std::vector<std::string> texts;
     for (const Summary& summary : summaries)
-        if (summary.count > 0) LogMsg(LogType_Both, Format(summary.text, summary.count), true);
+        if (summary.count > 0) texts.push_back(Format(summary.text, summary.count));
+    return texts;
+}
+
+void FileErrors::Log() {
+    for (const std::string& text : GetSummaries()) LogMsg(LogType_Both, text, true);
 }
 
 void ShowMessage(const char* msg, int lineNumber) {

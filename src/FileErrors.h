@@ -34,6 +34,8 @@ public:
     static void Reset();
     /** Logs one line for each kind of problem that occurred. */
     static void Log();
+    /** What Log writes, a line for each kind of problem. */
+    static std::vector<std::string> GetSummaries();
 };
 
 /** Prints "Line ... - ..."; nothing for a line number of 0 or less (files without lines). */

@@ -12,8 +12,10 @@ struct RunOutline {
     bool isCommandKnown = false;  // otherwise the next one says nothing
     BaseCommandParameters params;
     std::vector<std::string> words;  // of the command line
-    std::time_t start = 0;
-    long long startTime = 0;  // ns of the raw clock
+    std::string id;                  // that no other run has
+    timespec start{};
+    long long startTime = 0;       // ns of the raw clock
+    bool isResultRefused = false;  // its file cannot be written, which was told
 };
 
 /** What stands for {ECR} in "ResultFile": the file name that only this register has; docs: README, "Names of
@@ -23,9 +25,14 @@ std::string GetRegisterFileName(const std::string& name);
 /** Notes the start; there is a command, or what stands in its place. */
 RunOutline BeginRun(int argc, char* argv[]);
 
+/** The path that the setting "ResultFile" names; empty for none. */
+std::string GetResultPath();
+
 /**
- * The command line was good. FileIoException when the result of fiscal commands will have no place: told
- * behind them, that would look as if they were to be repeated.
+ * The command line was good: the result is written for the first time, and again when the ECR is about to be
+ * asked to clear and when it has cleared, so that whoever finds it knows what a killed run may have done.
+ * FileIoException when it cannot be written and the command clears or sells: told behind that, it would look
+ * as if it were to be repeated. The outline is used until the end of the run.
  */
 void SetCommand(RunOutline& run, const BaseCommandParameters& params);
 
