@@ -4,6 +4,7 @@
 
 #include <algorithm>
 #include <cerrno>
+#include <map>
 #include <optional>
 #include <regex>
 
@@ -161,27 +162,23 @@ public:
         m_hasDecimalCommas = HasDecimalCommas(texts, m_from);
     }
 
-    /** Adds what it does; false for nothing. */
-    bool Fix(FixedText& fixed) {
+    /** Adds what it does, and keeps why lines stay as they are; false when it does nothing. */
+    bool Fix(std::vector<Finding>& changes, std::map<int, std::string>& obstacles) {
         bool isChanged = false;
         for (size_t i = 0; i < m_lines.size(); i++) {
             const int number = static_cast<int>(i) + 1;
             m_changes.clear();
             std::string text = m_lines[i].text;
             const std::string obstacle = FixFields(text);
-            const auto isOfLine = [&](const Finding& finding) { return finding.line == number; };
             if (!obstacle.empty()) {
-                if (std::none_of(fixed.left.begin(), fixed.left.end(), isOfLine))
-                    fixed.left.push_back({false, number, 0, 0, "left as it is: " + obstacle});
+                obstacles.emplace(number, obstacle);
                 continue;
             }
             if (m_changes.empty()) continue;
             isChanged = true;
             m_lines[i].text = text;
-            fixed.left.erase(std::remove_if(fixed.left.begin(), fixed.left.end(), isOfLine),
-                             fixed.left.end());
-            for (const std::string& change : m_changes)
-                fixed.changes.push_back({false, number, 0, 0, change});
+            obstacles.erase(number);  // of an earlier pass
+            for (const std::string& change : m_changes) changes.push_back({false, number, 0, 0, change});
         }
         return isChanged;
     }
@@ -225,8 +222,11 @@ FixedText FixText(const std::string& text, const std::string& codePage) {
     ConvertLetters(lines, Converter(codePage), letters);
     // until nothing changes, so that the copy has nothing left to be fixed: each pass takes delimiters other
     // than the configured one away, or decimal commas
-    while (Fixer(lines).Fix(fixed)) {
+    std::map<int, std::string> obstacles;
+    while (Fixer(lines).Fix(fixed.changes, obstacles)) {
     }
+    for (const auto& [line, obstacle] : obstacles)
+        fixed.left.push_back({false, line, 0, 0, "left as it is: " + obstacle});
     fixed.changes.insert(fixed.changes.end(), letters.changes.begin(), letters.changes.end());
     fixed.left.insert(fixed.left.end(), letters.left.begin(), letters.left.end());
     for (size_t i = 0; i < lines.size(); i++) {

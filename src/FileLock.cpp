@@ -34,7 +34,7 @@ bool FileLock::Take(const std::string& filename, int file, const struct stat& st
     RemoveLeftovers(m_path);
     for (;;) {
         m_lock.Reset(open(m_path.c_str(), O_RDWR | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC));
-        if (!m_lock.IsOpen() && errno != ENOENT) return false;  // of a user who shares it with nobody
+        if (!m_lock.IsOpen() && errno != ENOENT) return false;  // another user's, or not to be looked at
         if (!m_lock.IsOpen() && !Make(status)) {
             if (errno == EEXIST) continue;
             return TryToLock(file);
