@@ -1,7 +1,6 @@
 // Two runs, one behind the other, on one line and with one register that does not see the first one's end:
 // what the first one leaves must not pass for something of the second one.
 
-#include "EcrComm/IoStatistics.h"
 #include "Fault.h"
 
 namespace {
