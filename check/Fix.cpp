@@ -145,7 +145,8 @@ void ConvertLetters(std::vector<TextLine>& lines, const Converter& converter, Fi
         if (!text) lacking.push_back(static_cast<int>(i) + 1);
     }
     const Coding after = FindCoding(TextsOf(result));
-    if (!changes.empty() && after.utf8Line > 0 && after.otherLine == 0)
+    const bool hasMark = !result.empty() && result[0].text.compare(0, 3, byteOrderMark) == 0;
+    if (!changes.empty() && (hasMark || (after.utf8Line > 0 && after.otherLine == 0)))
         return leave(changes[0].line, "they are: converted, letters would look like UTF-8 again");
     lines = result;
     fixed.changes.insert(fixed.changes.end(), changes.begin(), changes.end());

@@ -233,8 +233,8 @@ void DiagnosePatience(Warnings& warnings) {
     const int patience = AppConfig::GetParameter("EcrPatienceTime", defaultEcrPatienceTime);
     const int attempts = AppConfig::GetParameter("SerialProtocolRetryCount", defaultRetryCount);
     const int waitTime = AppConfig::GetParameter("SerialProtocolResponseMaxTime", defaultResponseTimeoutMs);
-    const long long lastRepeat = (attempts - 1LL) * waitTime;
-    if (patience <= 0 || lastRepeat < patience) return;
+    const long long lastRepeat = static_cast<long long>(attempts) * waitTime;  // has arrived by then
+    if (patience <= 0 || lastRepeat <= patience) return;
     warnings.Add(
         "", Format("SerialProtocolRetryCount and SerialProtocolResponseMaxTime: a frame is sent again for "
                    "up to %lld ms, but the register keeps a session for %d (EcrPatienceTime): it may do "

@@ -52,8 +52,12 @@ void RemoveLeftovers(const std::string& neighbour) {
                            status.st_mtime < yesterday;
         if (!isOld) continue;
         // a lock's file is in use for as long as it is locked
-        const Descriptor file(openat(dirfd(list.get()), entry->d_name, O_RDONLY | O_NOFOLLOW | O_CLOEXEC));
-        if (flock(file.Get(), LOCK_EX | LOCK_NB) == 0) unlinkat(dirfd(list.get()), entry->d_name, 0);
+        const Descriptor file(
+            openat(dirfd(list.get()), entry->d_name, O_RDONLY | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC));
+        // nor is it this one any more where another run has deleted it meanwhile
+        if (flock(file.Get(), LOCK_EX | LOCK_NB) == 0 && fstat(file.Get(), &status) == 0 &&
+            status.st_nlink > 0)
+            unlinkat(dirfd(list.get()), entry->d_name, 0);
     }
 }
 

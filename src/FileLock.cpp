@@ -9,11 +9,19 @@
 #include <memory>
 
 #include "AtomicFile.h"
+#include "FileStream.h"
 
 namespace {
 
-/** False when somebody else has it. */
+/** False when somebody else has it; a file system without locks is no reason to fail. */
 bool TryToLock(int file) { return flock(file, LOCK_EX | LOCK_NB) == 0 || errno != EWOULDBLOCK; }
+
+/** The same of the file that is worked on; who may only read it can refuse nobody a shared lock. */
+bool TryToLockItself(int file, short kind) {
+    struct flock lock {};
+    lock.l_type = kind;
+    return fcntl(file, F_OFD_SETLK, &lock) == 0 || (errno != EAGAIN && errno != EACCES);
+}
 
 bool IsDeleted(int file) {
     struct stat status {};
@@ -32,18 +40,23 @@ std::string FileLock::GetPath(const std::string& filename, const struct stat& st
 bool FileLock::Take(const std::string& filename, int file, const struct stat& status) {
     m_path = GetPath(filename, status);
     RemoveLeftovers(m_path);
+    const bool hasOneName = status.st_nlink == 1;  // others may be in other folders
+    if (!hasOneName || !Open(status)) return TryToLockItself(file, F_WRLCK);
+    if (TryToLock(m_lock.Get()) && TryToLockItself(file, F_RDLCK)) return true;
+    m_lock.Reset();  // it is not to be deleted
+    return false;
+}
+
+bool FileLock::Open(const struct stat& status) {
     for (;;) {
         m_lock.Reset(open(m_path.c_str(), O_RDWR | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC));
-        if (!m_lock.IsOpen() && errno != ENOENT) return false;  // another user's, or not to be looked at
-        if (!m_lock.IsOpen() && !Make(status)) {
-            if (errno == EEXIST) continue;
-            return TryToLock(file);
-        }
-        if (!TryToLock(m_lock.Get())) {
-            m_lock.Reset();  // it is not to be deleted
+        if (!m_lock.IsOpen() && errno != ENOENT) ThrowOpenError(m_path);
+        if (m_lock.IsOpen() || Make(status)) {
+            // the run that had it may have deleted it since
+            if (!TryToLock(m_lock.Get()) || !IsDeleted(m_lock.Get())) return true;
+        } else if (errno != EEXIST) {
             return false;
         }
-        if (!IsDeleted(m_lock.Get())) return true;  // by the run that had it until now
     }
 }
 
@@ -55,11 +68,11 @@ bool FileLock::Make(const struct stat& status) {
     fstat(m_lock.Get(), &made);
     constexpr auto same = static_cast<uid_t>(-1);
     const uid_t user = made.st_uid == status.st_uid ? same : status.st_uid;
-    const bool isTheirs = (user == same && made.st_gid == status.st_gid) ||
-                          fchown(m_lock.Get(), user, status.st_gid) == 0 ||
-                          fchown(m_lock.Get(), same, status.st_gid) == 0;
-    const mode_t writers = status.st_mode & (S_IWUSR | S_IWGRP | S_IWOTH);
-    if (isTheirs) fchmod(m_lock.Get(), S_IRUSR | S_IWUSR | writers | writers << 1U);
+    const bool isOfGroup = (user == same && made.st_gid == status.st_gid) ||
+                           fchown(m_lock.Get(), user, status.st_gid) == 0 ||
+                           fchown(m_lock.Get(), same, status.st_gid) == 0;
+    const mode_t writers = status.st_mode & ((isOfGroup ? S_IWGRP : 0U) | S_IWOTH);
+    fchmod(m_lock.Get(), S_IRUSR | S_IWUSR | writers | writers << 1U);
     return true;
 }
 

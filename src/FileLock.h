@@ -18,14 +18,17 @@ public:
     FileLock& operator=(const FileLock&) = delete;
     ~FileLock();
 
-    /** Locks the file, whose handle and status these are; false when another run has it. Where this user can
-     * make no file beside it, it is locked itself; a file system without locks is no reason to fail. */
+    /** Locks the file, whose handle and status these are; false when another run has it. One that has several
+     * names, and one beside which this user can make no file, is locked itself (F_OFD_SETLK).
+     * FileIoException for a file in the lock's place that cannot be opened. */
     bool Take(const std::string& filename, int file, const struct stat& status);
 
     /** The path of what is locked for a file. */
     static std::string GetPath(const std::string& filename, const struct stat& status);
 
 private:
+    /** False where this user can make no file. */
+    bool Open(const struct stat& status);
     bool Make(const struct stat& status);
 
     std::string m_path;

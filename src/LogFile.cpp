@@ -201,8 +201,10 @@ void LogFile::ReopenIfPossible() {
 void LogFile::Close(bool save) {
     if (!IsOpened()) return;
     const bool isToBeCut = !save && m_appendedSize > 0;
-    // an empty log, which is not waited for, the next run deletes
-    if (const LogLock lock(m_file, F_WRLCK, isToBeCut ? triesLeft : 1); lock.IsTaken()) {
+    // not waited for longer than a line takes: whoever reads the log may keep it; the next run deletes an
+    // empty one, and lines that cannot be taken back stay
+    constexpr int maxTries = 5;
+    if (const LogLock lock(m_file, F_WRLCK, isToBeCut ? maxTries : 1); lock.IsTaken()) {
         // grown past what this run wrote: cutting would take another run's lines, too
         const bool isAlone = StatusOf(m_file).st_size == m_originalFileSize + m_appendedSize;
         [[maybe_unused]] const int result = isToBeCut && isAlone ? ftruncate(m_file, m_originalFileSize) : 0;

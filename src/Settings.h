@@ -88,7 +88,8 @@ inline constexpr Setting settings[] = {
      "sent; 0: never ends it. 2000 suits a script"},
     {"LineQuietTime", SettingPlace_Any, SettingKind_Number, defaultLineQuietTime, 0, maxWaitTime, "", "ms",
      "time that the line must be quiet before a run sends its first byte, where anything was written to the "
-     "port within the last half minute, and, once a frame was lost or repeated, before the end of the data "
+     "port or a run ended within the last half minute, and, once a frame was lost or repeated, before the "
+     "end of the data "
      "is sent and before the port is closed; 0: not waited for. Where ComStallMaxTime is not set, it has "
      "this value"},
     {"EcrPatienceTime", SettingPlace_Any, SettingKind_Number, defaultEcrPatienceTime, 0, INT_MAX, "", "ms",

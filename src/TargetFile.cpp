@@ -57,8 +57,14 @@ void TargetFile::Open(const std::string& filename) {
 }
 
 void TargetFile::OpenAndLock() {
-    // not emptied by the opening: it may be another run's
-    m_file.Reset(open(m_filename.c_str(), O_WRONLY | O_CREAT | O_CLOEXEC, m_isPrivate ? 0600 : 0666));
+    // not emptied by the opening: it may be another run's. A pipe is opened for writing only, or it would
+    // have a reader; a lock of a file wants the right to read it, too.
+    struct stat found {};
+    const bool isPlain = stat(m_filename.c_str(), &found) != 0 || S_ISREG(found.st_mode);
+    const mode_t mode = m_isPrivate ? 0600 : 0666;
+    m_file.Reset(open(m_filename.c_str(), (isPlain ? O_RDWR : O_WRONLY) | O_CREAT | O_CLOEXEC, mode));
+    if (!m_file.IsOpen() && isPlain && errno == EACCES)
+        m_file.Reset(open(m_filename.c_str(), O_WRONLY | O_CREAT | O_CLOEXEC, mode));
     if (!m_file.IsOpen()) ThrowOpenError(m_filename);
     if (fstat(m_file.Get(), &m_status) != 0) ThrowWriteError(m_filename);
     if (!S_ISREG(m_status.st_mode)) return;
@@ -81,7 +87,8 @@ void TargetFile::CopyFormerContent() const {
     const std::string kept = m_filename + "~";
     TemporaryFile copy(m_filename);
     uint64_t size = 0;
-    const bool isCopied = copy.Get() != -1 && fchmod(copy.Get(), GetRightsLike(m_status)) == 0 &&
+    const bool isCopied = copy.Get() != -1 &&
+                          fchmod(copy.Get(), GetRightsLike(m_status) & m_status.st_mode) == 0 &&
                           ReadAll(source.Get(),
                                   [&](const char* data, size_t count) {
                                       size += count;

@@ -32,7 +32,7 @@ TEST_F(SetupTest, TellsWithWhichStatusARunCouldNotStart) {
           {{tty, "/LogFilePath=" + File("file", "")}, 50, "/file is not there and cannot be made"},
           {{tty, "/LogFilePath=" + folder / "folder"}, 13, "TAVO.log is no plain file"},
           {{tty, "/ComSettings=baud=" + std::string(100'000, '9') + ",\033"}, 0, "ComSettings: '\\x1b' has"},
-          {{tty, "/EcrPatienceTime=9000"}, 0, "for up to 9000 ms, but the register keeps a session for 9000"},
+          {{tty, "/EcrPatienceTime=9000"}, 0, "for up to 10000 ms, but the register keeps a session for 9000"},
           {{tty, "/ResultFile=/none/a.json"}, 13, "ResultFile: the folder /none/ is not there"},
           {{tty, "/ResultFile=/dev/null"}, 13, "ResultFile: /dev/null is no plain file"},
           {{tty, "/StandardLog=-1"}, 99, "StandardLog = -1"},

@@ -31,7 +31,8 @@ public:
     virtual void SetRepeatTime(int) {}
     /** Drops what is still under way from the other side; false when that does not end. */
     virtual bool Settle() { return true; }
-    /** Whether anything was sent within the last so many seconds, by any run; true where nobody can tell. */
+    /** Whether anything was sent, or a run has ended, within the last so many seconds; true where nobody can
+     * tell. */
     virtual bool WasUsedWithin(int) const { return true; }
 
 protected:

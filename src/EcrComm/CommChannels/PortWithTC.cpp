@@ -205,8 +205,10 @@ PortWithTC::Attempt PortWithTC::WriteInVersion(const byte* data, unsigned int si
     int rejections = 0;
     const long long start = GetTimeMs();
     for (int attempt = 0; attempt < m_retryCount; attempt++) {
-        const bool isTooLate = m_repeatTimeMs > 0 && GetTimeMs() - start >= m_repeatTimeMs * 1'000'000LL;
-        if (attempt > 0 && isTooLate) return Attempt::Lost;
+        // it has to arrive in time, for which what an acknowledgement may take stands
+        const long long arrival = GetTimeMs() - start + m_responseTimeoutMs * 1'000'000LL;
+        if (attempt > 0 && m_repeatTimeMs > 0 && arrival >= m_repeatTimeMs * 1'000'000LL)
+            return Attempt::Lost;
         const Attempt result = SendOnce(frame, frameSize);
         if (result == Attempt::Delivered) return result;
         NoteFault();

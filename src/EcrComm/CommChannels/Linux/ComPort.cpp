@@ -167,6 +167,7 @@ void ComPort::Close() {
     if (!isRestored) tcsetattr(handle, TCSANOW, &initialSettings);
     RestoreLatency();
     ioctl(handle, TIOCNXCL);
+    futimens(handle, nullptr);  // the end of the run, however long it has waited: WasUsedWithin goes by it
     close(handle);
     handle = -1;
     LogMsg(LogType_Debug, "Closing serial port",
