@@ -88,10 +88,13 @@ bool WriteAll(int handle, const char* data, size_t size) {
     return true;
 }
 
+std::string GetRealPath(const std::string& path) {
+    const std::unique_ptr<char, void (*)(void*)> real(realpath(path.c_str(), nullptr), std::free);
+    return real ? real.get() : "";
+}
+
 bool FlushFolderOf(const std::string& filename) {
-    const std::unique_ptr<char, void (*)(void*)> path(realpath(filename.c_str(), nullptr), std::free);
-    if (!path) return false;
-    const Descriptor folder(open(GetFolderOf(path.get()).c_str(), O_RDONLY | O_CLOEXEC));
+    const Descriptor folder(open(GetFolderOf(GetRealPath(filename)).c_str(), O_RDONLY | O_CLOEXEC));
     // EINVAL: a file system that brings its folders to the device by itself
     return folder.IsOpen() && (fsync(folder.Get()) == 0 || errno == EINVAL);
 }

@@ -37,6 +37,9 @@ void RemoveLeftovers(const std::string& neighbour);
  * this user, but no special bits; otherwise those of any new file, as they may be planted. */
 mode_t GetRightsLike(const struct stat& former);
 
+/** Without links and dots; empty for a path that leads nowhere. */
+std::string GetRealPath(const std::string& path);
+
 /** Writes all of it; false with errno set when that fails. */
 bool WriteAll(int handle, const char* data, size_t size);
 

@@ -5,8 +5,6 @@
 #include <unistd.h>
 
 #include <cerrno>
-#include <cstdlib>
-#include <memory>
 
 #include "AtomicFile.h"
 #include "FileStream.h"
@@ -32,8 +30,7 @@ bool IsDeleted(int file) {
 
 std::string FileLock::GetPath(const std::string& filename, const struct stat& status) {
     // by number, as a file may have several names
-    const std::unique_ptr<char, void (*)(void*)> path(realpath(filename.c_str(), nullptr), std::free);
-    const std::string real = path ? path.get() : filename;
+    const std::string real = GetRealPath(filename);
     return real.substr(0, real.rfind('/') + 1) + passingPrefix + "lock" + std::to_string(status.st_ino);
 }
 

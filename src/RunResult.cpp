@@ -169,13 +169,21 @@ std::string GetResult(const RunOutline& run, int status) {
     return result.GetText();
 }
 
+/** Where it is, or would be made. */
+std::string GetPlace(const std::string& path) {
+    const size_t name = path.rfind('/') + 1;
+    const std::string folder = GetRealPath(name == 0 ? "." : path.substr(0, name));
+    return folder.empty() ? path : folder + "/" + path.substr(name);
+}
+
 /** Whether the file is one of the run's: a report that the register has given away may be nowhere else. */
 bool IsInUse(const RunOutline& run, const std::string& path) {
     std::vector<std::string> files = GetLogPaths();
     files.push_back(IniFile::GetFile());
     for (const std::string& word : run.words) files.insert(files.end(), {word, word + "~"});
-    return std::any_of(files.begin(), files.end(),
-                       [&](const std::string& file) { return path == file || File::IsSame(path, file); });
+    return std::any_of(files.begin(), files.end(), [&](const std::string& file) {
+        return GetPlace(path) == GetPlace(file) || File::IsSame(path, file);
+    });
 }
 
 void Write(const RunOutline& run, const std::string& path, const std::string& result) {

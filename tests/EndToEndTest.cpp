@@ -375,6 +375,8 @@ TEST_F(EndToEndTest, WritesAResultThatAProgramReadsWhateverItIs) {
         EXPECT_NE((ReadText(report) + ReadText(folder / "left.csv")).find("7,8\r\n"), std::string::npos)
             << used;
     }
+    EXPECT_EQ(Tavo(ecr, {"read", "70", folder / "new.csv", "/ResultFile=" + folder / "./new.csv"}).status, 5);
+    EXPECT_EQ(ReadText(folder / "new.csv"), "") << "made by the result";
     WriteText(report, "7,8\r\n");
     EXPECT_TRUE(std::filesystem::is_fifo(folder / "pipe"));
     EXPECT_EQ(Tavo({"snd", "3", report, "/ResultFile=" + report}).status, 1);
@@ -384,7 +386,7 @@ TEST_F(EndToEndTest, WritesAResultThatAProgramReadsWhateverItIs) {
     // a sale that is told as a failure may be repeated: the register, which wants a password, is not asked
     for (const std::string& used : {std::string("/none/a"), folder / "r.csv", folder / "pipe"})
         EXPECT_EQ(Tavo(ecr, {"executefiscal", File("r.csv", "10\n"), "/ResultFile=" + used}).status, 13);
-    for (const char* name : {"report.csv", "report.csv~", "left.csv", "c.csv", "r.csv", "pipe"})
+    for (const char* name : {"report.csv", "report.csv~", "left.csv", "new.csv", "c.csv", "r.csv", "pipe"})
         std::remove((folder / name).c_str());
     WriteText(path, ecr.Stop());
     EXPECT_EQ(result("select(.event|test(\"ECR status|receipt closed\"))|[.from,.event]"),
