@@ -92,7 +92,7 @@ std::string HintOnFile() {
     if (failure.find("' is being written by another run") != std::string::npos &&
         stat(file.c_str(), &status) == 0)
         for (const std::string& locked : {FileLock::GetPath(file, status), file})
-            if (const std::string holders = DescribeHolders(locked); !holders.empty()) return holders;
+            if (std::string holders = DescribeHolders(locked); !holders.empty()) return holders;
     for (const std::string& path : GetLogPaths())
         if (failure.find(Printable(path)) != std::string::npos) {
             const std::string place = File::Exists(path) ? path : Path::GetDirectoryName(path);
