@@ -278,6 +278,8 @@ TEST_F(CheckTest, FixesWhatIsCertainInACopyThatPasses) {
           {"1;\"a\";1,250\n2;\"b\";0,5\n", ";", "1;\"a\";1.250\n2;\"b\";0.5\n"},
           // a line that has the delimiter already; letters that would look like UTF-8
           {"\xEF\xBB\xBF\xEF\xBB\277\t2,5\n3,x;2,5;\t1\n", ";", ";2.5\n3,x;2.5;\t1\n"},
+          {"\xC3\xAF\xC2\xBB\xC2\277,1\n2,\"\xC3\xA9\"\n", ",",
+           "\xC3\xAF\xC2\xBB\xC2\277,1\n2,\"\xC3\xA9\"\n"},
           {"1;\"\xC3\x84\xC2\xA6\"\n", ";", "1;\"\xC3\x84\xC2\xA6\"\n"}}) {
         const auto fix = [&, set = std::string("/Delimiter=") + delimiter](const char* from, const char* to) {
             return Check({"--fix", folder / to, "--codepage", "CP1252", "3", folder / from, set}).output;
