@@ -14,7 +14,7 @@
 
 /**
  * The register's end of the line: takes bytes, acknowledges frames and sends the register's answers, each
- * until it is acknowledged.
+ * until it is acknowledged. proof/exchange.pml is a model of it: what changes here changes there.
  */
 class Link : public Peer {
 public:

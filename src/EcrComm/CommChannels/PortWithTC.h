@@ -12,6 +12,7 @@
  * arrives as one frame that is checked and acknowledged. Frames are retried, repeated ones dropped, noise
  * ahead of a frame is discarded; when the ECR rejects every attempt, the next protocol version is tried and
  * the one that works is kept in the setting "SerialProtocolVersion". docs/protocol.md, "Exchange of frames".
+ * proof/exchange.pml is a model of it: what changes here changes there.
  */
 class PortWithTC final : public ICommChannel {
 public:
