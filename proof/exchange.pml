@@ -66,7 +66,7 @@
 
 mtype = { ACK, NAK, NOISE, FRAME, BAD };
 mtype = { None, Take, TakeAndClear, Store, Sell }; /* commands */
-mtype = { AllStored, ReportTaken, SoldOnce, OwnAnswer, Ends }; /* properties */
+mtype = { AllStored, ReportTaken, SoldOnce, OwnAnswer, Ends, Succeeds }; /* properties */
 mtype = { ReadRequest, WriteRequest, ClearRequest, Command, End, OK, Refusal }; /* what a frame has, or a record */
 #define Record(number) (100 + number)
 #define IsRecord(what) (what >= 100)
@@ -404,6 +404,7 @@ next:
     Holds(SoldOnce, command != Sell || executed[session] == 1);
     goto over;
 failed:
+    Holds(Succeeds, false);
     printf("status 5\n");
     Settle();
 over:
