@@ -3,8 +3,9 @@
 #include <map>
 #include <tuple>
 
+#include "EcrComm/CommChannels/TcFrameBytes.h"
 #include "EndToEnd.h"
-#include "Recording.h"
+#include "Support.h"
 
 TEST_F(EndToEndTest, SendsReadsDeletesAndClears) {
     const Simulator ecr({"--wait", "3"});
@@ -187,26 +188,6 @@ TEST_F(EndToEndTest, OneMachineTestsTheOtherOverTwoRealPorts) {
     EXPECT_EQ(cable.b.Settings().c_lflag, before.c_lflag);
 }
 
-TEST_F(EndToEndTest, KeepsNoPasswordInARecordingAndReplaysItForAny) {
-    for (const char* version : {"1", "3"}) {
-        Simulator ecr({"--password", "s3cret", "--frame-version", version, "--record", folder / "session.txt",
-                       "--once"});
-        EXPECT_EQ(
-            Tavo(ecr, {"clear", "3", "/Password=s3cret", std::string("/SerialProtocolVersion=") + version})
-                .status,
-            0);
-        ecr.Finish();
-        const std::string recording = ReadText(folder / "session.txt");
-        EXPECT_EQ(recording.find("73 33 63"), std::string::npos) << recording;
-        EXPECT_NE(recording.find(" 0e ** 03\n"), std::string::npos) << recording;
-        const Simulator replay({"--replay", folder / "session.txt"});
-        EXPECT_EQ(Tavo(replay, {"clear", "3", "/Password=another one",
-                                std::string("/SerialProtocolVersion=") + version})
-                      .status,
-                  0);
-    }
-}
-
 TEST_F(EndToEndTest, ShowsNoControlCharacterOfANameOrAnOption) {
     const std::string odd = "a\033[2J\xC2\x9B";
     const auto shown = [&](const std::vector<std::string>& words) {
@@ -223,35 +204,6 @@ TEST_F(EndToEndTest, ShowsNoControlCharacterOfANameOrAnOption) {
     const PseudoTerminal line;
     std::filesystem::create_symlink("/dev/" + line.Tty(), folder / (odd + "tty"));
     shown({ECRSIM_PROGRAM, "--tty", ".." + folder / (odd + "tty")});
-}
-
-TEST_F(EndToEndTest, ReplaysAPasswordThatWasCutShort) {
-    for (const auto& [recording, sent] :
-         {std::pair("0 < 02 0e **\n0 hung up\n", "02 0e 61 62"),
-          {"0 < 02 0e ** 02 0e ** 03\n0 hung up\n", "02 0e 61 02 0e 61 62 03"}}) {
-        Replay replay(File("cut.txt", recording));
-        for (const byte value : FromHex(sent)) replay.Receive(value, 0);
-        replay.HangUp();
-        EXPECT_TRUE(replay.IsDone());
-    }
-}
-
-TEST_F(EndToEndTest, ReplaysARecordingOfAnyLength) {
-    constexpr size_t count = 100'000;
-    std::string hidden;
-    std::string answered;
-    for (size_t i = 0; i < count; i++) {
-        hidden += "0 < **\n";
-        answered += "0 < 55\n0 > 06\n";
-    }
-    Replay passwords(File("hidden.txt", hidden + "0 < 03\n0 > 06\n"));
-    passwords.Receive(0x03, 0);
-    passwords.Tick(0);
-    EXPECT_EQ(passwords.TakeOutput(), Bytes{0x06});
-    Replay exchange(File("answered.txt", answered));  // with a tool that waits for no answer
-    for (size_t i = 0; i < count; i++) exchange.Receive(0x55, 0);
-    while (exchange.GetDeadline() == 0) exchange.Tick(0);
-    EXPECT_EQ(exchange.TakeOutput(), Bytes(count, 0x06));
 }
 
 TEST_F(EndToEndTest, HintsOnATerminalAndNowhereElse) {
@@ -393,6 +345,48 @@ TEST_F(EndToEndTest, WritesAResultThatAProgramReadsWhateverItIs) {
               "[\"tool\",\"frame v3 #32: request: read ECR status\"]\n"
               "[\"register\",\"frame v3 #33: status: 0,\\\"receipt closed\\\",0,0,0\"]\n");
     EXPECT_EQ(std::distance(std::filesystem::directory_iterator(folder / ""), {}), 5);  // nothing temporary
+}
+
+TEST_F(EndToEndTest, AResultTellsWhatTheLineHasDone) {
+    // a Clear whose first frame is lost three times, then a session with garbage, two without an answer, a
+    // good one
+    const auto line = [](const char* direction, const Bytes& bytes) {
+        return std::string("0 ") + direction + " " + ToHex(bytes) + "\n";
+    };
+    const auto answer = [](byte seqNo, const char* data) { return BuildFrame(3, FromHex(data), seqNo); };
+    const std::string clearing = line("<", BuildFrame(3, FromHex("0B 03 00 03 03 02"), 0));
+    const std::string ack = line(">", {ACK});
+    const std::string taken = line("<", {ACK});
+    const std::string lost = clearing + ack + "0 hung up\n";
+    const std::string session =
+        clearing + clearing + clearing + clearing + ack + line(">", answer(32, "0C 01 00 00")) + taken +
+        "0 hung up\n" + lost + lost + clearing + ack + line(">", answer(32, "0B 01 00 00")) + taken +
+        line(">", answer(33, "0B 01 00 05")) + taken + line(">", answer(34, "0B 01 00 05")) + taken +
+        line(">", answer(35, "0B 01 00 00")) + taken;
+    const std::string path = folder / "result";
+    const auto result = [&](const char* filter) {
+        return RunProgram({"/usr/bin/jq", "-c", filter, path}).output;
+    };
+    const Simulator register_({"--replay", File("session.txt", session)});
+    const double before = static_cast<double>(time(nullptr));
+    const RunResult run = Tavo(
+        register_, {"clear", "3", "/ResultFile=" + path, "/RetryCount=4", "/SerialProtocolRetryCount=4",
+                    "/SerialProtocolResponseMaxTime=100", "/EcrOperationMaxTime=100", "/EcrCommMaxTime=100"});
+    const double end = static_cast<double>(time(nullptr)) + 1;
+    EXPECT_EQ(run.status, 0) << run.output;
+    EXPECT_EQ(result("[.io,.attempts,.frameVersion,.commandsAcknowledged]"),
+              "[{\"framesOut\":4,\"framesIn\":5,\"lost\":2,\"garbage\":1,\"repeated\":3},4,3,0]\n");
+    std::string began = result(".start");
+    began = RunProgram({"/usr/bin/date", "-d", began.substr(1, began.size() - 3), "+%s.%N"}).output;
+    const double start = std::stod(began);
+    const double seconds = std::stod(result(".seconds"));
+    EXPECT_TRUE(start >= before && start <= end) << began;
+    EXPECT_TRUE(seconds > 1.9 && seconds <= end - before)
+        << seconds;  // three waits of 0.1 s and eight of 0.2 s
+    const Simulator ecr({"--frame-version", "2", "--refuse", "13=6"});
+    EXPECT_EQ(Tavo(ecr, {"executefiscal", File("f.csv", "12,\"a\"\n50\n13\n"), "/ResultFile=" + path}).status,
+              4);
+    EXPECT_EQ(result("[.frameVersion,.commandsAcknowledged]"), "[2,2]\n");
 }
 
 TEST_F(EndToEndTest, ShowsProgressOnlyWhereItIsWanted) {

@@ -61,6 +61,9 @@ public:
     void Last() { m_isLasting = true; }
     /** The run dies behind the block that is carried. */
     void Kill() { m_isToBeKilled = true; }
+    /** The block that is carried arrives so much later. */
+    void Delay(Time time) { m_delay = time; }
+    bool IsFromEcr() const { return m_isFromEcr; }
     /** Bytes come from nowhere after a time. */
     void Arrive(const Bytes& bytes, Time after) {
         m_toPc.Push(FaultyLine({}, 0).Carry(bytes), m_now + after);
@@ -90,8 +93,9 @@ private:
     }
     void Send(PacedBytes& wire, const Bytes& block) {
         if (block.empty()) return;
+        m_isFromEcr = &wire == &m_toPc;
         const std::vector<CarriedByte> carried = m_carry(*this, block);
-        if (!m_isHungUp) wire.Push(carried, m_now);
+        if (!m_isHungUp) wire.Push(carried, m_now + std::exchange(m_delay, 0));
         if (std::exchange(m_isToBeKilled, false)) throw Killed();
     }
 
@@ -101,6 +105,8 @@ private:
     PacedBytes m_toPc{38400};
     Time m_now = 0;
     Time m_lastWrite = -endOfTime;
+    Time m_delay = 0;
+    bool m_isFromEcr = false;
     bool m_isHungUp = false;
     bool m_isLasting = false;
     bool m_isToBeKilled = false;
@@ -135,24 +141,46 @@ inline Bytes Renumbered(const Bytes& block, int version) {
 enum { NakTwice = faultCount, WrongNumber, HangUp, matrixFaultCount };
 inline constexpr const char* moreFaultNames[] = {"NAK twice", "wrong number", "hang-up"};
 
-/** A line with one fault, at a byte counted over both directions; `carried` counts the bytes sent. */
-inline VirtualLine::Carry OneFault(size_t fault, size_t position, int version, size_t& carried) {
+/** A fault at a byte counted over both directions. */
+struct PlacedFault {
+    size_t fault;
+    size_t position;
+};
+
+/** A line with faults, the later ones first; `carried` counts the bytes sent. */
+inline VirtualLine::Carry Faults(const std::vector<PlacedFault>& faults, int version, size_t& carried) {
     carried = 0;
     return [=, &carried, naks = 0](VirtualLine& line, const Bytes& sent) mutable {
         const size_t start = std::exchange(carried, carried + sent.size());
-        const bool isHere = position >= start && position < carried;
-        if (fault == HangUp && position < carried) line.HangUp();
-        Bytes block = fault == WrongNumber && isHere ? Renumbered(sent, version) : sent;
-        if (fault == NakTwice && start >= position && block[0] == ACK && naks++ < 2) block[0] = NAK;
+        const auto isHere = [&](const PlacedFault& f) { return f.position >= start && f.position < carried; };
+        Bytes block = sent;
+        for (const PlacedFault& f : faults) {
+            if (f.fault == HangUp && f.position < carried) line.HangUp();
+            if (f.fault == WrongNumber && isHere(f)) block = Renumbered(sent, version);
+            if (f.fault == NakTwice && start >= f.position && block[0] == ACK && naks++ < 2) block[0] = NAK;
+        }
         std::vector<CarriedByte> arriving;
         for (const byte value : block) arriving.push_back({value, false});
-        if (!isHere || fault >= faultCount) return arriving;
-        const auto at = arriving.begin() + static_cast<std::ptrdiff_t>(position - start);
-        const std::vector<CarriedByte> instead = ApplyFault(static_cast<Fault>(fault), at->value);
-        const bool isCut = static_cast<Fault>(fault) == Fault::Truncate;
-        arriving.insert(arriving.erase(at, isCut ? arriving.end() : at + 1), instead.begin(), instead.end());
+        for (const PlacedFault& f : faults) {
+            if (!isHere(f) || f.fault >= faultCount) continue;
+            const auto at = arriving.begin() + static_cast<std::ptrdiff_t>(f.position - start);
+            const std::vector<CarriedByte> instead = ApplyFault(static_cast<Fault>(f.fault), at->value);
+            const bool isCut = static_cast<Fault>(f.fault) == Fault::Truncate;
+            arriving.insert(arriving.erase(at, isCut ? arriving.end() : at + 1), instead.begin(),
+                            instead.end());
+        }
         return arriving;
     };
+}
+
+inline VirtualLine::Carry OneFault(size_t fault, size_t position, int version, size_t& carried) {
+    return Faults({{fault, position}}, version, carried);
+}
+
+/** Whether an acknowledgement arrives that nobody has sent: in a frame that byte is escaped. */
+inline bool IsForged(const Bytes& sent, const std::vector<CarriedByte>& arrived) {
+    return std::count_if(arrived.begin(), arrived.end(), [](CarriedByte b) { return b.value == ACK; }) >
+           std::count(sent.begin(), sent.end(), ACK);
 }
 
 struct Operation {
@@ -221,7 +249,7 @@ protected:
         AppConfig::SetParameter("RecordsInPacket", std::to_string(operation.recordsInPacket), false);
         AppConfig::SetParameter("RetryCount", std::to_string(retryCount), false);
         FileErrors::Reset();
-        const bool isFiscal = operation.command == Command_ExecuteFiscal;
+        const bool isFiscal = operation.command >= Command_ExecuteFiscal;
         Register ecr(options);
         Outcome outcome;
         ecr.SetJournal(&outcome.done);
