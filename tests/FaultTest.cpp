@@ -42,47 +42,51 @@ TEST_F(FaultTest, TellsTheTruthAfterAnySingleFaultAtAnyByte) {
             for (size_t fault = 0; fault < matrixFaultCount; fault++) run(version, operation, fault);
 }
 
-TEST_F(FaultTest, TellsTheTruthAfterPairsOfFaults) {
+/** By the version of frames. */
+class PairsOfFaultsTest : public FaultTest, public testing::WithParamInterface<int> {};
+
+TEST_P(PairsOfFaultsTest, LeaveTheTruth) {
     // TAVO_FAULT_PAIRS=1 runs all of them, millions; else there are samples
     const size_t pitch = std::getenv("TAVO_FAULT_PAIRS") != nullptr ? 1 : 499;
     WriteText(folder / "two.csv", "7,\"a\"\n2,0\n");
     WriteText(folder / "twice.csv", "12,\"a\"\n50\n");
     stored.resize(2);
     size_t number = 0;
-    for (int version = 1; version <= newestFrameVersion; version++)
-        for (const Operation& operation : {Operation{"Clear", Command_Clear, "none", 1},
-                                           {"Send of 2", Command_Send, "two.csv", 1},
-                                           {"ReadAndClear of 2", Command_ReadAndClear, "read.csv", 1},
-                                           {"ExecuteFiscal of 2", Command_ExecuteFiscal, "twice.csv", 1},
-                                           {"a status", Command_ReadFiscalStatus, "status.csv", 1}}) {
-            size_t bytes = 0;
-            Run(operation, version, 1, Faults({}, version, bytes));
-            bool isBlind = false;
-            const auto count = [&](const PlacedFault& second, const PlacedFault& first) {
-                isBlind = false;
-                Count(
-                    operation, version, 1,
-                    Format("version %d, %s, %s at %zu, %s at %zu", version, operation.name,
-                           faultNames[first.fault], first.position, faultNames[second.fault],
-                           second.position),
-                    [&, carry = Faults({second, first}, version, bytes)](VirtualLine& line,
-                                                                         const Bytes& sent) mutable {
-                        const std::vector<CarriedByte> arrived = carry(line, sent);
-                        isBlind = isBlind || IsBlind(sent, arrived, version) || IsForged(sent, arrived);
-                        return arrived;
-                    },
-                    isBlind);
-            };
-            const size_t length = bytes;
-            for (PlacedFault first{0, 0}; first.position < length; first.position++)
-                for (first.fault = 0; first.fault < faultCount; first.fault++) {
-                    count({0, SIZE_MAX}, first);
-                    for (size_t at = first.position + 1, end = bytes; at < end; at++)
-                        for (size_t fault = 0; fault < faultCount; fault++)
-                            if (++number % pitch == 0) count({fault, at}, first);
-                }
-        }
+    const int version = GetParam();
+    for (const Operation& operation : {Operation{"Clear", Command_Clear, "none", 1},
+                                       {"Send of 2", Command_Send, "two.csv", 1},
+                                       {"ReadAndClear of 2", Command_ReadAndClear, "read.csv", 1},
+                                       {"ExecuteFiscal of 2", Command_ExecuteFiscal, "twice.csv", 1},
+                                       {"a status", Command_ReadFiscalStatus, "status.csv", 1}}) {
+        size_t bytes = 0;
+        Run(operation, version, 1, Faults({}, version, bytes));
+        bool isBlind = false;
+        const auto count = [&](const PlacedFault& second, const PlacedFault& first) {
+            isBlind = false;
+            Count(
+                operation, version, 1,
+                Format("version %d, %s, %s at %zu, %s at %zu", version, operation.name,
+                       faultNames[first.fault], first.position, faultNames[second.fault], second.position),
+                [&, carry = Faults({second, first}, version, bytes)](VirtualLine& line,
+                                                                     const Bytes& sent) mutable {
+                    const std::vector<CarriedByte> arrived = carry(line, sent);
+                    isBlind = isBlind || IsBlind(sent, arrived, version) || IsForged(sent, arrived);
+                    return arrived;
+                },
+                isBlind);
+        };
+        const size_t length = bytes;
+        for (PlacedFault first{0, 0}; first.position < length; first.position++)
+            for (first.fault = 0; first.fault < faultCount; first.fault++) {
+                count({0, SIZE_MAX}, first);
+                for (size_t at = first.position + 1, end = bytes; at < end; at++)
+                    for (size_t fault = 0; fault < faultCount; fault++)
+                        if (++number % pitch == 0) count({fault, at}, first);
+            }
+    }
 }
+
+INSTANTIATE_TEST_SUITE_P(Version, PairsOfFaultsTest, testing::Range(1, newestFrameVersion + 1));
 
 TEST_F(FaultTest, TellsTheTruthOnALineWithManyFaults) {
     // TAVO_FAULT_SEEDS=100000 runs more; TAVO_FAULT_SEED=7 replays one
