@@ -9,8 +9,8 @@
 #include "DataConverter.h"
 #include "Defaults.h"
 #include "EcrComm/CommChannels/TcFrame.h"
+#include "Files/TextFileLineIndex.h"
 #include "Lines.h"
-#include "TextFileLineIndex.h"
 
 namespace {
 

@@ -1,7 +1,7 @@
 #include "CheckOptions.h"
 
-#include "CommandLine.h"
-#include "ExitStatus.h"
+#include "Options/CommandLine.h"
+#include "Outcome/ExitStatus.h"
 #include "Tools.h"
 
 namespace {

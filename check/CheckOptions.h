@@ -4,7 +4,7 @@
 #include <string>
 #include <vector>
 
-#include "ProgramOptions.h"
+#include "Options/ProgramOptions.h"
 
 /** What tavo-check is asked to do; the texts of `tavo-check --help` explain each. */
 struct CheckOptions {

@@ -13,7 +13,7 @@
 #include "Formatting/BinaryDataFormatter.h"
 #include "Formatting/TextDataParser.h"
 #include "OLVE_Compatibility.h"
-#include "Record.h"
+#include "Records/Record.h"
 #include "TableDiagnosis.h"
 #include "TextFile.h"
 #include "Tools.h"

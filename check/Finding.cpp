@@ -1,7 +1,7 @@
 #include "Finding.h"
 
 #include "Format.h"
-#include "Json.h"
+#include "Text/Json.h"
 
 std::string ToText(const Finding& finding) {
     std::string place;

@@ -10,7 +10,7 @@
 #include "FileIo.h"
 #include "Format.h"
 #include "IniFile.h"
-#include "Settings.h"
+#include "Options/Settings.h"
 #include "Tools.h"
 
 namespace {

@@ -11,12 +11,12 @@
 #include "EcrComm/Protocols.h"
 #include "Format.h"
 #include "IniFile.h"
-#include "Json.h"
 #include "LogFile.h"
 #include "Logging.h"
+#include "Outcome/RunResult.h"
 #include "Path.h"
-#include "RunResult.h"
 #include "SettingDiagnosis.h"
+#include "Text/Json.h"
 #include "Tools.h"
 
 namespace {

@@ -4,8 +4,8 @@
 #include <vector>
 
 #include "Exceptions.h"
-#include "PortFacts.h"
-#include "Settings.h"
+#include "Options/Settings.h"
+#include "System/PortFacts.h"
 
 /** A setting as a run would take it. */
 struct SettingInUse {

@@ -1,7 +1,7 @@
 #include "TextFile.h"
 
+#include "Files/SourceFile.h"
 #include "Formatting/TextDataParser.h"
-#include "SourceFile.h"
 #include "Tools.h"
 
 namespace {

@@ -8,7 +8,7 @@
 #include "EcrComm/Protocols.h"
 #include "Format.h"
 #include "Meaning.h"
-#include "RecordText.h"
+#include "Text/RecordText.h"
 #include "Tools.h"
 
 namespace {

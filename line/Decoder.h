@@ -4,7 +4,7 @@
 
 #include "EcrComm/CommChannels/FrameVersion.h"
 #include "FrameReader.h"
-#include "Record.h"
+#include "Records/Record.h"
 #include "Trace.h"
 
 /** Says what the bytes of a session mean that others hold, in the words of the simulated register. */

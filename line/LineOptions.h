@@ -3,7 +3,7 @@
 #include <string>
 #include <vector>
 
-#include "ProgramOptions.h"
+#include "Options/ProgramOptions.h"
 #include "Trace.h"
 
 /** What tavo-line is asked to do; the texts of `tavo-line --help` explain each. */

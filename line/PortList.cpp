@@ -8,7 +8,7 @@
 
 #include "Exceptions.h"
 #include "Format.h"
-#include "PortFacts.h"
+#include "System/PortFacts.h"
 
 namespace {
 

@@ -10,7 +10,7 @@
 #include "AppConfig.h"
 #include "Defaults.h"
 #include "Exceptions.h"
-#include "Interrupt.h"
+#include "System/Interrupt.h"
 #include "Tools.h"
 
 namespace {

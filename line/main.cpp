@@ -2,18 +2,18 @@
 #include <memory>
 #include <new>
 
-#include "CommandLine.h"
-#include "Driver.h"
 #include "EcrComm/CommChannels/Linux/LineSettings.h"
-#include "Hints.h"
 #include "IniFile.h"
-#include "Interrupt.h"
 #include "LineOptions.h"
-#include "Output.h"
+#include "Options/CommandLine.h"
+#include "Outcome/Driver.h"
+#include "Outcome/Hints.h"
 #include "PortList.h"
 #include "Recording.h"
 #include "SerialLine.h"
 #include "Serve.h"
+#include "System/Interrupt.h"
+#include "System/Output.h"
 #include "Tap.h"
 
 namespace {

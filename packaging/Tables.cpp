@@ -1,13 +1,13 @@
 #include "Tables.h"
 
 #include "CheckOptions.h"
-#include "CommandLine.h"
 #include "EcrComm/CommChannels/FrameVersion.h"
-#include "ExitStatus.h"
 #include "Format.h"
 #include "LineOptions.h"
 #include "Options.h"
-#include "Settings.h"
+#include "Options/CommandLine.h"
+#include "Options/Settings.h"
+#include "Outcome/ExitStatus.h"
 
 namespace {
 

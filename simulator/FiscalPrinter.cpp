@@ -5,7 +5,7 @@
 #include "Format.h"
 #include "Formatting/BinaryDataFormatter.h"
 #include "Formatting/BinaryDataParser.h"
-#include "RecordText.h"
+#include "Text/RecordText.h"
 
 namespace {
 

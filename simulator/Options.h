@@ -7,7 +7,7 @@
 
 #include "Byte.h"
 #include "Faults.h"
-#include "ProgramOptions.h"
+#include "Options/ProgramOptions.h"
 #include "Trace.h"
 
 /** What the register is told to be and to do; the texts of `ecrsim --help` explain each. */

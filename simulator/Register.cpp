@@ -6,8 +6,8 @@
 #include "Format.h"
 #include "Formatting/BinaryDataFormatter.h"
 #include "Meaning.h"
-#include "Output.h"
-#include "RecordText.h"
+#include "System/Output.h"
+#include "Text/RecordText.h"
 
 namespace {
 

@@ -1,13 +1,13 @@
 #include "Sections.h"
 
-#include "AtomicFile.h"
 #include "Decimal.h"
 #include "Exceptions.h"
-#include "FileStream.h"
+#include "Files/SourceFile.h"
 #include "Format.h"
 #include "Formatting/BinaryDataParser.h"
 #include "Path.h"
-#include "SourceFile.h"
+#include "System/AtomicFile.h"
+#include "System/FileStream.h"
 #include "Tools.h"
 
 bool GetRecordNumber(const Record& record, int64_t& number) {

@@ -8,7 +8,7 @@
 #include <vector>
 
 #include "Byte.h"
-#include "Record.h"
+#include "Records/Record.h"
 
 /** Number in a record's first field; false when it has none. */
 bool GetRecordNumber(const Record& record, int64_t& number);

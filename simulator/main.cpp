@@ -1,16 +1,16 @@
 #include <cstdio>
 #include <memory>
 
-#include "CommandLine.h"
 #include "Exceptions.h"
 #include "Format.h"
-#include "Interrupt.h"
 #include "Link.h"
 #include "Options.h"
-#include "Output.h"
+#include "Options/CommandLine.h"
 #include "Recording.h"
 #include "Register.h"
 #include "Serve.h"
+#include "System/Interrupt.h"
+#include "System/Output.h"
 #include "Terminal.h"
 #include "Trace.h"
 

@@ -6,8 +6,8 @@
 #include <string_view>
 
 #include "IniFile.h"
-#include "Interrupt.h"
 #include "Path.h"
+#include "System/Interrupt.h"
 #include "Tools.h"
 
 namespace {

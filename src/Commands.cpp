@@ -9,7 +9,6 @@
 
 #include "AppConfig.h"
 #include "Byte.h"
-#include "CsvFile.h"
 #include "DataConverter.h"
 #include "Defaults.h"
 #include "EcrComm/CommBase.h"
@@ -18,11 +17,12 @@
 #include "EcrComm/IoStatistics.h"
 #include "FileErrors.h"
 #include "FileIo.h"
+#include "Files/CsvFile.h"
 #include "Format.h"
-#include "InputFile.h"
-#include "Interrupt.h"
 #include "Logging.h"
-#include "Output.h"
+#include "Records/InputFile.h"
+#include "System/Interrupt.h"
+#include "System/Output.h"
 
 namespace {
 

@@ -3,8 +3,8 @@
 #include <functional>
 #include <string>
 
-#include "Command.h"
 #include "Exceptions.h"
+#include "Options/Command.h"
 
 /**
  * The commands over an open link. They print their progress, count problems of single records in FileErrors

@@ -3,9 +3,9 @@
 #include <cstdint>
 
 #include "Byte.h"
+#include "Files/RecordFile.h"
 #include "Formatting/DataFormatter.h"
 #include "Formatting/DataParser.h"
-#include "RecordFile.h"
 
 /**
  * Records between their form in a file and the ECR's binary form. A CSV line is converted field by field, a

@@ -4,7 +4,7 @@
 
 #include "Format.h"
 #include "Logging.h"
-#include "Output.h"
+#include "System/Output.h"
 
 namespace {
 

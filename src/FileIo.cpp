@@ -3,11 +3,11 @@
 #include <iterator>
 
 #include "AppConfig.h"
-#include "BmpFile.h"
-#include "CsvFile.h"
 #include "Exceptions.h"
+#include "Files/BmpFile.h"
+#include "Files/CsvFile.h"
+#include "Files/RawFile.h"
 #include "Path.h"
-#include "RawFile.h"
 #include "Tools.h"
 
 namespace {

@@ -3,7 +3,7 @@
 #include <memory>
 #include <string>
 
-#include "RecordFile.h"
+#include "Files/RecordFile.h"
 
 /** A kind of data files: all that depends on it. docs: README, "Data files". */
 struct FileKind {

@@ -8,7 +8,7 @@
 
 #include "Exceptions.h"
 #include "Format.h"
-#include "Output.h"
+#include "System/Output.h"
 #include "Tools.h"
 #include "Wrapper/LinuxFunctionWrapper.h"
 

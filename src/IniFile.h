@@ -4,7 +4,7 @@
 #include <optional>
 #include <string>
 
-#include "FileStream.h"
+#include "System/FileStream.h"
 
 /** An INI file's text up to a byte that ends it: a Ctrl-Z, or a NUL, which makes all of it unreadable. */
 struct IniText {

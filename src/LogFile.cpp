@@ -9,10 +9,10 @@
 #include <ctime>
 #include <utility>
 
-#include "Descriptor.h"
 #include "Exceptions.h"
 #include "Format.h"
 #include "Path.h"
+#include "System/Descriptor.h"
 #include "Tools.h"
 
 namespace {

@@ -2,18 +2,18 @@
 #include <new>
 #include <string_view>
 
-#include "CommandLine.h"
 #include "Commands.h"
-#include "Driver.h"
 #include "EcrComm/IoStatistics.h"
 #include "FileErrors.h"
 #include "Format.h"
-#include "Hints.h"
-#include "Interrupt.h"
 #include "Ipc.h"
 #include "Logging.h"
-#include "Output.h"
-#include "RunResult.h"
+#include "Options/CommandLine.h"
+#include "Outcome/Driver.h"
+#include "Outcome/Hints.h"
+#include "Outcome/RunResult.h"
+#include "System/Interrupt.h"
+#include "System/Output.h"
 
 namespace {
 

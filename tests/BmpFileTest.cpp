@@ -1,4 +1,4 @@
-#include "BmpFile.h"
+#include "Files/BmpFile.h"
 
 #include <gtest/gtest.h>
 

@@ -4,8 +4,8 @@
 #include "AppConfig.h"
 #include "Check.h"
 #include "Diagnosis.h"
-#include "InputFile.h"
-#include "Output.h"
+#include "Records/InputFile.h"
+#include "System/Output.h"
 #include "TextFile.h"
 
 TEST_F(CheckTest, JudgesAFileAsTheToolDoes) {

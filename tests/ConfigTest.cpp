@@ -1,9 +1,9 @@
 #include <gtest/gtest.h>
 
 #include "AppConfig.h"
-#include "CommandLine.h"
 #include "IniFile.h"
-#include "Settings.h"
+#include "Options/CommandLine.h"
+#include "Options/Settings.h"
 #include "Support.h"
 #include "Tables.h"
 

@@ -1,4 +1,4 @@
-#include "CsvFile.h"
+#include "Files/CsvFile.h"
 
 #include <gtest/gtest.h>
 
@@ -6,8 +6,8 @@
 
 #include "AppConfig.h"
 #include "FileIo.h"
-#include "Output.h"
 #include "Support.h"
+#include "System/Output.h"
 
 namespace {
 

@@ -7,7 +7,6 @@
 
 #include "AppConfig.h"
 #include "Commands.h"
-#include "Driver.h"
 #include "EcrComm/CommBase.h"
 #include "EcrComm/CommChannel.h"
 #include "EcrComm/CommChannels/Compatibility/TcFrameSeqNo.h"
@@ -15,10 +14,11 @@
 #include "EcrComm/CommChannels/TcFrameBytes.h"
 #include "FileErrors.h"
 #include "Link.h"
-#include "Output.h"
-#include "RecordText.h"
+#include "Outcome/Driver.h"
 #include "Support.h"
+#include "System/Output.h"
 #include "Terminal.h"
+#include "Text/RecordText.h"
 
 /** Whole runs of the product with the simulated register, on a line in virtual time. */
 
@@ -328,9 +328,10 @@ protected:
 
     /**
      * Runs a session and judges it. Nothing can be promised where a frame arrived as another one (isBlind);
-     * in version 1, which has no numbers to tell a repeated frame by, only that no report is lost.
+     * in version 1, which has no numbers to tell a repeated frame by, only that no report is lost. Returns
+     * whether all was true and conserved.
      */
-    void Count(const Operation& operation, int version, int retryCount, const std::string& where,
+    bool Count(const Operation& operation, int version, int retryCount, const std::string& where,
                const VirtualLine::Carry& carry, const bool& isBlind) {
         const Outcome outcome = Run(operation, version, retryCount, carry);
         const bool isTrue = IsTrue(operation, outcome);
@@ -342,6 +343,7 @@ protected:
         const bool mayLose = isBlind || (mayBeUntrue && operation.command != Command_ReadAndClear);
         EXPECT_TRUE((isTrue || mayBeUntrue) && (isConserved || mayLose)) << where;
         EXPECT_NE(outcome.status, ReturnCode_InternalError) << "the session hangs: " << where;
+        return isTrue && isConserved;
     }
     const TempFolder folder{"/dev/shm"};  // thousands of files are flushed to their device
     std::vector<Record> stored{FromHex("0C 01 02 0C 00"), FromHex("0C 01 03 0B 62 0D 01 01 0F"),

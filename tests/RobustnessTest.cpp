@@ -2,7 +2,7 @@
 #include <tuple>
 
 #include "EndToEnd.h"
-#include "Interrupt.h"
+#include "System/Interrupt.h"
 
 namespace {
 

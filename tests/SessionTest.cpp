@@ -8,8 +8,8 @@
 #include "EcrComm/CommChannel.h"
 #include "EcrComm/EcrComm.h"
 #include "EcrComm/IoStatistics.h"
-#include "Output.h"
 #include "Support.h"
+#include "System/Output.h"
 
 /** The session over raw application frames, without transport control. */
 TEST(SessionTest, WritesEachRequestAndUnderstandsEveryAnswer) {

@@ -8,10 +8,10 @@
 
 #include <tuple>
 
-#include "AtomicFile.h"
+#include "Files/TargetFile.h"
 #include "Recording.h"
 #include "Support.h"
-#include "TargetFile.h"
+#include "System/AtomicFile.h"
 
 namespace {
 

@@ -12,10 +12,10 @@
 #include <utility>
 #include <vector>
 
-#include "BmpFile.h"
 #include "EcrComm/CommChannels/FrameVersion.h"
 #include "EcrComm/CommChannels/ICommChannel.h"
 #include "Exceptions.h"
+#include "Files/BmpFile.h"
 #include "Format.h"
 
 using Bytes = std::vector<byte>;

@@ -6,7 +6,6 @@
 #include <utility>
 
 #include "AppConfig.h"
-#include "Clock.h"
 #include "EcrComm/CommChannels/Compatibility/TcFrameSeqNo.h"
 #include "EcrComm/CommChannels/DataLogger.h"
 #include "EcrComm/CommChannels/Linux/ComPort.h"
@@ -14,6 +13,7 @@
 #include "EcrComm/IoStatistics.h"
 #include "Exceptions.h"
 #include "Format.h"
+#include "System/Clock.h"
 
 namespace {
 

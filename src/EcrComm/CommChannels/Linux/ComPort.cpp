@@ -15,15 +15,15 @@
 #include <ctime>
 
 #include "AppConfig.h"
-#include "Clock.h"
 #include "EcrComm/CommChannels/DataLogger.h"
 #include "EcrComm/CommChannels/Linux/HighResolutionTimer.h"
 #include "EcrComm/IoStatistics.h"
 #include "Exceptions.h"
 #include "Format.h"
 #include "IniFile.h"
-#include "Interrupt.h"
 #include "Logging.h"
+#include "System/Clock.h"
+#include "System/Interrupt.h"
 #include "Tools.h"
 
 namespace {

@@ -1,6 +1,6 @@
 #include "EcrComm/CommChannels/Linux/HighResolutionTimer.h"
 
-#include "Clock.h"
+#include "System/Clock.h"
 
 const HighResolutionTimer highResolutionTimer;
 

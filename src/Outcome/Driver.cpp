@@ -1,0 +1,87 @@
+#include "Outcome/Driver.h"
+
+#include <memory>
+#include <new>
+
+#include "AppConfig.h"
+#include "Commands.h"
+#include "Defaults.h"
+#include "EcrComm/EcrComm.h"
+#include "Logging.h"
+#include "System/Interrupt.h"
+#include "System/Output.h"
+#include "Tools.h"
+
+namespace {
+
+std::string lastFailure;
+int attemptCount = 0;
+
+ReturnCode ExecuteOnOpenLink(const BaseCommandParameters& params) {
+    if (params.isFiscalCommand) return Execute_Fiscal(params.command, params.filePath);
+    if (params.command == Command_ExecuteServer) return Execute_Server(params.data);
+    return Execute_Standard(params.command, params.data, params.filePath);
+}
+
+ReturnCode Attempt(const BaseCommandParameters& params, ProtocolID protocol) {
+    try {
+        ConnectToEcr(protocol);
+        const ReturnCode result = ExecuteOnOpenLink(params);
+        DisconnectFromEcr();
+        return result;
+    } catch (Exception* e) {
+        std::unique_ptr<Exception> failure(e);
+        DisconnectFromEcr(e);
+        return HandleException(failure.release());
+    } catch (const std::bad_alloc&) {
+        DisconnectFromEcr();
+        return HandleException(new SystemException("Not enough memory"));
+    }
+}
+
+}  // namespace
+
+void LogIfPossible(std::string_view message) {
+    try {
+        LogMsg(LogType_Both, std::string(message), true);
+    } catch (Exception* e) {
+        // only with "StandardLog" = -1, where every message is an internal error; the run ends by its exit
+        // status
+        delete e;
+    } catch (const std::bad_alloc&) {
+        // a line of the log is no reason to fail either
+    }
+}
+
+ReturnCode HandleException(Exception* e) {
+    const std::unique_ptr<Exception> failure(e);
+    LogIfPossible(failure->GetLogMessage());
+    lastFailure = Trim(failure->GetDisplayMessage(), "\n");
+    Print(failure->GetDisplayMessage() + "\n");
+    return failure->GetReturnCode();
+}
+
+const std::string& GetLastFailure() { return lastFailure; }
+
+int GetAttemptCount() { return attemptCount; }
+
+ReturnCode Repeat(const std::function<ReturnCode()>& attempt) {
+    const int retryCount = AppConfig::GetParameter("RetryCount", defaultAttemptCount);
+    const CommandRun run;
+    for (int errorCount = 0;;) {
+        CheckInterrupt();  // a signal in the pause after a failed attempt is no reason for the next one
+        attemptCount++;
+        const ReturnCode result = attempt();
+        if (result != ReturnCode_CommunicationError || ++errorCount >= retryCount) return result;
+        const std::string reason = WhyNotToRepeat();
+        if (reason.empty()) continue;
+        LogIfPossible(reason);
+        return result;
+    }
+}
+
+ReturnCode ExecuteCommand(const BaseCommandParameters& params) {
+    const ProtocolID protocol =
+        GetProtocolIDBySet(params.isFiscalCommand ? Protocol_Fiscal : Protocol_Standard);
+    return Repeat([&] { return Attempt(params, protocol); });
+}

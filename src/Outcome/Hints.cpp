@@ -1,0 +1,156 @@
+#include "Outcome/Hints.h"
+
+#include <poll.h>
+#include <unistd.h>
+
+#include <csignal>
+#include <new>
+#include <string>
+#include <vector>
+
+#include "AppConfig.h"
+#include "EcrComm/IoStatistics.h"
+#include "Format.h"
+#include "IniFile.h"
+#include "Logging.h"
+#include "Options/Settings.h"
+#include "Outcome/Driver.h"
+#include "Path.h"
+#include "System/FileLock.h"
+#include "System/PortFacts.h"
+#include "Tools.h"
+
+namespace {
+
+/** Writes a line to a terminal that takes it now: one that is stopped (Ctrl-S), or that a job in the
+ * background may not write to, holds no run up. */
+void Show(const std::string& hint) {
+    const std::string line = "hint: " + hint + "\n";
+    pollfd terminal{STDERR_FILENO, POLLOUT, 0};
+    if (hint.empty() || poll(&terminal, 1, 0) != 1 || terminal.revents != POLLOUT) return;
+    sigset_t background;
+    sigset_t former;
+    sigemptyset(&background);
+    sigaddset(&background, SIGTTOU);
+    sigprocmask(SIG_BLOCK, &background, &former);
+    [[maybe_unused]] const ssize_t written = write(STDERR_FILENO, line.data(), line.size());
+    sigprocmask(SIG_SETMASK, &former, nullptr);
+}
+
+/** What action returns; nothing when it fails, which is not worth a word. */
+template <class Action>
+std::string Try(const Action& action) {
+    try {
+        return action();
+    } catch (Exception* e) {
+        delete e;
+    } catch (const std::bad_alloc&) {
+    }
+    return "";
+}
+
+/** Shows what hint makes, where somebody reads it. */
+template <class Hint>
+void ShowToPerson(const Hint& hint) {
+    if (isatty(STDERR_FILENO) == 0) return;
+    Try([&] {
+        Show(hint());
+        return "";
+    });
+}
+
+std::string HintOnNames() {
+    for (const auto& [name, value] : AppConfig::GetParameters()) {
+        if (value.empty() || FindSetting(name) != nullptr) continue;
+        const std::string nearest = GetNearestSetting(name);
+        return "no setting /" + Printable(name) + (nearest.empty() ? "" : "; /" + nearest + "?");
+    }
+    const std::string section = AppConfig::GetEcrSection();
+    bool isThere = section.empty();
+    IniFile::VisitLines([&](const IniLine& line) {
+        isThere = isThere || (line.isHeading && IniFile::IsSameName(line.section, section));
+    });
+    return isThere ? "" : "no section [" + Printable(section) + "] in " + Printable(IniFile::GetFile());
+}
+
+std::string HintOnConfiguration() {
+    if (!AppConfig::GetParameter("TTY", "").empty()) return "tavo-check --setup shows every setting";
+    const std::string file = Printable(IniFile::GetFile());
+    const std::string section = AppConfig::GetEcrSection();
+    if (section.empty() && AppConfig::GetEcrNames().size() > 1)
+        return "no register is named, and " + file + " has several: /ECR= or, in [Common], DefaultECR";
+    return "no TTY in " + file + ", " + (section.empty() ? "" : "[" + Printable(section) + "] or ") +
+           "[Common]; tavo-line list shows the ports";
+}
+
+/** On a file that another run is writing, or a log that could not be opened. */
+std::string HintOnFile() {
+    const std::string& failure = GetLastFailure();
+    const size_t start = failure.find('\'') + 1;
+    const std::string file = failure.substr(start, failure.rfind('\'') - start);
+    struct stat status {};
+    if (failure.find("' is being written by another run") != std::string::npos &&
+        stat(file.c_str(), &status) == 0)
+        for (const std::string& locked : {FileLock::GetPath(file, status), file})
+            if (std::string holders = DescribeHolders(locked); !holders.empty()) return holders;
+    for (const std::string& path : GetLogPaths())
+        if (failure.find(Printable(path)) != std::string::npos) {
+            const std::string place = File::Exists(path) ? path : Path::GetDirectoryName(path);
+            return Printable(place) + " is " + DescribeRights(place) + "; LogFilePath names another folder";
+        }
+    return "";
+}
+
+/** The program that finds out more, with the port that the command line named. */
+std::string ProbeCommand() {
+    const Parameter tty = AppConfig::FindParameter("TTY");
+    return tty.place == SettingPlace_CommandLine ? "tavo-line probe /TTY=" + Printable(tty.value)
+                                                 : "tavo-line probe";
+}
+
+/** On a port that could not be opened, or has disappeared. */
+std::string HintOnPort() {
+    constexpr const char* setup = "tavo-check --setup shows what a run would meet";
+    if (GetLastFailure().find("erial port") == std::string::npos) return setup;
+    const std::string tty = AppConfig::GetParameter("TTY", "");
+    if (tty[0] == '/') return "TTY is a name below /dev, such as ttyUSB0";
+    const PortFacts port = InspectPort(tty);
+    if (port.exists)
+        return port.isUsable ? setup : Printable(port.path) + " is " + port.rights + "; " + port.wayToUse;
+    const std::vector<std::string> ports = ListSerialPorts();
+    return "no such device; tavo-line list shows " +
+           (ports.empty() ? "none" : Printable(Join(ports.data(), static_cast<int>(ports.size()), ", ")));
+}
+
+std::string HintOnLine() {
+    const int bytes = IoStatistics::BytesReceived;
+    if (bytes == 0) return "nothing came: " + ProbeCommand();
+    if (IoStatistics::FramesReceived == 0)
+        return Format("%d byte%s came, none of them a frame: ", bytes, bytes == 1 ? "" : "s") +
+               ProbeCommand();
+    return AppConfig::HasParameter("Password") ? "" : "no Password is set: does the register ask for one?";
+}
+
+std::string HintOn(ReturnCode status) {
+    switch (status) {
+        case ReturnCode_CommunicationError: return HintOnLine();
+        case ReturnCode_ConfigError: return HintOnConfiguration();
+        case ReturnCode_EcrPortLocked:
+            return DescribeHolders(InspectPort(AppConfig::GetParameter("TTY", "")));
+        case ReturnCode_SystemError: return HintOnPort();
+        case ReturnCode_FileIoError: return HintOnFile();
+        default: return "";
+    }
+}
+
+}  // namespace
+
+std::string GetHint(ReturnCode status) {
+    return Try([status] { return HintOn(status); });
+}
+
+void HintAtSettings() { ShowToPerson(HintOnNames); }
+
+void HintAtStatus(ReturnCode status) {
+    ShowToPerson([status] { return HintOn(status); });
+}

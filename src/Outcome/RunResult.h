@@ -1,0 +1,44 @@
+#pragma once
+
+#include <ctime>
+#include <string>
+#include <vector>
+
+#include "Options/CommandLine.h"
+
+/** What the program's main function knows of its run. */
+struct RunOutline {
+    std::string command;          // as it was given, until it is known
+    bool isCommandKnown = false;  // otherwise the next one says nothing
+    BaseCommandParameters params;
+    std::vector<std::string> words;  // of the command line
+    std::string id;                  // that no other run has
+    timespec start{};
+    long long startTime = 0;       // ns of the raw clock
+    bool isResultRefused = false;  // its file cannot be written, which was told
+};
+
+/** What stands for {ECR} in "ResultFile": the file name that only this register has; docs: README, "Names of
+ * registers". */
+std::string GetRegisterFileName(const std::string& name);
+
+/** Notes the start; there is a command, or what stands in its place. */
+RunOutline BeginRun(int argc, char* argv[]);
+
+/** The path that the setting "ResultFile" names; empty for none. */
+std::string GetResultPath();
+
+/**
+ * The command line was good: the result is written for the first time, and again when the ECR is about to be
+ * asked to clear and when it has cleared, so that whoever finds it knows what a killed run may have done.
+ * FileIoException when it cannot be written and the command clears or sells: told behind that, it would look
+ * as if it were to be repeated. The outline is used until the end of the run.
+ */
+void SetCommand(RunOutline& run, const BaseCommandParameters& params);
+
+/**
+ * Writes the file that the setting "ResultFile" names, if it names one, as one JSON object; docs: README,
+ * "The result of a run". It is there as a whole or not at all; FileIoException when it cannot be written, or
+ * would replace a file of the run: what the command line names, FILE~, the INI file, a log.
+ */
+void WriteRunResult(const RunOutline& run, int status);
