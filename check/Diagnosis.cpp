@@ -14,7 +14,7 @@
 #include "Formatting/TextDataParser.h"
 #include "OLVE_Compatibility.h"
 #include "Records/Record.h"
-#include "TableDiagnosis.h"
+#include "SpreadsheetForm.h"
 #include "TextFile.h"
 #include "Tools.h"
 

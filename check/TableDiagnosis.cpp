@@ -7,8 +7,10 @@
 #include <regex>
 #include <set>
 
+#include "Barcode.h"
 #include "Format.h"
 #include "Formatting/TextDataParser.h"
+#include "SpreadsheetForm.h"
 #include "Tools.h"
 
 namespace {
@@ -25,55 +27,6 @@ struct Row {
     int line;
     std::vector<Cell> cells;
 };
-
-/** What a spreadsheet makes of a number. */
-struct NumberForm {
-    std::regex pattern;
-    FieldType meant;  // of a column whose texts look so for the most part; none: they may be meant as texts
-    const char* name;
-};
-
-const NumberForm* FindForm(const std::string& text) {
-    // blanks of one byte and of several, apostrophes, and what stands for one that the code page does not
-    // have
-    static const std::string gap = "([ '?\xA0\x92]|\xC2\xA0|\xE2\x80[\xAF\x89\x99])";
-    static const std::string sign = "([$\xA3\x80]|\xE2\x82\xAC|\xC2\xA3|EUR|USD|GBP|kr|K\xC4\x8D|z\xC5\x82)";
-    static const std::string digits = "-?\\d([\\d.,]|" + gap + ")*";
-    static const char* const thousands = "thousands separators: format the column without them";
-    static const char* const currency = "a currency sign: format the column without it";
-    static const char* const inQuotes = "a number in quotes arrives as a text: leave the quotes out";
-    static const NumberForm forms[] = {
-        {std::regex(R"(-?\d([.,]\d+)?E[+-]\d{2,3})"), FieldType_None,
-         "a spreadsheet has rounded it: the digits are lost; format the column as text"},
-        {std::regex(
-             R"(\d{1,2}[./-]\d{1,2}[./-]\d{2,4}|\d{4}-\d{1,2}-\d{1,2}|\d{1,2}([/-]\d{1,2}|\.\d{1,2}\.)|)"
-             R"(\d{1,2}(-|\. ?)[^\d\s.,-]{3,9}\.?([- ]\d{2,4})?|[^\d\s.,-]{3,9}\.?-\d\d)"),
-         FieldType_None, "a spreadsheet has made a date of it; format the column as text"},
-        {std::regex(R"(\d{1,2}:\d\d(:\d\d)?)"), FieldType_None,
-         "a spreadsheet has made a time of it; format the column as text"},
-        {std::regex(R"(Err:\d+|#[A-Z/0]+[!?]?)"), FieldType_None, "a formula of the spreadsheet has failed"},
-        {std::regex("-?\\d{1,3}((" + gap + "\\d{3})+|(\\.\\d{3}){2,})"), FieldType_None, thousands},
-        {std::regex("-?\\d{1,3}((" + gap + "\\d{3})+[.,]\\d+|(,\\d{3})+(\\.\\d+|,\\d{3})|(\\.\\d{3})+,\\d+)"),
-         FieldType_Number, thousands},
-        {std::regex(R"(-?[1-9]\d{0,2},\d{3})"), FieldType_Number,
-         "a decimal comma or thousands separators: write a point, and no separators"},
-        {std::regex(R"(-?\d+,\d+)"), FieldType_Number,
-         "a decimal comma: write a point; without quotes tavo-check --fix does it"},
-        {std::regex("-?" + sign + gap + "*" + digits + "|" + digits + sign), FieldType_Number, currency},
-        {std::regex("[A-Z]{3}" + gap + "*" + digits + "|" + digits + "[A-Z]{3}"), FieldType_None, currency},
-        {std::regex(digits + "%"), FieldType_None, "a percent sign: format the column without it"},
-        {std::regex("0x([\\da-fA-F]{2})+"), FieldType_Binary,
-         "binary data in quotes arrives as a text: leave the quotes out"},
-        {std::regex(R"(-?\d+\.\d+)"), FieldType_Number, inQuotes},
-        {std::regex(R"(-?\d+)"), FieldType_None, inQuotes}};
-    constexpr size_t longestForm = 40;
-    const bool isLikely =
-        text.size() <= longestForm && text.find_first_of("0123456789#") != std::string::npos;
-    if (!isLikely) return nullptr;
-    for (const NumberForm& form : forms)
-        if (std::regex_match(text, form.pattern)) return &form;
-    return nullptr;
-}
 
 const char* NameOf(FieldType type) {
     switch (type) {
@@ -120,7 +73,8 @@ bool IsWhole(const Cell& cell) { return cell.type == FieldType_Number && IsWhole
 
 /** What kind the cell has, or was meant to have. */
 FieldType MeantType(const Cell& cell) {
-    const NumberForm* form = cell.type == FieldType_String ? FindForm(Unquoted(cell.text)) : nullptr;
+    const SpreadsheetForm* form =
+        cell.type == FieldType_String ? FindSpreadsheetForm(Unquoted(cell.text)) : nullptr;
     return form == nullptr || form->meant == FieldType_None ? cell.type : form->meant;
 }
 
@@ -215,21 +169,21 @@ private:
         const bool hasUsual = usual && *usual != FieldType_Unknown;
         VisitColumn(field, [&](const Row& row, const Cell& cell) {
             const bool isText = cell.type == FieldType_String;
-            const std::string form = isText ? NameSpreadsheetNumber(Unquoted(cell.text)) : "";
+            const SpreadsheetForm* form = isText ? FindSpreadsheetForm(Unquoted(cell.text)) : nullptr;
             // 5E-10 may be a code
             const bool isRounded =
-                form.find("rounded") != std::string::npos && cell.text.find('+') != std::string::npos;
-            const bool isNamed = hasUsual && !form.empty() && *usual != FieldType_String;
+                form != nullptr && form->isRounded && cell.text.find('+') != std::string::npos;
+            const bool isNamed = hasUsual && form != nullptr && *usual != FieldType_String;
             // a field of no kind is an error by itself
             if (isRounded)
-                Warn(row, field, form);
+                Warn(row, field, form->name);
             else if (hasUsual && cell.type != *usual && cell.type != FieldType_Unknown)
                 Warn(row, field,
                      isNamed && 2 * types[*usual] <= count
-                         ? form
+                         ? form->name
                          : Format("a %s, where %zu of %zu lines have a %s", NameOf(cell.type),
                                   (isNamed ? types : meant)[*usual], count, NameOf(*usual)) +
-                               (isNamed ? ": " + form : ""));
+                               (isNamed ? std::string(": ") + form->name : ""));
         });
         DiagnoseBarcodes(field);
         DiagnosePointsInThousands(field);
@@ -279,7 +233,40 @@ private:
                  "thousands separators");
     }
 
-    void DiagnoseBarcodes(size_t field);
+    void DiagnoseBarcodes(size_t field) {
+        std::map<size_t, size_t> right;  // by length
+        std::map<size_t, size_t> counts;
+        size_t rightCount = 0;
+        size_t count = 0;
+        size_t textCount = 0;
+        VisitColumn(field, [&](const Row&, const Cell& cell) {
+            const std::string digits = Unquoted(cell.text);
+            if (!IsBarcode(digits)) return;
+            const bool isRight = digits.back() == CheckDigitOf(digits);
+            counts[digits.size()]++;
+            right[digits.size()] += isRight ? 1 : 0;
+            count++;
+            rightCount += isRight ? 1 : 0;
+            textCount += cell.type == FieldType_String ? 1 : 0;
+        });
+        if (count < fewestRows || 2 * rightCount <= count) return;
+        VisitColumn(field, [&](const Row& row, const Cell& cell) {
+            const std::string digits = Unquoted(cell.text);
+            const size_t length = digits.size();
+            // numbers of the shop's own, of another length than the barcodes among them, have no check digit
+            const bool isOwn = counts[length] >= fewestRows && 2 * right[length] <= counts[length];
+            if (IsBarcode(digits) && !isOwn && !IsWeighed(digits) && digits.back() != CheckDigitOf(digits))
+                Warn(row, field,
+                     Format("barcode %s has a wrong check digit: %c would be right", digits.c_str(),
+                            CheckDigitOf(digits)));
+            // a number arrives the same without them
+            if (2 * textCount > count && HasLostZeros(digits))
+                Warn(row, field,
+                     Format("barcode %s: has a spreadsheet taken the zeros at its start? Format the column "
+                            "as text",
+                            digits.c_str()));
+        });
+    }
 
     std::vector<Row> m_rows;
     size_t m_width = 0;  // that most rows have, 0 for none
@@ -289,72 +276,6 @@ private:
     std::vector<Finding> m_findings;
 };
 
-/** Whether it has the length of an EAN-8, UPC-A or EAN-13. */
-bool IsBarcode(const std::string& digits) {
-    const bool isLength = digits.size() == 8 || digits.size() == 12 || digits.size() == 13;
-    return isLength && digits.find_first_not_of("0123456789") == std::string::npos;
-}
-
-/** The check digit that the other digits ask for: they weigh 3 and 1 in turn, from the right. */
-char CheckDigitOf(const std::string& barcode) {
-    int sum = 0;
-    for (size_t i = 0; i + 1 < barcode.size(); i++)
-        sum += (barcode[i] - '0') * ((barcode.size() - i) % 2 == 0 ? 3 : 1);
-    return static_cast<char>('0' + (10 - sum % 10) % 10);
-}
-
-/** Whether a scale is to write weight or price, and the check digit behind them, in the place of zeros. */
-bool IsWeighed(const std::string& barcode) {
-    return barcode.size() == 13 && barcode[0] == '2' && barcode.compare(7, 5, "00000") == 0;
-}
-
-/** Whether zeros at its start make a barcode of it; short ones are numbers of the shop's own. */
-bool HasLostZeros(const std::string& digits) {
-    const bool isLength = digits.size() == 7 || (digits.size() >= 9 && digits.size() <= 11);
-    return isLength && digits[0] != '0' && digits.find_first_not_of("0123456789") == std::string::npos &&
-           digits.back() == CheckDigitOf(digits);
-}
-
-void Table::DiagnoseBarcodes(size_t field) {
-    std::map<size_t, size_t> right;  // by length
-    std::map<size_t, size_t> counts;
-    size_t rightCount = 0;
-    size_t count = 0;
-    size_t textCount = 0;
-    VisitColumn(field, [&](const Row&, const Cell& cell) {
-        const std::string digits = Unquoted(cell.text);
-        if (!IsBarcode(digits)) return;
-        const bool isRight = digits.back() == CheckDigitOf(digits);
-        counts[digits.size()]++;
-        right[digits.size()] += isRight ? 1 : 0;
-        count++;
-        rightCount += isRight ? 1 : 0;
-        textCount += cell.type == FieldType_String ? 1 : 0;
-    });
-    if (count < fewestRows || 2 * rightCount <= count) return;
-    VisitColumn(field, [&](const Row& row, const Cell& cell) {
-        const std::string digits = Unquoted(cell.text);
-        const size_t length = digits.size();
-        // numbers of the shop's own, of another length than the barcodes among them, have no check digit
-        const bool isOwn = counts[length] >= fewestRows && 2 * right[length] <= counts[length];
-        if (IsBarcode(digits) && !isOwn && !IsWeighed(digits) && digits.back() != CheckDigitOf(digits))
-            Warn(row, field,
-                 Format("barcode %s has a wrong check digit: %c would be right", digits.c_str(),
-                        CheckDigitOf(digits)));
-        // a number arrives the same without them
-        if (2 * textCount > count && HasLostZeros(digits))
-            Warn(row, field,
-                 Format(
-                     "barcode %s: has a spreadsheet taken the zeros at its start? Format the column as text",
-                     digits.c_str()));
-    });
-}
-
 }  // namespace
-
-std::string NameSpreadsheetNumber(const std::string& text) {
-    const NumberForm* form = FindForm(text);
-    return form == nullptr ? "" : form->name;
-}
 
 std::vector<Finding> DiagnoseTable(const std::vector<std::string>& lines) { return Table(lines).Diagnose(); }

@@ -3,32 +3,20 @@
 #include <new>
 #include <optional>
 #include <string>
-#include <vector>
 
 #include "AppConfig.h"
 #include "CheckOptions.h"
-#include "ContentDiagnosis.h"
-#include "Defaults.h"
-#include "Diagnosis.h"
 #include "Exceptions.h"
-#include "FileErrors.h"
-#include "Fix.h"
+#include "FileCheck.h"
 #include "Format.h"
 #include "Options/CommandLine.h"
 #include "Options/Settings.h"
-#include "Outcome/Driver.h"
 #include "Outcome/ExitStatus.h"
+#include "Outcome/Failure.h"
 #include "Outcome/RunResult.h"
-#include "Records/InputFile.h"
-#include "SettingDiagnosis.h"
 #include "Setup.h"
-#include "System/AtomicFile.h"
 #include "System/Output.h"
-#include "TableDiagnosis.h"
 #include "Text/Json.h"
-#include "Text/RecordText.h"
-#include "TextFile.h"
-#include "Tools.h"
 
 namespace {
 
@@ -45,165 +33,6 @@ constexpr const char* usage =
     "same exit status, as far as these do not depend on the register. Then says what is wrong with each "
     "line.\n"
     "With --setup checks what a run would meet before its first byte: settings, port and log.\n\n";
-
-/** The command line of tavo that would send the file. */
-BaseCommandParameters CollectTavoParameters(const CheckOptions& options) {
-    std::vector<std::string> words = options.words;
-    words.insert(words.begin(), {"tavo", options.isFiscal ? "ExecuteFiscal" : "Send"});
-    std::vector<char*> argv;
-    argv.reserve(words.size());
-    for (std::string& word : words) argv.push_back(word.data());
-    return CollectParameters(static_cast<int>(argv.size()), argv.data());
-}
-
-/** Converts every record as a Send does, and shows it if asked to; returns the rows of a bitmap. */
-std::vector<Record> CheckRecords(InputFile& input, const CheckOptions& options, int& count) {
-    std::vector<Record> records;
-    for (int i = 0; input.Read(i); i++) {
-        byte data[commIoBufferSize];
-        const uint16_t length = input.Convert(data);
-        if (length == 0) continue;
-        count++;
-        const Record record(data, data + length);
-        if (input.GetKind().isPicture) records.push_back(record);
-        if (!options.isShown || input.GetKind().isPicture) continue;
-        const int line = input.GetLineNumber(i);
-        Print((line > 0 ? Format("line %d: ", line) : Format("record %d: ", i + 1)) + DescribeKinds(record) +
-              "\n");
-    }
-    return records;
-}
-
-void ShowCommands(const std::vector<FiscalCommand>& commands) {
-    for (const FiscalCommand& command : commands)
-        Print(Format("line %d: command %d%s", command.lineNumber, command.code,
-                     command.data.empty() ? "" : ", ") +
-              DescribeKinds(command.data) + "\n");
-}
-
-void ShowPicture(const std::vector<Record>& rows) {
-    const std::optional<std::string> picture = DrawPicture(rows);
-    if (!picture) return;
-    constexpr size_t fieldHeaderSize = 2;
-    Print(Format("%zu x %zu pixels, black ones as blocks:\n", (rows[0].size() - fieldHeaderSize) * 8,
-                 rows.size()) +
-          *picture);
-}
-
-/** Says what is wrong with each line, which the messages of tavo do not. */
-std::vector<Finding> Explain(const std::string& filename, const CheckOptions& options) {
-    std::vector<Finding> findings;
-    const std::vector<std::string> lines = ReadLines(filename);
-    for (size_t i = 0; i < lines.size(); i++) {
-        if (lines[i].empty()) continue;
-        for (Finding finding : DiagnoseLine(lines[i], options.isFiscal)) {
-            finding.line = static_cast<int>(i) + 1;
-            findings.push_back(finding);
-        }
-    }
-    for (const std::vector<Finding>& warnings :
-         {options.isFiscal ? std::vector<Finding>() : DiagnoseTable(lines),
-          DiagnoseFile(lines, options.isFiscal)})
-        findings.insert(findings.end(), warnings.begin(), warnings.end());
-    return findings;
-}
-
-void Tell(const std::vector<Finding>& findings, bool isJson) {
-    for (const Finding& finding : findings) Print((isJson ? ToJson(finding) : ToText(finding)) + "\n");
-}
-
-/** Writes the corrected copy, and says what has changed; returns its path. */
-std::string Fix(const std::string& filename, const CheckOptions& options) {
-    const FixedText fixed = FixText(ReadAll(filename), options.codePage);
-    if (File::IsSame(filename, options.fixedPath))
-        throw new CommandLineException("--fix: the copy would be the file itself");
-    ReplaceFile(options.fixedPath, fixed.text);
-    for (const Finding& change : fixed.changes)
-        Print((options.isJson ? ToJson(change, "fixed")
-                              : Format("fixed: line %d: ", change.line) + change.cause) +
-              "\n");
-    Tell(fixed.left, options.isJson);
-    return options.fixedPath;
-}
-
-/** What tavo says of the file's lines. */
-std::vector<Finding> GetVerdicts() {
-    std::vector<Finding> verdicts;
-    for (const LineError& error : FileErrors::GetLines())
-        verdicts.push_back({true, error.line, error.field, 0, error.cause});
-    return verdicts;
-}
-
-struct Verdict {
-    ReturnCode status = ReturnCode_OK;
-    int count = 0;  // of what is sent
-    bool hasLines = true;
-};
-
-/** Goes through the file as tavo does. */
-Verdict Judge(const BaseCommandParameters& params, const CheckOptions& options) {
-    Verdict verdict;
-    InputFile input;
-    try {
-        if (options.isFiscal) {
-            input.OpenCommands(params.filePath);
-            verdict.count = static_cast<int>(input.GetCommands().size());
-            if (options.isShown) ShowCommands(input.GetCommands());
-        } else {
-            input.OpenRecords(params.data, params.filePath);
-            verdict.hasLines = input.GetKind().hasLines;
-            const std::vector<Record> rows = CheckRecords(input, options, verdict.count);
-            if (options.isShown) ShowPicture(rows);
-            verdict.status = StatusOfFileErrors();
-        }
-    } catch (ApplicationException* e) {
-        verdict.status = HandleException(e);  // bad commands, which are explained behind
-    }
-    return verdict;
-}
-
-/** What is asked for at each line: the INI file is not read again for it. */
-void KeepSettingsOfLines() {
-    for (const char* name : {"Delimiter", "ProtocolSet"})
-        AppConfig::SetParameter(name, AppConfig::GetParameter(name, GetDefault(*FindSetting(name))), false);
-}
-
-ReturnCode Check(const CheckOptions& options) {
-    BaseCommandParameters params = CollectTavoParameters(options);
-    FileErrors::KeepLines();
-    std::vector<Finding> settingWarnings;
-    for (const std::string& warning : DiagnoseSettings())
-        settingWarnings.push_back({false, 0, 0, 0, warning});
-    Tell(settingWarnings, options.isJson);
-    KeepSettingsOfLines();
-    const FileKind& kind =
-        KindOf(options.isFiscal ? FileType_CSV : DetectFileType(params.filePath, params.data));
-    const std::vector<Finding> contents = DiagnoseContent(params.filePath, kind);
-    Tell(contents, options.isJson);
-    if (!options.fixedPath.empty()) {
-        if (!kind.hasLines || !contents.empty())
-            throw new FileIoException("Nothing to correct, no copy is written");
-        params.filePath = Fix(params.filePath, options);
-    }
-    HeldOutput messages;
-    const Verdict verdict = Judge(params, options);
-    const std::string told = messages.Take();
-    if (options.isJson)
-        Tell(GetVerdicts(), true);
-    else
-        Print(told);
-    if (verdict.hasLines && contents.empty()) Tell(Explain(params.filePath, options), options.isJson);
-    if (options.isJson)
-        Print(JsonObject()
-                  .Add(options.isFiscal ? "commands" : "records", verdict.count)
-                  .Add("status", verdict.status)
-                  .GetText() +
-              "\n");
-    else
-        Print(
-            Format(options.isFiscal ? "Commands to execute: %d\n" : "Records to send: %d\n", verdict.count));
-    return verdict.status;
-}
 
 ReturnCode CheckSetup(const CheckOptions& options) {
     LoadSettings(options.words);
@@ -267,7 +96,7 @@ ReturnCode Run(int argc, char* argv[]) {
         const CheckOptions options = ParseCheckOptions(argc, argv);
         if (const std::optional<ReturnCode> status = Inform(options)) return *status;
         isJson = options.isJson;
-        return End(options.isSetup ? CheckSetup(options) : Check(options), isJson);
+        return End(options.isSetup ? CheckSetup(options) : CheckFile(options), isJson);
     } catch (Exception* e) {
         if (!isJson) return End(HandleException(e), false);
         const std::unique_ptr<Exception> failure(e);

@@ -6,7 +6,7 @@
 #include "IniFile.h"
 #include "LineOptions.h"
 #include "Options/CommandLine.h"
-#include "Outcome/Driver.h"
+#include "Outcome/Failure.h"
 #include "Outcome/Hints.h"
 #include "PortList.h"
 #include "Recording.h"

@@ -10,6 +10,7 @@
 #include "Logging.h"
 #include "Options/CommandLine.h"
 #include "Outcome/Driver.h"
+#include "Outcome/Failure.h"
 #include "Outcome/Hints.h"
 #include "Outcome/RunResult.h"
 #include "System/Interrupt.h"

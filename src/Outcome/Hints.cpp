@@ -14,7 +14,7 @@
 #include "IniFile.h"
 #include "Logging.h"
 #include "Options/Settings.h"
-#include "Outcome/Driver.h"
+#include "Outcome/Failure.h"
 #include "Path.h"
 #include "System/FileLock.h"
 #include "System/PortFacts.h"

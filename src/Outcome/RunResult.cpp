@@ -18,6 +18,7 @@
 #include "Logging.h"
 #include "Outcome/Driver.h"
 #include "Outcome/ExitStatus.h"
+#include "Outcome/Failure.h"
 #include "Outcome/Hints.h"
 #include "Path.h"
 #include "System/AtomicFile.h"
