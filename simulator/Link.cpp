@@ -9,7 +9,6 @@
 
 namespace {
 
-constexpr byte firstSentSeqNo = 32;
 constexpr int maxAttempts = 10;
 constexpr Time silenceInFrame = 500'000;       // after which a frame begun is dropped
 constexpr Time silenceAfterRecords = 200'000;  // after which a packet is taken for the last one
@@ -22,7 +21,7 @@ Link::Link(const Options& options, Register& ecr, const Trace& trace)
       m_version(GetFrameVersion(options.version)),
       m_ecr(ecr),
       m_trace(trace),
-      m_nextSndSeqNo(firstSentSeqNo) {}
+      m_nextSndSeqNo(TcFrameSeqNo::firstRunning) {}
 
 Time Link::DurationOf(size_t bytes) const {
     return m_options.baud == 0 ? 0 : static_cast<Time>(bytes) * bitsPerByte * 1'000'000 / m_options.baud;
@@ -73,7 +72,8 @@ bool Link::ParseFrame(byte& seqNo, std::vector<byte>& payload) {
 bool Link::IsRepeated(byte seqNo, const std::vector<byte>& payload) const {
     if (!m_version.isNumbered || !m_hasReceived || seqNo != m_lastRcvSeqNo) return false;
     // Number 0 also begins a session; it is the same frame again only while its first answer is on its way.
-    return seqNo != 0 || (payload == m_lastPayload && m_attempts > 0 && m_nextSndSeqNo == firstSentSeqNo);
+    return seqNo != 0 ||
+           (payload == m_lastPayload && m_attempts > 0 && m_nextSndSeqNo == TcFrameSeqNo::firstRunning);
 }
 
 void Link::ReceiveFrame(Time now) {
@@ -111,7 +111,7 @@ void Link::RestartSession() {
     m_queue.clear();
     m_attempts = 0;
     m_ackDeadline = never;
-    m_nextSndSeqNo = firstSentSeqNo;
+    m_nextSndSeqNo = TcFrameSeqNo::firstRunning;
     m_hasReceived = false;
 }
 

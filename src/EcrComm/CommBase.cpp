@@ -2,6 +2,7 @@
 
 #include "Defaults.h"
 #include "EcrComm/CommChannel.h"
+#include "EcrComm/CommChannels/Compatibility/TcFrameSeqNo.h"
 #include "EcrComm/CommChannels/FrameVersion.h"
 #include "EcrComm/FrameFormatter.h"
 #include "EcrComm/IoStatistics.h"
@@ -48,11 +49,11 @@ void SetProtocol(ProtocolID id) {
 ProtocolID GetProtocol() { return currentProtocolID; }
 
 bool FitsFrame(const byte* data, uint16_t dataLength) {
-    constexpr byte anySeqNo = 32;  // none that is escaped
     if (dataLength + headerSize > commIoBufferSize) return false;
     const uint16_t length = frameFormatter.BuildFrame(ioBuffer, commIoBufferSize, data, dataLength);
     byte frame[commIoBufferSize];
-    return GetFrameVersion(newestFrameVersion).build(ioBuffer, length, anySeqNo, frame, sizeof frame) != 0;
+    return GetFrameVersion(newestFrameVersion)
+               .build(ioBuffer, length, TcFrameSeqNo::firstRunning, frame, sizeof frame) != 0;
 }
 
 CommResult SendFrame(const byte* data, uint16_t dataLength) {

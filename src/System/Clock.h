@@ -2,3 +2,15 @@
 
 /** The raw monotonic clock in nanoseconds (despite the name); 0 when it cannot be read. */
 long long GetTimeMs();
+
+/** The end of a wait that begins now, by that clock. */
+class Deadline {
+public:
+    explicit Deadline(long long ms);
+    bool IsOver() const;
+    /** In ms, rounded up: a wait ends after its time, not before; 0 when it is over. */
+    int GetRemainingMs() const;
+
+private:
+    long long m_end;  // ns
+};

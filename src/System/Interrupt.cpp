@@ -46,12 +46,6 @@ void HandleInterrupt(int signal) {
     errno = savedErrno;
 }
 
-/** Time left to the deadline, rounded up to ms: a wait ends after its time, not before. */
-int RemainingMs(long long deadline) {
-    const long long remaining = deadline - GetTimeMs();
-    return remaining <= 0 ? 0 : static_cast<int>((remaining + 999'999) / 1'000'000);
-}
-
 }  // namespace
 
 void CatchInterrupts() {
@@ -79,10 +73,10 @@ void CheckInterrupt() {
 }
 
 bool WaitForEvent(int handle, short events, int timeoutMs, const char* failure) {
-    const long long deadline = GetTimeMs() + timeoutMs * 1'000'000LL;
+    const Deadline deadline(timeoutMs);
     pollfd descriptors[] = {{handle, events, 0}, {wakeUpPipe[0], POLLIN, 0}};
     for (;;) {
-        const int result = poll(descriptors, 2, timeoutMs < 0 ? -1 : RemainingMs(deadline));
+        const int result = poll(descriptors, 2, timeoutMs < 0 ? -1 : deadline.GetRemainingMs());
         const int error = errno;
         CheckInterrupt();
         if (result >= 0) return result > 0;

@@ -17,7 +17,6 @@
 
 namespace {
 
-constexpr byte firstReceivedSeqNo = 32;
 constexpr int longestRepeatTime = 20;  // s, for which an ECR goes on sending what nobody acknowledges
 
 ChannelOwner CreateRawChannel(CommChannelType type) {
@@ -71,9 +70,9 @@ bool PortWithTC::Settle() {
     unsigned int savedTimeoutMs = 0;
     GetReadTimeout(savedTimeoutMs);
     SetReadTimeout(static_cast<unsigned int>(m_quietTimeMs));
-    const long long deadline = GetTimeMs() + m_quietTimeMs * 10'000'000LL;
+    const Deadline deadline(10LL * m_quietTimeMs);
     bool isQuiet = false;
-    while (!isQuiet && GetTimeMs() < deadline) {
+    while (!isQuiet && !deadline.IsOver()) {
         isQuiet = !m_pCommunicationChannel->Read(m_rcvFrameBuf, 1);
         if (!isQuiet && m_rcvFrameBuf[0] == STX) DropFrame();
     }
@@ -112,7 +111,7 @@ unsigned int PortWithTC::ReadUnknownSize(byte* data, unsigned int size, byte end
 
 void PortWithTC::RestartSequence() {
     m_nextSndFrameSeqNo = 0;
-    m_nextRcvFrameSeqNo = firstReceivedSeqNo;
+    m_nextRcvFrameSeqNo = TcFrameSeqNo::firstRunning;
 }
 
 bool PortWithTC::ReadResponse(byte& response) {
@@ -203,12 +202,10 @@ PortWithTC::Attempt PortWithTC::WriteInVersion(const byte* data, unsigned int si
     m_nextSndFrameSeqNo = TcFrameSeqNo::Next(m_nextSndFrameSeqNo);
 
     int rejections = 0;
-    const long long start = GetTimeMs();
+    // it has to arrive in time, for which what an acknowledgement may take stands
+    const Deadline lastRepeat(m_repeatTimeMs - m_responseTimeoutMs);
     for (int attempt = 0; attempt < m_retryCount; attempt++) {
-        // it has to arrive in time, for which what an acknowledgement may take stands
-        const long long arrival = GetTimeMs() - start + m_responseTimeoutMs * 1'000'000LL;
-        if (attempt > 0 && m_repeatTimeMs > 0 && arrival >= m_repeatTimeMs * 1'000'000LL)
-            return Attempt::Lost;
+        if (attempt > 0 && m_repeatTimeMs > 0 && lastRepeat.IsOver()) return Attempt::Lost;
         const Attempt result = SendOnce(frame, frameSize);
         if (result == Attempt::Delivered) return result;
         NoteFault();

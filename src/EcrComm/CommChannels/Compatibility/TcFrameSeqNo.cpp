@@ -1,13 +1,7 @@
 #include "EcrComm/CommChannels/Compatibility/TcFrameSeqNo.h"
 
-namespace {
-
-constexpr byte firstRunningNumber = 32;
-
-}  // namespace
-
-bool TcFrameSeqNo::IsValid(byte seqNo) { return seqNo == 0 || seqNo >= firstRunningNumber; }
+bool TcFrameSeqNo::IsValid(byte seqNo) { return seqNo == 0 || seqNo >= firstRunning; }
 
 byte TcFrameSeqNo::Next(byte seqNo) {
-    return seqNo == 0 || seqNo == 255 ? firstRunningNumber : static_cast<byte>(seqNo + 1);
+    return seqNo == 0 || seqNo == 255 ? firstRunning : static_cast<byte>(seqNo + 1);
 }

@@ -87,10 +87,9 @@ void ComPort::Open() {
     if (tty.empty()) throw new ConfigurationException("Bad or missing tty name");
     const std::string path = "/dev/" + tty;
     LogMsg(LogType_Debug, "Opening serial port " + Printable(path), true);
-    const int waitTime = AppConfig::GetParameter("PortWaitTime", defaultPortWaitTime);
-    const long long deadline = GetTimeMs() + waitTime * 1'000'000'000LL;
+    const Deadline deadline(1000LL * AppConfig::GetParameter("PortWaitTime", defaultPortWaitTime));
     while (!OpenAndLock(path)) {
-        if (GetTimeMs() >= deadline) ThrowPortLocked();
+        if (deadline.IsOver()) ThrowPortLocked();
         Sleep(10);
         CheckInterrupt();
     }
@@ -175,11 +174,11 @@ void ComPort::Close() {
 }
 
 bool ComPort::HasDrained() const {
-    const long long deadline = GetTimeMs() + maxDrainTimeMs * 1'000'000;
+    const Deadline deadline(maxDrainTimeMs);
     const timespec pause{0, 2'000'000};
     int queued = 0;
     while (ioctl(handle, TIOCOUTQ, &queued) == 0 && queued > 0) {
-        if (GetTimeMs() >= deadline) return false;
+        if (deadline.IsOver()) return false;
         nanosleep(&pause, nullptr);
     }
     return true;
