@@ -1,5 +1,6 @@
 #pragma once
 
+#include <new>
 #include <string>
 
 /** Exit status of the process; callers decide by it, so the values never change. docs: README, "Exit status".
@@ -97,3 +98,17 @@ class NetworkSystemException : public Exception {
 public:
     explicit NetworkSystemException(const std::string& msg, int code = 0);
 };
+
+/** Runs the action; false where that fails, for whatever reason, and the failure does not matter. */
+template <class Action>
+bool Try(const Action& action) {
+    try {
+        action();
+        return true;
+    } catch (Exception* e) {
+        delete e;
+    } catch (const std::bad_alloc&) {
+        // nor does that
+    }
+    return false;
+}

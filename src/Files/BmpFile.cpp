@@ -127,13 +127,7 @@ void BmpFileReader::Close() {
 void BmpFileReader::CheckUnchanged() const { ioFile.CheckUnchanged(); }
 
 BmpFileWriter::~BmpFileWriter() {
-    try {
-        BmpFileWriter::Close();
-    } catch (Exception* e) {
-        delete e;
-    } catch (const std::bad_alloc&) {
-        // nothing of it can be written then
-    }
+    Try([this] { BmpFileWriter::Close(); });
 }
 
 FileType BmpFileWriter::GetType() { return FileType_BMP; }

@@ -1,7 +1,6 @@
 #include "Outcome/Failure.h"
 
 #include <memory>
-#include <new>
 
 #include "Logging.h"
 #include "System/Output.h"
@@ -14,15 +13,8 @@ std::string lastFailure;
 }  // namespace
 
 void LogIfPossible(std::string_view message) {
-    try {
-        LogMsg(LogType_Both, std::string(message), true);
-    } catch (Exception* e) {
-        // only with "StandardLog" = -1, where every message is an internal error; the run ends by its exit
-        // status
-        delete e;
-    } catch (const std::bad_alloc&) {
-        // a line of the log is no reason to fail either
-    }
+    // with "StandardLog" = -1 every message is an internal error; the run ends by its exit status
+    Try([&] { LogMsg(LogType_Both, std::string(message), true); });
 }
 
 ReturnCode HandleException(Exception* e) {

@@ -4,7 +4,6 @@
 #include <unistd.h>
 
 #include <csignal>
-#include <new>
 #include <string>
 #include <vector>
 
@@ -37,26 +36,11 @@ void Show(const std::string& hint) {
     sigprocmask(SIG_SETMASK, &former, nullptr);
 }
 
-/** What action returns; nothing when it fails, which is not worth a word. */
-template <class Action>
-std::string Try(const Action& action) {
-    try {
-        return action();
-    } catch (Exception* e) {
-        delete e;
-    } catch (const std::bad_alloc&) {
-    }
-    return "";
-}
-
 /** Shows what hint makes, where somebody reads it. */
 template <class Hint>
 void ShowToPerson(const Hint& hint) {
     if (isatty(STDERR_FILENO) == 0) return;
-    Try([&] {
-        Show(hint());
-        return "";
-    });
+    Try([&] { Show(hint()); });
 }
 
 std::string HintOnNames() {
@@ -146,7 +130,9 @@ std::string HintOn(ReturnCode status) {
 }  // namespace
 
 std::string GetHint(ReturnCode status) {
-    return Try([status] { return HintOn(status); });
+    std::string hint;
+    Try([&] { hint = HintOn(status); });
+    return hint;
 }
 
 void HintAtSettings() { ShowToPerson(HintOnNames); }

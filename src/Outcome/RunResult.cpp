@@ -12,6 +12,7 @@
 #include "Defaults.h"
 #include "EcrComm/CommChannels/FrameVersion.h"
 #include "EcrComm/IoStatistics.h"
+#include "Exceptions.h"
 #include "FileErrors.h"
 #include "Format.h"
 #include "IniFile.h"
@@ -194,11 +195,7 @@ void Write(const RunOutline& run, const std::string& path, const std::string& re
 
 /** Where that fails it does not matter: the end will tell. */
 void WriteIfPossible(const RunOutline& run, const std::string& path) {
-    try {
-        Write(run, path, GetOutline(run, "running").GetText());
-    } catch (Exception* e) {
-        delete e;
-    }
+    Try([&] { Write(run, path, GetOutline(run, "running").GetText()); });
 }
 
 }  // namespace

@@ -2,7 +2,6 @@
 
 #include <algorithm>
 #include <cstring>
-#include <new>
 #include <utility>
 
 #include "AppConfig.h"
@@ -53,14 +52,8 @@ void PortWithTC::Open() {
 }
 
 void PortWithTC::Close() {
-    try {
-        Settle();
-    } catch (Exception* e) {
-        delete e;  // of a device that is gone or a signal, which is no reason not to close
-    } catch (const std::bad_alloc&) {
-        // nor is that
-    }
-    m_quietTimeMs = 0;  // a closed port is not waited for
+    Try([this] { Settle(); });  // a device that is gone, or a signal, is no reason not to close
+    m_quietTimeMs = 0;          // a closed port is not waited for
     m_repeatTimeMs = 0;
     m_pCommunicationChannel->Close();
 }
