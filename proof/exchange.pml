@@ -6,7 +6,8 @@
  * that of src/EcrComm/EcrComm.cpp and src/Commands.cpp, IsRepeated, AcceptFrame, ReceiveAck, SendFront and RestartSession
  * those of simulator/Link.cpp, whose register counts attempts where this one has its patience. What changes there changes
  * here. Not here: a change of the version, a password, packets, a register that asks for patience, a line that never
- * gets quiet. Time is counted in ticks, and passes only when nobody can do anything at once; who is first within a tick
+ * gets quiet, a damaged frame that takes the next one with it, a run that does not listen because the line was not used
+ * for long. Time is counted in ticks, and passes only when nobody can do anything at once; who is first within a tick
  * is open.
  */
 
@@ -43,6 +44,9 @@
 #endif
 #ifndef OPERATION
 #define OPERATION 4 /* EcrOperationMaxTime + EcrCommMaxTime */
+#endif
+#ifndef STALL
+#define STALL 4 /* ComStallMaxTime, behind a byte that is no frame */
 #endif
 #ifndef ATTEMPTS
 #define ATTEMPTS 3 /* SerialProtocolRetryCount, A */
@@ -114,7 +118,7 @@ inline SendOn(line, lastDelay, kind, number, what, owner) {
 
 /* ---- The register, as simulator/Link.cpp */
 
-chan answers = [ATTEMPTS * (RECORDS + 2)] of { byte, byte }; /* version 1 answers a repeated request again */
+chan answers = [2 * ATTEMPTS * (RECORDS + 2)] of { byte, byte }; /* version 1 answers a repeated request again */
 byte ecrSendNumber = 1, lastNumber, lastWhat;
 bool isSending, hasReceived, isWriting;
 byte writer; /* the session whose request it is */
@@ -154,6 +158,7 @@ inline RestartSession() {
 
 /* Executes the frame, as simulator/Register.cpp. */
 inline Execute() {
+    assert(len(answers) + RECORDS + 2 <= 2 * ATTEMPTS * (RECORDS + 2));
     if
     :: what == Command -> /* is taken in any state */
         executed[RunOf(owner)]++;
@@ -268,9 +273,9 @@ inline ReadFrame(time) {
         break
     }
     :: atomic { toTool?BAD, _, _, _, 0 -> ToolSends(NAK, 0, 0, 0); hasFault = true; break }
-    :: atomic { toTool?ACK, _, _, _, 0 -> hasFault = true; toolTimer = OPERATION }
-    :: atomic { toTool?NAK, _, _, _, 0 -> hasFault = true; toolTimer = OPERATION }
-    :: atomic { toTool?NOISE, _, _, _, 0 -> hasFault = true; toolTimer = OPERATION }
+    :: atomic { toTool?ACK, _, _, _, 0 -> hasFault = true; toolTimer = STALL }
+    :: atomic { toTool?NAK, _, _, _, 0 -> hasFault = true; toolTimer = STALL }
+    :: atomic { toTool?NOISE, _, _, _, 0 -> hasFault = true; toolTimer = STALL }
     :: atomic { toolTimer == 0 -> hasFault = true; break }
     od
 }
@@ -337,7 +342,7 @@ active proctype Tool() {
     byte session, sendNumber, receiveNumber, attempts, number, answer, answerOwner, sent, expected;
     byte kills = KILLS;
     mtype command = FIRST;
-    bool hasFault, isDelivered, wasTaken, isNumberedFault;
+    bool hasFault, isDelivered, wasTaken, hasUnnumberedFault;
 
 next:
     session++;
@@ -353,7 +358,7 @@ next:
         :: sent == End -> Settle()
         :: sent == ClearRequest ->
             if
-            :: VERSION == 1 && isNumberedFault -> goto failed
+            :: VERSION == 1 && hasUnnumberedFault -> goto failed
             :: else
             fi;
             Holds(ReportTaken, taken[session] == RECORDS)
@@ -370,7 +375,7 @@ next:
         :: expected == None -> break
         :: else ->
             Read();
-            isNumberedFault = isNumberedFault || hasFault;
+            hasUnnumberedFault = hasUnnumberedFault || hasFault;
             if
             :: !wasTaken -> goto failed
             :: else
@@ -409,7 +414,7 @@ failed:
     Settle();
 over:
     command = SECOND;
-    attempts = 0; answer = 0; answerOwner = 0; isDelivered = false; wasTaken = false; isNumberedFault = false;
+    attempts = 0; answer = 0; answerOwner = 0; isDelivered = false; wasTaken = false; hasUnnumberedFault = false;
     hasFault = false; sent = 0; expected = 0; number = 0; toolTimer = 0;
     if
     :: session == 1 && SECOND != None ->

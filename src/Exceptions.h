@@ -101,7 +101,7 @@ public:
 
 /** Runs the action; false where that fails, for whatever reason, and the failure does not matter. */
 template <class Action>
-bool Try(const Action& action) {
+bool TryQuietly(const Action& action) {
     try {
         action();
         return true;

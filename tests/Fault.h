@@ -63,7 +63,6 @@ public:
     void Kill() { m_isToBeKilled = true; }
     /** The block that is carried arrives so much later. */
     void Delay(Time time) { m_delay = time; }
-    bool IsFromEcr() const { return m_isFromEcr; }
     /** Bytes come from nowhere after a time. */
     void Arrive(const Bytes& bytes, Time after) {
         m_toPc.Push(FaultyLine({}, 0).Carry(bytes), m_now + after);
@@ -93,7 +92,6 @@ private:
     }
     void Send(PacedBytes& wire, const Bytes& block) {
         if (block.empty()) return;
-        m_isFromEcr = &wire == &m_toPc;
         const std::vector<CarriedByte> carried = m_carry(*this, block);
         if (!m_isHungUp) wire.Push(carried, m_now + std::exchange(m_delay, 0));
         if (std::exchange(m_isToBeKilled, false)) throw Killed();
@@ -106,7 +104,6 @@ private:
     Time m_now = 0;
     Time m_lastWrite = -endOfTime;
     Time m_delay = 0;
-    bool m_isFromEcr = false;
     bool m_isHungUp = false;
     bool m_isLasting = false;
     bool m_isToBeKilled = false;

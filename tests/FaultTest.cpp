@@ -59,15 +59,17 @@ TEST_P(PairsOfFaultsTest, LeaveTheTruth) {
                                        {"ReadAndClear of 2", Command_ReadAndClear, "read.csv", 1},
                                        {"ExecuteFiscal of 2", Command_ExecuteFiscal, "twice.csv", 1},
                                        {"a status", Command_ReadFiscalStatus, "status.csv", 1}}) {
+        // it makes a command that is sent again a new one
+        const bool mayBeForged = version == 1 || operation.command == Command_ExecuteFiscal;
         size_t bytes = 0;
         const auto count = [&](const PlacedFault& second, const PlacedFault& first) {
             bool isUnseen = false;
             bool isBlind = false;  // or an acknowledgement was forged
             const auto spoil = [&, carry = Faults({second, first}, version, bytes)](
                                    VirtualLine& line, const Bytes& block) mutable {
-                const std::vector<CarriedByte> arrived = carry(line, block);
+                std::vector<CarriedByte> arrived = carry(line, block);
                 isUnseen = isUnseen || IsBlind(block, arrived, version);
-                isBlind = isBlind || isUnseen || IsForged(block, arrived);
+                isBlind = isBlind || isUnseen || (mayBeForged && IsForged(block, arrived));
                 return arrived;
             };
             const std::string where =

@@ -87,7 +87,7 @@ std::string Terminal::GetName() const {
     return IsReal() ? m_tty : std::string(ptsname(m_handle)).substr(std::string("/dev/").size());
 }
 
-Time Terminal::GetTime() { return GetTimeMs() / 1000; }
+Time Terminal::GetTime() { return GetTimeNs() / 1000; }
 
 bool Terminal::Wait(Time deadline, int otherHandle, bool isInputTaken) {
     const Time now = GetTime();

@@ -127,7 +127,7 @@ void BmpFileReader::Close() {
 void BmpFileReader::CheckUnchanged() const { ioFile.CheckUnchanged(); }
 
 BmpFileWriter::~BmpFileWriter() {
-    Try([this] { BmpFileWriter::Close(); });
+    TryQuietly([this] { BmpFileWriter::Close(); });
 }
 
 FileType BmpFileWriter::GetType() { return FileType_BMP; }

@@ -14,7 +14,7 @@ std::string lastFailure;
 
 void LogIfPossible(std::string_view message) {
     // with "StandardLog" = -1 every message is an internal error; the run ends by its exit status
-    Try([&] { LogMsg(LogType_Both, std::string(message), true); });
+    TryQuietly([&] { LogMsg(LogType_Both, std::string(message), true); });
 }
 
 ReturnCode HandleException(Exception* e) {

@@ -40,7 +40,7 @@ void Show(const std::string& hint) {
 template <class Hint>
 void ShowToPerson(const Hint& hint) {
     if (isatty(STDERR_FILENO) == 0) return;
-    Try([&] { Show(hint()); });
+    TryQuietly([&] { Show(hint()); });
 }
 
 std::string HintOnNames() {
@@ -131,7 +131,7 @@ std::string HintOn(ReturnCode status) {
 
 std::string GetHint(ReturnCode status) {
     std::string hint;
-    Try([&] { hint = HintOn(status); });
+    TryQuietly([&] { hint = HintOn(status); });
     return hint;
 }
 

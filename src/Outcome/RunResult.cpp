@@ -149,7 +149,7 @@ JsonObject GetOutline(const RunOutline& run, const char* state) {
         result.Add("bytes", file.st_size);
     if (run.isCommandKnown && Clears(run.params.command)) result.Add("clear", clearStates[GetClearState()]);
     result.Add("start", ToIso(run.start))
-        .AddJson("seconds", Format("%.3f", static_cast<double>(GetTimeMs() - run.startTime) / 1e9))
+        .AddJson("seconds", Format("%.3f", static_cast<double>(GetTimeNs() - run.startTime) / 1e9))
         .Add("attempts", GetAttemptCount())
         .Add("frameVersion", GetFrameVersion(version).number)
         .AddJson("records", GetRecords())
@@ -195,7 +195,7 @@ void Write(const RunOutline& run, const std::string& path, const std::string& re
 
 /** Where that fails it does not matter: the end will tell. */
 void WriteIfPossible(const RunOutline& run, const std::string& path) {
-    Try([&] { Write(run, path, GetOutline(run, "running").GetText()); });
+    TryQuietly([&] { Write(run, path, GetOutline(run, "running").GetText()); });
 }
 
 }  // namespace
@@ -222,7 +222,7 @@ RunOutline BeginRun(int argc, char* argv[]) {
     run.command = run.words[0];
     clock_gettime(CLOCK_REALTIME, &run.start);
     run.id = MakeId(run.start);
-    run.startTime = GetTimeMs();
+    run.startTime = GetTimeNs();
     return run;
 }
 

@@ -1,7 +1,7 @@
 #pragma once
 
-/** The raw monotonic clock in nanoseconds (despite the name); 0 when it cannot be read. */
-long long GetTimeMs();
+/** The raw monotonic clock in nanoseconds; 0 when it cannot be read. */
+long long GetTimeNs();
 
 /** The end of a wait that begins now, by that clock. */
 class Deadline {

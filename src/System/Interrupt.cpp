@@ -35,9 +35,9 @@ void HandleInterrupt(int signal) {
     const int savedErrno = errno;
     if (receivedSignal == 0) {
         receivedSignal = signal;
-        receivedAt = GetTimeMs();
+        receivedAt = GetTimeNs();
         InterruptEveryWait();
-    } else if (GetTimeMs() - receivedAt > sameSignal) {
+    } else if (GetTimeNs() - receivedAt > sameSignal) {
         if (getpid() == 1) _exit(128 + signal);  // the first process of a container has no default actions
         std::signal(signal, SIG_DFL);
         std::raise(signal);  // its default action follows when the handler returns

@@ -52,7 +52,7 @@ void PortWithTC::Open() {
 }
 
 void PortWithTC::Close() {
-    Try([this] { Settle(); });  // a device that is gone, or a signal, is no reason not to close
+    TryQuietly([this] { Settle(); });  // a device that is gone, or a signal, is no reason not to close
     m_quietTimeMs = 0;          // a closed port is not waited for
     m_repeatTimeMs = 0;
     m_pCommunicationChannel->Close();
