@@ -53,7 +53,7 @@ void PortWithTC::Open() {
 
 void PortWithTC::Close() {
     TryQuietly([this] { Settle(); });  // a device that is gone, or a signal, is no reason not to close
-    m_quietTimeMs = 0;          // a closed port is not waited for
+    m_quietTimeMs = 0;                 // a closed port is not waited for
     m_repeatTimeMs = 0;
     m_pCommunicationChannel->Close();
 }
