@@ -58,7 +58,8 @@ std::string ToIso(const timespec& time) {
 /** By chance, and by what this machine has only once. */
 std::string MakeId(const timespec& now) {
     unsigned long long chance = 0;
-    [[maybe_unused]] const ssize_t size = getrandom(&chance, sizeof chance, 0);
+    [[maybe_unused]] const ssize_t size =
+        getrandom(&chance, sizeof chance, GRND_NONBLOCK);  // early at boot there is none
     return Format("%lld.%09ld-%d-%016llx", static_cast<long long>(now.tv_sec), now.tv_nsec, getpid(), chance);
 }
 
