@@ -8,7 +8,6 @@
 #include "DataConverter.h"
 #include "Defaults.h"
 #include "EcrComm/CommBase.h"
-#include "EcrComm/Protocols.h"
 #include "Format.h"
 #include "Formatting/BinaryDataFormatter.h"
 #include "Formatting/TextDataParser.h"
@@ -23,12 +22,12 @@ namespace {
 constexpr const char* blanks = " \t";
 
 /** A line's fields. */
-TextDataParser Fields(const std::string& line, char delimiter = ConfiguredDelimiter()) {
+TextDataParser Fields(const std::string& line, char delimiter) {
     return {reinterpret_cast<const byte*>(line.data()), static_cast<uint16_t>(line.size()), delimiter};
 }
 
-std::optional<int64_t> KeyOf(const std::string& line) {
-    return KeyOfLine(line.data(), line.size(), ConfiguredDelimiter());
+std::optional<int64_t> KeyOf(const std::string& line, char delimiter) {
+    return KeyOfLine(line.data(), line.size(), delimiter);
 }
 
 /** What is odd about a number that is taken. */
@@ -99,11 +98,11 @@ std::string DiagnoseRefused(FieldRefusal refusal, const std::string& raw) {
 }
 
 /** The data of the application frame that the line makes; empty for one that does not fit a record. */
-Record DataOf(const std::string& line, bool isCommand) {
+Record DataOf(const std::string& line, const LineRules& rules) {
     byte data[commIoBufferSize];
-    TextDataParser fields = Fields(line);
+    TextDataParser fields = Fields(line, rules.delimiter);
     Decimal code;
-    const bool hasCode = isCommand && fields.GetNumber(code);
+    const bool hasCode = rules.isCommand && fields.GetNumber(code);
     const uint16_t length = DataConverter::PcToEcr(fields, data, sizeof data);
     Record record(data, data + length);
     if (hasCode) record.insert(record.begin(), static_cast<byte>(code.ToInt64()));
@@ -111,28 +110,27 @@ Record DataOf(const std::string& line, bool isCommand) {
 }
 
 /** What the record as a whole is too long for. */
-void DiagnoseLength(const std::string& line, bool isCommand, std::vector<Finding>& findings) {
-    const Record data = DataOf(line, isCommand);
+void DiagnoseLength(const std::string& line, const LineRules& rules, std::vector<Finding>& findings) {
+    const Record data = DataOf(line, rules);
     if (data.empty()) {
         findings.push_back({true, 0, 0, 1, "record is longer than the register takes"});
         return;
     }
-    SetProtocol(GetProtocolIDBySet(isCommand ? Protocol_Fiscal : Protocol_Standard));
-    if (!FitsFrame(data.data(), static_cast<uint16_t>(data.size())))
+    if (!FitsFrame(data.data(), static_cast<uint16_t>(data.size()), rules.frameVersion))
         findings.push_back(
             {false, 0, 0, 1, "record is too long for a frame: the transfer ends here with status 99"});
 }
 
 /** What is odd about a number that is to be a record's or a command's. */
-void DiagnoseKey(const std::string& line, bool isCommand, std::vector<Finding>& findings) {
-    TextDataParser fields = Fields(line);
+void DiagnoseKey(const std::string& line, const LineRules& rules, std::vector<Finding>& findings) {
+    TextDataParser fields = Fields(line, rules.delimiter);
     Decimal number;
     if (!fields.GetNumber(number)) return;
-    if (isCommand && (number.GetDecimalCount() > 0 || number.ToInt64() < 0 || number.ToInt64() > 255))
+    if (rules.isCommand && (number.GetDecimalCount() > 0 || number.ToInt64() < 0 || number.ToInt64() > 255))
         findings.push_back({false, 0, 1, 1,
                             Format("code is no whole number from 0 to 255: it arrives as %d",
                                    static_cast<byte>(number.ToInt64()))});
-    else if (!isCommand && number.GetDecimalCount() > 0)
+    else if (!rules.isCommand && number.GetDecimalCount() > 0)
         findings.push_back(
             {false, 0, 1, 1, "record number has decimals: the point is left out when numbers are compared"});
 }
@@ -173,11 +171,11 @@ bool SeparatesAll(const std::vector<std::string>& lines, char delimiter) {
 
 std::string NameOf(char delimiter) { return delimiter == '\t' ? "tab" : "'" + Printable({delimiter}) + "'"; }
 
-Finding DiagnoseDelimiter(const std::vector<std::string>& lines) {
-    const std::optional<char> other = FindOtherDelimiter(lines);
+Finding DiagnoseDelimiter(const std::vector<std::string>& lines, char delimiter) {
+    const std::optional<char> other = FindOtherDelimiter(lines, delimiter);
     if (!other) return {};
     return {false, 0, 0, 0,
-            "every line has a " + NameOf(*other) + ", but the delimiter is " + NameOf(ConfiguredDelimiter()) +
+            "every line has a " + NameOf(*other) + ", but the delimiter is " + NameOf(delimiter) +
                 ": set Delimiter, or let tavo-check --fix write the other one"};
 }
 
@@ -189,20 +187,21 @@ Finding DiagnoseLineEnds(const std::vector<std::string>& lines) {
     return {false, 0, 0, 0, "carriage returns stand inside of lines: a line ends with a line feed"};
 }
 
-bool HasFurtherFields(const std::string& line) {
+bool HasFurtherFields(const std::string& line, char delimiter) {
     char field[maxLineLength + 1];
-    TextDataParser fields = Fields(line);
+    TextDataParser fields = Fields(line, delimiter);
     return fields.GetField(field, sizeof field, false) == GetFieldResult_OK &&
            fields.GetFieldType() != FieldType_None;
 }
 
 /** The first record, behind a heading that may be there, on account of which nothing is sorted. */
-Finding DiagnoseOrder(const std::vector<std::string>& lines) {
+Finding DiagnoseOrder(const std::vector<std::string>& lines, char delimiter) {
     // records of one field have no number to sort by
-    if (std::none_of(lines.begin(), lines.end(), HasFurtherFields)) return {};
+    const auto hasFurtherFields = [&](const std::string& line) { return HasFurtherFields(line, delimiter); };
+    if (std::none_of(lines.begin(), lines.end(), hasFurtherFields)) return {};
     bool isFirst = true;
     for (size_t i = 0; i < lines.size(); i++) {
-        const std::optional<int64_t> key = lines[i].empty() ? std::nullopt : KeyOf(lines[i]);
+        const std::optional<int64_t> key = lines[i].empty() ? std::nullopt : KeyOf(lines[i], delimiter);
         if (!key) continue;
         if (!isFirst && *key == 0)
             return {false, static_cast<int>(i) + 1, 0, 0,
@@ -216,13 +215,13 @@ Finding DiagnoseOrder(const std::vector<std::string>& lines) {
 
 }  // namespace
 
-std::vector<Finding> DiagnoseLine(const std::string& line, bool isCommand) {
+std::vector<Finding> DiagnoseLine(const std::string& line, const LineRules& rules) {
     std::vector<Finding> findings;
     if (line.size() == maxLineLength)
         findings.push_back(
             {false, 0, 0, 1, "line has 1023 characters: what may follow in it counts as the next line"});
-    TextDataParser fields = Fields(line);
-    const char* skipped = ConfiguredDelimiter() == '\t' ? " " : blanks;
+    TextDataParser fields = Fields(line, rules.delimiter);
+    const char* skipped = rules.delimiter == '\t' ? " " : blanks;
     FieldType type;
     for (int field = 1; (type = fields.GetFieldType()) != FieldType_None; field++) {
         byte converted[fileIoBufferSize];
@@ -235,23 +234,22 @@ std::vector<Finding> DiagnoseLine(const std::string& line, bool isCommand) {
         if (isBad || !cause.empty()) findings.push_back({isBad, 0, field, column, cause});
         if (isBad) return findings;
     }
-    const std::optional<int64_t> key = KeyOf(line);
+    const std::optional<int64_t> key = KeyOf(line, rules.delimiter);
     if (!key)
         findings.push_back(
             {true, 0, 1, 1, "-1, also with a point in it, is not taken as the first of several fields"});
-    else if (isCommand && Fields(line).GetFieldType() != FieldType_Number)
+    else if (rules.isCommand && Fields(line, rules.delimiter).GetFieldType() != FieldType_Number)
         findings.push_back({true, 0, 1, 1, "a command begins with its code, a number"});
     else
-        DiagnoseLength(line, isCommand, findings);
-    if (findings.empty() || !findings.back().isBad) DiagnoseKey(line, isCommand, findings);
+        DiagnoseLength(line, rules, findings);
+    if (findings.empty() || !findings.back().isBad) DiagnoseKey(line, rules, findings);
     return findings;
 }
 
-std::optional<char> FindOtherDelimiter(const std::vector<std::string>& lines) {
-    const char delimiter = ConfiguredDelimiter();
+std::optional<char> FindOtherDelimiter(const std::vector<std::string>& lines, char delimiter) {
     // with a decimal comma every line may have both; the wrong one leaves no first field that can be taken
-    const bool isAnyKeyed = std::any_of(lines.begin(), lines.end(), [](const std::string& line) {
-        return !line.empty() && KeyOf(line).has_value();
+    const bool isAnyKeyed = std::any_of(lines.begin(), lines.end(), [&](const std::string& line) {
+        return !line.empty() && KeyOf(line, delimiter).has_value();
     });
     if (isAnyKeyed && SeparatesAll(lines, delimiter)) return std::nullopt;
     for (const char other : {';', '\t', '|', ','})  // a comma in every line may be a decimal one
@@ -259,7 +257,7 @@ std::optional<char> FindOtherDelimiter(const std::vector<std::string>& lines) {
     return std::nullopt;
 }
 
-std::vector<Finding> DiagnoseFile(const std::vector<std::string>& lines, bool hasCommands) {
+std::vector<Finding> DiagnoseFile(const std::vector<std::string>& lines, const LineRules& rules) {
     std::vector<Finding> warnings;
     const bool hasMark = !lines.empty() && lines[0].compare(0, 3, byteOrderMark) == 0;
     if (hasMark)
@@ -267,10 +265,10 @@ std::vector<Finding> DiagnoseFile(const std::vector<std::string>& lines, bool ha
             {false, 1, 0, 1,
              "the file begins with a UTF-8 byte-order mark, which belongs to the first field: save it "
              "without one"});
-    const bool isSorted =
-        !hasCommands && AppConfig::GetParameter("SortInputFileLines", defaultSortInputFileLines) != 0;
-    for (const Finding& warning : {DiagnoseCoding(lines), DiagnoseLineEnds(lines), DiagnoseDelimiter(lines),
-                                   isSorted ? DiagnoseOrder(lines) : Finding()})
+    const bool isSorted = !rules.isCommand && AppConfig::Get(settings::sortInputFileLines) != 0;
+    for (const Finding& warning :
+         {DiagnoseCoding(lines), DiagnoseLineEnds(lines), DiagnoseDelimiter(lines, rules.delimiter),
+          isSorted ? DiagnoseOrder(lines, rules.delimiter) : Finding()})
         if (!warning.cause.empty()) warnings.push_back(warning);
     return warnings;
 }

@@ -6,14 +6,21 @@
 
 #include "Finding.h"
 
+/** What the settings make of a line. */
+struct LineRules {
+    bool isCommand;
+    char delimiter;
+    int frameVersion;
+};
+
 /** Findings on one line, given without its line end and its number; one that is bad is the last. */
-std::vector<Finding> DiagnoseLine(const std::string& line, bool isCommand);
+std::vector<Finding> DiagnoseLine(const std::string& line, const LineRules& rules);
 
 /**
  * Warnings about a file as a whole: byte-order mark, UTF-8, a delimiter other than the setting's, records
  * that cannot be sorted.
  */
-std::vector<Finding> DiagnoseFile(const std::vector<std::string>& lines, bool hasCommands);
+std::vector<Finding> DiagnoseFile(const std::vector<std::string>& lines, const LineRules& rules);
 
-/** The delimiter that every line has in place of the setting's; nothing when they have that. */
-std::optional<char> FindOtherDelimiter(const std::vector<std::string>& lines);
+/** The delimiter that every line has in place of this one; nothing when they have this one. */
+std::optional<char> FindOtherDelimiter(const std::vector<std::string>& lines, char delimiter);

@@ -8,11 +8,12 @@
 #include "ContentDiagnosis.h"
 #include "Defaults.h"
 #include "Diagnosis.h"
+#include "EcrComm/CommBase.h"
 #include "FileErrors.h"
 #include "Fix.h"
 #include "Format.h"
+#include "Formatting/TextDataParser.h"
 #include "Options/CommandLine.h"
-#include "Options/Settings.h"
 #include "Outcome/Failure.h"
 #include "Records/InputFile.h"
 #include "SettingDiagnosis.h"
@@ -71,19 +72,19 @@ void ShowPicture(const std::vector<Record>& rows) {
 }
 
 /** Says what is wrong with each line, which the messages of tavo do not. */
-std::vector<Finding> Explain(const std::string& filename, const CheckOptions& options) {
+std::vector<Finding> Explain(const std::string& filename, const LineRules& rules) {
     std::vector<Finding> findings;
     const std::vector<std::string> lines = ReadLines(filename);
     for (size_t i = 0; i < lines.size(); i++) {
         if (lines[i].empty()) continue;
-        for (Finding finding : DiagnoseLine(lines[i], options.isFiscal)) {
+        for (Finding finding : DiagnoseLine(lines[i], rules)) {
             finding.line = static_cast<int>(i) + 1;
             findings.push_back(finding);
         }
     }
     for (const std::vector<Finding>& warnings :
-         {options.isFiscal ? std::vector<Finding>() : DiagnoseTable(lines),
-          DiagnoseFile(lines, options.isFiscal)})
+         {rules.isCommand ? std::vector<Finding>() : DiagnoseTable(lines, rules.delimiter),
+          DiagnoseFile(lines, rules)})
         findings.insert(findings.end(), warnings.begin(), warnings.end());
     return findings;
 }
@@ -93,8 +94,8 @@ void Tell(const std::vector<Finding>& findings, bool isJson) {
 }
 
 /** Writes the corrected copy, and says what has changed; returns its path. */
-std::string Fix(const std::string& filename, const CheckOptions& options) {
-    const FixedText fixed = FixText(ReadAll(filename), options.codePage);
+std::string Fix(const std::string& filename, const LineRules& rules, const CheckOptions& options) {
+    const FixedText fixed = FixText(ReadAll(filename), rules.delimiter, options.codePage);
     if (File::IsSame(filename, options.fixedPath))
         throw new CommandLineException("--fix: the copy would be the file itself");
     ReplaceFile(options.fixedPath, fixed.text);
@@ -142,10 +143,8 @@ Verdict Judge(const BaseCommandParameters& params, const CheckOptions& options) 
     return verdict;
 }
 
-/** What is asked for at each line: the INI file is not read again for it. */
-void KeepSettingsOfLines() {
-    for (const char* name : {"Delimiter", "ProtocolSet"})
-        AppConfig::SetParameter(name, AppConfig::GetParameter(name, GetDefault(*FindSetting(name))), false);
+LineRules GetLineRules(const CheckOptions& options) {
+    return {options.isFiscal, ConfiguredDelimiter(), AppConfig::Get(settings::serialProtocolVersion)};
 }
 
 }  // namespace
@@ -157,7 +156,8 @@ ReturnCode CheckFile(const CheckOptions& options) {
     for (const std::string& warning : DiagnoseSettings())
         settingWarnings.push_back({false, 0, 0, 0, warning});
     Tell(settingWarnings, options.isJson);
-    KeepSettingsOfLines();
+    const LineRules rules = GetLineRules(options);
+    SetProtocol(GetProtocolIDBySet(options.isFiscal ? Protocol_Fiscal : Protocol_Standard));
     const FileKind& kind =
         KindOf(options.isFiscal ? FileType_CSV : DetectFileType(params.filePath, params.data));
     const std::vector<Finding> contents = DiagnoseContent(params.filePath, kind);
@@ -165,7 +165,7 @@ ReturnCode CheckFile(const CheckOptions& options) {
     if (!options.fixedPath.empty()) {
         if (!kind.hasLines || !contents.empty())
             throw new FileIoException("Nothing to correct, no copy is written");
-        params.filePath = Fix(params.filePath, options);
+        params.filePath = Fix(params.filePath, rules, options);
     }
     HeldOutput messages;
     const Verdict verdict = Judge(params, options);
@@ -174,7 +174,7 @@ ReturnCode CheckFile(const CheckOptions& options) {
         Tell(GetVerdicts(), true);
     else
         Print(told);
-    if (verdict.hasLines && contents.empty()) Tell(Explain(params.filePath, options), options.isJson);
+    if (verdict.hasLines && contents.empty()) Tell(Explain(params.filePath, rules), options.isJson);
     if (options.isJson)
         Print(JsonObject()
                   .Add(options.isFiscal ? "commands" : "records", verdict.count)

@@ -156,10 +156,9 @@ void ConvertLetters(std::vector<TextLine>& lines, const Converter& converter, Fi
 /** One pass over the fields of the lines. */
 class Fixer {
 public:
-    explicit Fixer(std::vector<TextLine>& lines) : m_lines(lines) {
+    Fixer(std::vector<TextLine>& lines, char delimiter) : m_lines(lines), m_to(delimiter) {
         const std::vector<std::string> texts = TextsOf(lines);
-        m_to = ConfiguredDelimiter();
-        m_from = FindOtherDelimiter(texts).value_or(m_to);
+        m_from = FindOtherDelimiter(texts, m_to).value_or(m_to);
         m_hasDecimalCommas = HasDecimalCommas(texts, m_from);
     }
 
@@ -213,7 +212,7 @@ private:
 
 }  // namespace
 
-FixedText FixText(const std::string& text, const std::string& codePage) {
+FixedText FixText(const std::string& text, char delimiter, const std::string& codePage) {
     FixedText fixed;
     size_t start = 0;
     while (text.compare(start, 3, byteOrderMark) == 0) start += 3;
@@ -222,9 +221,9 @@ FixedText FixText(const std::string& text, const std::string& codePage) {
     FixedText letters;
     ConvertLetters(lines, Converter(codePage), letters);
     // until nothing changes, so that the copy has nothing left to be fixed: each pass takes delimiters other
-    // than the configured one away, or decimal commas
+    // than the wanted one away, or decimal commas
     std::map<int, std::string> obstacles;
-    while (Fixer(lines).Fix(fixed.changes, obstacles)) {
+    while (Fixer(lines, delimiter).Fix(fixed.changes, obstacles)) {
     }
     for (const auto& [line, obstacle] : obstacles)
         fixed.left.push_back({false, line, 0, 0, "left as it is: " + obstacle});

@@ -10,7 +10,7 @@
 #include "FileIo.h"
 #include "Format.h"
 #include "IniFile.h"
-#include "Options/Settings.h"
+#include "Settings.h"
 #include "Tools.h"
 
 namespace {
@@ -26,10 +26,10 @@ SettingPlace PlaceOf(const std::string& section) {
 
 /** The row of a name in the INI file, where its case does not matter. */
 const Setting* FindInFile(const std::string& key) {
-    const Setting* const found =
-        std::find_if(std::begin(settings), std::end(settings),
-                     [&](const Setting& s) { return IniFile::IsSameName(key, s.name); });
-    return found == std::end(settings) ? nullptr : found;
+    const auto* const found =
+        std::find_if(std::begin(settings::all), std::end(settings::all),
+                     [&](const Setting* setting) { return IniFile::IsSameName(key, setting->name); });
+    return found == std::end(settings::all) ? nullptr : *found;
 }
 
 std::string DiagnoseName(const std::string& name, const char* prefix) {
@@ -70,11 +70,12 @@ std::string DiagnoseNumber(const Setting& setting, const std::string& value) {
                       number);
     if (std::strtoll(value.c_str(), nullptr, 10) != number)
         return Format("%s: %s is too large: it counts as %d", setting.name, value.c_str(), number);
-    if (number >= setting.least && number <= setting.most) return "";
-    if (setting.most == maxWaitTime && number > maxWaitTime) return DiagnoseTime(setting.name, number);
-    return setting.most == INT_MAX
-               ? Format("%s: %d is less than %d", setting.name, number, setting.least)
-               : Format("%s: %d is not from %d to %d", setting.name, number, setting.least, setting.most);
+    if (number >= setting.range.least && number <= setting.range.most) return "";
+    if (setting.range.most == maxWaitTime && number > maxWaitTime) return DiagnoseTime(setting.name, number);
+    return setting.range.most == INT_MAX
+               ? Format("%s: %d is less than %d", setting.name, number, setting.range.least)
+               : Format("%s: %d is not from %d to %d", setting.name, number, setting.range.least,
+                        setting.range.most);
 }
 
 /** Of the line settings what has no effect, as one key or another is misspelt. */
@@ -105,21 +106,22 @@ std::string DiagnoseFileType(const std::string& value) {
 
 std::string DiagnoseText(const Setting& setting, const std::string& value) {
     std::string name = setting.name;
-    const std::string shown = name == "Password" ? "..." : "'" + Printable(value) + "'";
+    const std::string shown = &setting == &settings::password ? "..." : "'" + Printable(value) + "'";
     for (const char* comment : {" ;", "\t;", " #", "\t#"})
         if (value.find(comment) != std::string::npos)
             return name.append(": there are no comments, the whole value is ").append(shown);
-    if (name == "ComSettings") return DiagnoseComSettings(value);
-    if (name == "FileType") return DiagnoseFileType(value);
-    if (name == "Delimiter" && value.size() > 1)
+    if (&setting == &settings::comSettings) return DiagnoseComSettings(value);
+    if (&setting == &settings::fileType) return DiagnoseFileType(value);
+    if (&setting == &settings::delimiter && value.size() > 1)
         return name + ": of " + shown + " only the first character is taken";
-    if (name == "TTY" && value[0] == '/') return name + ": " + shown + " is not the name below /dev/";
+    if (&setting == &settings::tty && value[0] == '/')
+        return name + ": " + shown + " is not the name below /dev/";
     return "";
 }
 
 /** What is odd about a value that is not empty. */
 std::string DiagnoseValue(const Setting& setting, const std::string& value) {
-    return setting.kind == SettingKind_Number ? DiagnoseNumber(setting, value) : DiagnoseText(setting, value);
+    return setting.isNumber ? DiagnoseNumber(setting, value) : DiagnoseText(setting, value);
 }
 
 class Warnings {
@@ -221,8 +223,8 @@ void DiagnoseSections(Warnings& warnings) {
 
 /** Each alone may be short enough. */
 void DiagnoseSum(Warnings& warnings) {
-    const int operationTime = AppConfig::GetParameter("EcrOperationMaxTime", defaultEcrOperationMaxTime);
-    const int commTime = AppConfig::GetParameter("EcrCommMaxTime", defaultLocalEcrCommMaxTime);
+    const int operationTime = AppConfig::Get(settings::ecrOperationMaxTime);
+    const int commTime = AppConfig::Get(settings::ecrCommMaxTime);
     const long long sum = static_cast<long long>(operationTime) + commTime;
     if (operationTime <= maxWaitTime && commTime <= maxWaitTime)
         warnings.Add("", DiagnoseTime("EcrOperationMaxTime and EcrCommMaxTime together", sum));
@@ -230,9 +232,9 @@ void DiagnoseSum(Warnings& warnings) {
 
 /** A register that has given a session up takes a repeated frame for a new one. */
 void DiagnosePatience(Warnings& warnings) {
-    const int patience = AppConfig::GetParameter("EcrPatienceTime", defaultEcrPatienceTime);
-    const int attempts = AppConfig::GetParameter("SerialProtocolRetryCount", defaultRetryCount);
-    const int waitTime = AppConfig::GetParameter("SerialProtocolResponseMaxTime", defaultResponseTimeoutMs);
+    const int patience = AppConfig::Get(settings::ecrPatienceTime);
+    const int attempts = AppConfig::Get(settings::serialProtocolRetryCount);
+    const int waitTime = AppConfig::Get(settings::serialProtocolResponseMaxTime);
     const long long lastRepeat = static_cast<long long>(attempts) * waitTime;  // has arrived by then
     if (patience <= 0 || lastRepeat <= patience) return;
     warnings.Add(

@@ -26,7 +26,8 @@ bool MayAccess(const std::string& path, int mode) { return access(path.c_str(), 
 void InspectIniFile(Setup& setup) {
     setup.iniFile = IniFile::GetFile();
     const std::string beside = GetAppDirectory();
-    const bool isNamed = AppConfig::FindParameter("ConfigFilePath").place == SettingPlace_CommandLine;
+    const bool isNamed =
+        AppConfig::FindParameter(settings::configFilePath.name).place == SettingPlace_CommandLine;
     if (isNamed)
         setup.whyIniFile = "named by /ConfigFilePath";
     else if (Path::GetDirectoryName(setup.iniFile) == beside)
@@ -42,12 +43,12 @@ void InspectIniFile(Setup& setup) {
 void InspectSection(Setup& setup) {
     setup.registers = AppConfig::GetEcrNames();
     setup.section = AppConfig::GetEcrSection();
-    const SettingPlace place = AppConfig::FindParameter("ECR").place;
+    const SettingPlace place = AppConfig::FindParameter(settings::ecr.name).place;
     if (place == SettingPlace_CommandLine)
         setup.whySection = "named by /ECR";
     else if (place != SettingPlace_None)
         setup.whySection = "an ECR in the INI file selects the section without a name";
-    else if (!IniFile::GetString(AppConfig::commonSection, "DefaultECR", "").empty())
+    else if (!IniFile::GetString(AppConfig::commonSection, settings::defaultEcr.name, "").empty())
         setup.whySection = "named by DefaultECR";
     else if (!setup.section.empty())
         setup.whySection = "the only one";
@@ -64,7 +65,7 @@ SettingInUse InUse(const Setting& setting) {
     else if (setting.places == SettingPlace_Common)
         parameter = {IniFile::GetString(AppConfig::commonSection, name, ""), SettingPlace_Common};
     if (parameter.value.empty()) parameter = {GetDefault(setting), SettingPlace_None};
-    if (name == "Password" && !parameter.value.empty()) parameter.value = "...";
+    if (&setting == &settings::password && !parameter.value.empty()) parameter.value = "...";
     switch (parameter.place) {
         case SettingPlace_CommandLine: return {&setting, parameter.value, "command line"};
         case SettingPlace_EcrSection:
@@ -115,7 +116,7 @@ Obstacle FindLogObstacle(const std::string& path) {
 
 void InspectLogs(Setup& setup) {
     setup.logs = GetLogPaths();
-    if (AppConfig::GetParameter("StandardLog", defaultStandardLog) == -1)
+    if (AppConfig::Get(settings::standardLog) == -1)
         AddObstacle(setup, ReturnCode_InternalError, "StandardLog = -1: without a log no run can start");
     for (const std::string& path : setup.logs) {
         if (IsLogLocked(path))
@@ -147,7 +148,7 @@ void InspectResultFile(Setup& setup) {
 }
 
 void InspectPortOf(Setup& setup) {
-    const std::string tty = AppConfig::GetParameter("TTY", "");
+    const std::string tty = AppConfig::Get(settings::tty);
     const auto add = [&](ReturnCode status, const std::string& cause) { AddObstacle(setup, status, cause); };
     if (tty.empty() && setup.section.empty() && setup.registers.size() > 1)
         return add(ReturnCode_ConfigError,
@@ -164,8 +165,7 @@ void InspectPortOf(Setup& setup) {
     } else if (!port.isTerminal) {
         add(ReturnCode_SystemError, path + " is no serial port: tavo-line list shows the ports");
     } else {
-        const bool isChecked =
-            AppConfig::GetParameter("SkipInstanceChecking", defaultSkipInstanceChecking) == 0;
+        const bool isChecked = AppConfig::Get(settings::skipInstanceChecking) == 0;
         if (isChecked && !port.holders.empty() && port.holders[0].hasLocked)
             add(ReturnCode_EcrPortLocked, path + " is " + DescribeHolders(port));
     }
@@ -212,7 +212,7 @@ Setup InspectSetup() {
     Setup setup;
     InspectIniFile(setup);
     InspectSection(setup);
-    for (const Setting& setting : settings) setup.settings.push_back(InUse(setting));
+    for (const Setting* setting : settings::all) setup.settings.push_back(InUse(*setting));
     InspectLogs(setup);
     InspectResultFile(setup);
     Try(setup, [] { GetProtocolIDBySet(Protocol_Standard); });
@@ -222,7 +222,7 @@ Setup InspectSetup() {
         else
             AddObstacle(setup, ReturnCode_InternalError, "IpAddress: this platform has no network link");
     });
-    Try(setup, [] { ComPort().ComPort_Setup(IniFile::GetString("", "ComSettings", "")); });
+    Try(setup, [] { ComPort().ComPort_Setup(IniFile::GetString("", settings::comSettings.name, "")); });
     for (const std::string& warning : DiagnoseSettings()) setup.warnings.push_back(warning);
     return setup;
 }

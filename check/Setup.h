@@ -4,7 +4,7 @@
 #include <vector>
 
 #include "Exceptions.h"
-#include "Options/Settings.h"
+#include "Settings.h"
 #include "System/PortFacts.h"
 
 /** A setting as a run would take it. */

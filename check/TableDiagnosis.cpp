@@ -42,9 +42,10 @@ std::string Unquoted(const std::string& text) {
     return isQuoted ? text.substr(1, text.size() - 2) : text;
 }
 
-Row ReadRow(const std::string& line, int number) {
+Row ReadRow(const std::string& line, int number, char delimiter) {
     Row row{number, {}};
-    TextDataParser fields(reinterpret_cast<const byte*>(line.data()), static_cast<uint16_t>(line.size()));
+    TextDataParser fields(reinterpret_cast<const byte*>(line.data()), static_cast<uint16_t>(line.size()),
+                          delimiter);
     for (FieldType type; (type = fields.GetFieldType()) != FieldType_None;) {
         const std::string text = fields.GetFieldText();
         const size_t blanks = text.size() - TrimLeft(text, " \t").size();
@@ -88,9 +89,9 @@ std::optional<size_t> FindDecimalComma(const Row& row, const std::vector<bool>& 
 /** A table of rows that have, for the most part, the same form. */
 class Table {
 public:
-    explicit Table(const std::vector<std::string>& lines) {
+    Table(const std::vector<std::string>& lines, char delimiter) {
         for (size_t i = 0; i < lines.size(); i++)
-            if (!lines[i].empty()) m_rows.push_back(ReadRow(lines[i], static_cast<int>(i) + 1));
+            if (!lines[i].empty()) m_rows.push_back(ReadRow(lines[i], static_cast<int>(i) + 1, delimiter));
         std::map<size_t, size_t> widths;
         for (const Row& row : m_rows) widths[row.cells.size()]++;
         m_width = FindUsual(widths).value_or(0);
@@ -278,4 +279,6 @@ private:
 
 }  // namespace
 
-std::vector<Finding> DiagnoseTable(const std::vector<std::string>& lines) { return Table(lines).Diagnose(); }
+std::vector<Finding> DiagnoseTable(const std::vector<std::string>& lines, char delimiter) {
+    return Table(lines, delimiter).Diagnose();
+}

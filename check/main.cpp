@@ -10,7 +10,6 @@
 #include "FileCheck.h"
 #include "Format.h"
 #include "Options/CommandLine.h"
-#include "Options/Settings.h"
 #include "Outcome/ExitStatus.h"
 #include "Outcome/Failure.h"
 #include "Outcome/RunResult.h"
@@ -93,10 +92,12 @@ ReturnCode End(ReturnCode status, bool isJson) {
 ReturnCode Run(int argc, char* argv[]) {
     bool isJson = false;
     try {
-        const CheckOptions options = ParseCheckOptions(argc, argv);
-        if (const std::optional<ReturnCode> status = Inform(options)) return *status;
-        isJson = options.isJson;
-        return End(options.isSetup ? CheckSetup(options) : CheckFile(options), isJson);
+        return CallWithinMemory([&] {
+            const CheckOptions options = ParseCheckOptions(argc, argv);
+            if (const std::optional<ReturnCode> status = Inform(options)) return *status;
+            isJson = options.isJson;
+            return End(options.isSetup ? CheckSetup(options) : CheckFile(options), isJson);
+        });
     } catch (Exception* e) {
         if (!isJson) return End(HandleException(e), false);
         const std::unique_ptr<Exception> failure(e);
@@ -115,7 +116,8 @@ int main(int argc, char* argv[]) {
     try {
         return Run(argc, argv);
     } catch (const std::bad_alloc&) {
-        Print("System error: Not enough memory\nCompleted with errors\nReturn value 50\n");
+        PrintNoMemory();
+        Print("Completed with errors\nReturn value 50\n");
         return ReturnCode_SystemError;
     }
 }

@@ -19,9 +19,9 @@
 #include "LineOptions.h"
 #include "Options.h"
 #include "Options/CommandLine.h"
-#include "Options/Settings.h"
 #include "Recording.h"
 #include "SettingDiagnosis.h"
+#include "Settings.h"
 #include "TableDiagnosis.h"
 #include "Text/Json.h"
 #include "TextFile.h"
@@ -141,19 +141,19 @@ std::string Kept(const std::string& text) {
 void Sheet(Bytes& content) {
     const byte options = TakeByte(content);
     const char* const delimiters[] = {",", ";", "\t", "|"};
-    Set("Delimiter", delimiters[options >> 3U & 3U]);
+    const LineRules rules{(options & 4) != 0, *delimiters[options >> 3U & 3U], newestFrameVersion};
     const std::string codePage = (options & 2) != 0 ? "CP1257" : "";
     const std::string text(content.begin(), content.end());
-    const FixedText fixed = FixText(text, codePage);
+    const FixedText fixed = FixText(text, rules.delimiter, codePage);
     Require(!fixed.changes.empty() || fixed.text == text, "what is changed is told");
     Require(!codePage.empty() || Kept(fixed.text) == Kept(text), "no record is another one, or one more");
-    const FixedText again = FixText(fixed.text, codePage);
+    const FixedText again = FixText(fixed.text, rules.delimiter, codePage);
     Require(again.changes.empty() && again.text == fixed.text, "fixing twice is fixing once");
     const std::vector<std::string> lines = ReadLines(Scratch(content));
-    for (const std::string& line : lines) DiagnoseLine(line, (options & 4) != 0);
-    for (const Finding& finding : DiagnoseTable(lines))
+    for (const std::string& line : lines) DiagnoseLine(line, rules);
+    for (const Finding& finding : DiagnoseTable(lines, rules.delimiter))
         Require(finding.line <= static_cast<int>(lines.size()), "a finding is of a line that is there");
-    DiagnoseFile(lines, (options & 4) != 0);
+    DiagnoseFile(lines, rules);
 }
 
 void RequireFailure(const std::unique_ptr<Exception>& failure, ReturnCode status) {
@@ -251,7 +251,7 @@ void SettingsOf(Bytes& input) {
     for (const std::string& warning : DiagnoseSettings()) RequirePrintable(warning);
     for (const std::string& name : AppConfig::GetEcrNames())
         Require(ini.find(name) != std::string::npos, "a register is one of the file");
-    const LineSettings line = ParseLineSettings(AppConfig::GetParameter("ComSettings", ""));
+    const LineSettings line = ParseLineSettings(AppConfig::Get(settings::comSettings));
     RequireFailure(Catch([&] { MakeTermios(line); }), ReturnCode_SystemError);
 }
 

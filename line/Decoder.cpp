@@ -1,6 +1,5 @@
 #include "Decoder.h"
 
-#include <string_view>
 #include <vector>
 
 #include "EcrComm/EcrComm.h"
@@ -11,36 +10,29 @@
 #include "Text/RecordText.h"
 #include "Tools.h"
 
-namespace {
+void Decoder::ReceiveFromTool(byte value) { Receive(m_tool, value, TraceSource::Tool); }
 
-constexpr const char* fromTool = "<- ";
-constexpr const char* fromRegister = "-> ";
-
-}  // namespace
-
-void Decoder::ReceiveFromTool(byte value) { Receive(m_tool, value, fromTool); }
-
-void Decoder::ReceiveFromRegister(byte value) { Receive(m_register, value, fromRegister); }
+void Decoder::ReceiveFromRegister(byte value) { Receive(m_register, value, TraceSource::Register); }
 
 void Decoder::HangUp() {
     m_tool.Drop();
     m_register.Drop();
     m_state = m_requested = State::Idle;
-    m_trace.Line("the other side has hung up");
+    m_trace.Tell(TraceSource::Line, "the other side has hung up");
 }
 
-void Decoder::Receive(FrameReader& reader, byte value, const char* arrow) {
+void Decoder::Receive(FrameReader& reader, byte value, TraceSource source) {
     switch (reader.Receive(value)) {
         case FrameReader::Event::None: return;
-        case FrameReader::Event::CutShort: m_trace.Line(std::string(arrow) + "frame cut short"); return;
-        case FrameReader::Event::Frame: ReceiveFrame(reader, arrow); return;
-        case FrameReader::Event::Ack: m_trace.Line(std::string(arrow) + "ACK"); return;
-        case FrameReader::Event::Nak: m_trace.Line(std::string(arrow) + "NAK"); return;
-        case FrameReader::Event::Noise: m_trace.Line(arrow + Format("%02x, noise", value)); return;
+        case FrameReader::Event::CutShort: m_trace.Tell(source, "frame cut short"); return;
+        case FrameReader::Event::Frame: ReceiveFrame(reader, source); return;
+        case FrameReader::Event::Ack: m_trace.Tell(source, "ACK"); return;
+        case FrameReader::Event::Nak: m_trace.Tell(source, "NAK"); return;
+        case FrameReader::Event::Noise: m_trace.Tell(source, Format("%02x, noise", value)); return;
     }
 }
 
-void Decoder::ReceiveFrame(const FrameReader& reader, const char* arrow) {
+void Decoder::ReceiveFrame(const FrameReader& reader, TraceSource source) {
     const std::vector<byte>& frame = reader.GetFrame();
     const auto size = static_cast<uint16_t>(frame.size());
     byte seqNo = 0;
@@ -54,7 +46,7 @@ void Decoder::ReceiveFrame(const FrameReader& reader, const char* arrow) {
     }
     constexpr size_t headerSize = FrameFormatter::headerSize;
     if (payload.empty()) {
-        m_trace.Line(std::string(arrow) + "frame that is none of any version");
+        m_trace.Tell(source, "frame that is none of any version");
         return;
     }
     m_version = version;
@@ -62,12 +54,12 @@ void Decoder::ReceiveFrame(const FrameReader& reader, const char* arrow) {
     if (payload.size() >= headerSize &&
         FrameFormatter::GetDataLength(payload.data()) + headerSize == payload.size()) {
         const Record data(payload.begin() + headerSize, payload.end());
-        const bool isFromTool = std::string_view(arrow) == fromTool;
+        const bool isFromTool = source == TraceSource::Tool;
         if (isFromTool && GetFrameVersion(version).isNumbered && seqNo == 0)
             m_state = m_requested = State::Idle;
         meaning = isFromTool ? DescribeFromTool(payload[0], data) : DescribeFromRegister(payload[0], data);
     }
-    m_trace.Line(arrow + NameFrame(GetFrameVersion(version), seqNo) + ": " + meaning);
+    m_trace.Tell(source, NameFrame(GetFrameVersion(version), seqNo) + ": " + meaning);
 }
 
 std::string Decoder::DescribeFromTool(byte protocol, const Record& data) {

@@ -20,8 +20,8 @@ private:
     /** Reading: records are on their way from the register; Sending: from the tool. */
     enum class State { Idle, Reading, Sending };
 
-    void Receive(FrameReader& reader, byte value, const char* arrow);
-    void ReceiveFrame(const FrameReader& reader, const char* arrow);
+    void Receive(FrameReader& reader, byte value, TraceSource source);
+    void ReceiveFrame(const FrameReader& reader, TraceSource source);
     std::string DescribeFromTool(byte protocol, const Record& data);
     std::string DescribeFromRegister(byte protocol, const Record& data);
     std::string DescribeStandard(const Record& data);

@@ -9,13 +9,11 @@
 
 #include "AppConfig.h"
 #include "Defaults.h"
-#include "Exceptions.h"
 #include "System/Interrupt.h"
 #include "Tools.h"
 
 namespace {
 
-constexpr const char* readError = "Serial port read error";
 constexpr int silenceMs = 100;    // that ends an answer
 constexpr size_t mostBytes = 64;  // of an answer: a line that never falls silent gives no other
 
@@ -32,13 +30,13 @@ void SerialLine::Send(const std::vector<byte>& bytes) {
 std::vector<byte> SerialLine::Receive() {
     std::vector<byte> bytes;
     int timeoutMs =
-        std::clamp(AppConfig::GetParameter("SerialProtocolResponseMaxTime", defaultResponseTimeoutMs),
-                   silenceMs, maxWaitTime);
-    while (bytes.size() < mostBytes && WaitForEvent(m_port.GetHandle(), POLLIN, timeoutMs, readError)) {
+        std::clamp(AppConfig::Get(settings::serialProtocolResponseMaxTime), silenceMs, maxWaitTime);
+    while (bytes.size() < mostBytes &&
+           WaitForEvent(m_port.GetHandle(), POLLIN, timeoutMs, ComPort::readError)) {
         byte buffer[mostBytes];
         const ssize_t count = read(m_port.GetHandle(), buffer, sizeof buffer);
         if (count == 0) errno = ENODEV;
-        if (count <= 0) throw new SystemException(readError);
+        if (count <= 0) m_port.Fail(ComPort::readError);
         bytes.insert(bytes.end(), buffer, buffer + count);
         timeoutMs = silenceMs;
     }

@@ -7,15 +7,13 @@
 #include <cerrno>
 #include <utility>
 
-#include "Exceptions.h"
-
 namespace {
 
 constexpr Time retryPause = 5'000;  // while the port takes nothing
 
 /** The bytes that read or write has carried, none for now included. */
-size_t Carried(ssize_t result, const char* failure) {
-    if (result < 0 && errno != EAGAIN && errno != EINTR) throw new SystemException(failure);
+size_t Carried(const ComPort& port, ssize_t result, const char* failure) {
+    if (result < 0 && errno != EAGAIN && errno != EINTR) port.Fail(failure);
     return static_cast<size_t>(std::max<ssize_t>(result, 0));
 }
 
@@ -27,11 +25,9 @@ void Tap::Receive(byte value, Time) {
 }
 
 void Tap::Tick(Time now) {
-    constexpr const char* writeError = "Serial port write error";
-    constexpr const char* readError = "Serial port read error";
     if (!m_toRegister.empty()) {
-        const size_t count =
-            Carried(write(GetHandle(), m_toRegister.data(), m_toRegister.size()), writeError);
+        const size_t count = Carried(m_port, write(GetHandle(), m_toRegister.data(), m_toRegister.size()),
+                                     ComPort::writeError);
         m_toRegister.erase(m_toRegister.begin(), m_toRegister.begin() + static_cast<std::ptrdiff_t>(count));
     }
     m_retryTime = m_toRegister.empty() ? never : now + retryPause;
@@ -40,7 +36,7 @@ void Tap::Tick(Time now) {
     byte buffer[4096];
     const ssize_t result = read(GetHandle(), buffer, sizeof buffer);
     if (result == 0) errno = ENODEV;
-    const size_t count = Carried(result == 0 ? -1 : result, readError);
+    const size_t count = Carried(m_port, result == 0 ? -1 : result, ComPort::readError);
     m_output.insert(m_output.end(), buffer, buffer + count);
     for (size_t i = 0; i < count; i++) m_passed.push_back({buffer[i], false});
 }

@@ -36,7 +36,7 @@ ReturnCode Probe(const LineOptions&) {
         Print("CTS is off: the register is off or the cable has no CTS: nothing can be sent.\n");
         return ReturnCode_CommunicationError;
     }
-    const LineSettings configured = ParseLineSettings(IniFile::GetString("ComSettings", ""));
+    const LineSettings configured = ParseLineSettings(IniFile::GetString(settings::comSettings.name, ""));
     const std::vector<ProbeResult> results =
         ProbeLine(line, configured, [](const ProbeResult& result) { Print(Describe(result) + "\n"); });
     Print("Modem lines: " + line.DescribeModemLines() + "\n" + Advise(results, IniFile::GetFile()));
@@ -113,7 +113,7 @@ int main(int argc, char* argv[]) {
         if (const int interrupt = GetInterrupt(); interrupt != 0 && !isStopped) EndByInterrupt(interrupt);
         return status;
     } catch (const std::bad_alloc&) {
-        Print("System error: Not enough memory\n");
+        PrintNoMemory();
         return ReturnCode_SystemError;
     }
 }

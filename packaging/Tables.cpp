@@ -6,8 +6,8 @@
 #include "LineOptions.h"
 #include "Options.h"
 #include "Options/CommandLine.h"
-#include "Options/Settings.h"
 #include "Outcome/ExitStatus.h"
+#include "Settings.h"
 
 namespace {
 
@@ -25,10 +25,10 @@ std::string Roff(const std::string& text) {
 
 std::string GetSettingsMan() {
     std::string text;
-    for (const Setting& setting : settings) {
-        text += Format(".TP\n.B %s\n", setting.name) + Roff(MeaningOf(setting));
-        const std::string value = GetDefault(setting);
-        const std::string unit = *setting.unit == '\0' ? "" : Format(" (%s)", setting.unit);
+    for (const Setting* setting : settings::all) {
+        text += Format(".TP\n.B %s\n", setting->name) + Roff(MeaningOf(*setting));
+        const std::string value = GetDefault(*setting);
+        const std::string unit = *setting->unit == '\0' ? "" : Format(" (%s)", setting->unit);
         text += value.empty() ? ".\n" : Roff(Format("; default %s%s.\n", value.c_str(), unit.c_str()));
     }
     return text;
@@ -36,16 +36,16 @@ std::string GetSettingsMan() {
 
 std::string GetSettingsIni() {
     std::string text;
-    for (const Setting& setting : settings)
-        text += Format("\n%s%s: %s\n%s = %s\n", setting.name,
-                       *setting.unit == '\0' ? "" : Format(" (%s)", setting.unit).c_str(),
-                       MeaningOf(setting).c_str(), setting.name, GetDefault(setting).c_str());
+    for (const Setting* setting : settings::all)
+        text += Format("\n%s%s: %s\n%s = %s\n", setting->name,
+                       *setting->unit == '\0' ? "" : Format(" (%s)", setting->unit).c_str(),
+                       MeaningOf(*setting).c_str(), setting->name, GetDefault(*setting).c_str());
     return text;
 }
 
 std::string GetSettingNames() {
     std::string text;
-    for (const Setting& setting : settings) text += std::string(text.empty() ? "" : " ") + setting.name;
+    for (const Setting* setting : settings::all) text += std::string(text.empty() ? "" : " ") + setting->name;
     return text;
 }
 
@@ -84,11 +84,11 @@ std::string GetMan(const std::vector<OptionHelp>& options) {
 
 std::string GetSettingsMarkdown() {
     std::string text = "| Name | Default | Unit | Meaning |\n|---|---|---|---|\n";
-    for (const Setting& setting : settings) {
-        const std::string value = GetDefault(setting);
-        text += Format("| `%s` | %s | %s | %s |\n", setting.name,
-                       value.empty() ? "" : ("`" + value + "`").c_str(), setting.unit,
-                       MeaningOf(setting).c_str());
+    for (const Setting* setting : settings::all) {
+        const std::string value = GetDefault(*setting);
+        text += Format("| `%s` | %s | %s | %s |\n", setting->name,
+                       value.empty() ? "" : ("`" + value + "`").c_str(), setting->unit,
+                       MeaningOf(*setting).c_str());
     }
     return text;
 }

@@ -35,28 +35,30 @@ std::vector<byte> Link::TakeOutput() {
 
 void Link::SendControl(byte value, const char* name) {
     m_output.push_back(value);
-    m_trace.Line(std::string("-> ") + name);
+    m_trace.Tell(TraceSource::Register, name);
 }
 
 void Link::Receive(byte value, Time now) {
     m_lastByteTime = now;
     switch (m_reader.Receive(value)) {
         case FrameReader::Event::None: return;
-        case FrameReader::Event::CutShort: m_trace.Line("<- frame cut short, dropped"); return;
+        case FrameReader::Event::CutShort:
+            m_trace.Tell(TraceSource::Tool, "frame cut short, dropped");
+            return;
         case FrameReader::Event::Frame: ReceiveFrame(now); return;
         case FrameReader::Event::Ack:
-            m_trace.Line("<- ACK");
+            m_trace.Tell(TraceSource::Tool, "ACK");
             ReceiveAck(now);
             return;
         case FrameReader::Event::Nak:
-            m_trace.Line("<- NAK");
+            m_trace.Tell(TraceSource::Tool, "NAK");
             if (m_attempts > 0) Repeat(now, "refused");
             return;
         case FrameReader::Event::Noise:
             // it may be of a password whose frame has lost its beginning
-            m_trace.Line(m_options.password.empty() || m_options.arePasswordsShown
-                             ? Format("<- %02x, noise", value)
-                             : "<- noise");
+            m_trace.Tell(TraceSource::Tool, m_options.password.empty() || m_options.arePasswordsShown
+                                                ? Format("%02x, noise", value)
+                                                : "noise");
             return;
     }
 }
@@ -81,10 +83,10 @@ void Link::ReceiveFrame(Time now) {
     std::vector<byte> payload;
     const bool isGood = ParseFrame(seqNo, payload);
     if (!isGood) {
-        m_trace.Line(Format("<- frame that is none of version %d", m_version.number));
+        m_trace.Tell(TraceSource::Tool, Format("frame that is none of version %d", m_version.number));
         SendControl(NAK, "NAK");
     } else if (IsRepeated(seqNo, payload)) {
-        m_trace.Line("<- " + NameFrame(m_version, seqNo) + " again, dropped");
+        m_trace.Tell(TraceSource::Tool, NameFrame(m_version, seqNo) + " again, dropped");
         SendControl(ACK, "ACK");
     } else {
         AcceptFrame(seqNo, payload, now);
@@ -101,7 +103,7 @@ void Link::AcceptFrame(byte seqNo, const std::vector<byte>& payload, Time now) {
 
     Message message{payload, ""};
     const std::vector<Message> answers = m_ecr.Receive(message);
-    m_trace.Line("<- " + NameFrame(m_version, seqNo) + ": " + message.meaning);
+    m_trace.Tell(TraceSource::Tool, NameFrame(m_version, seqNo) + ": " + message.meaning);
     SendControl(ACK, "ACK");
     Queue(answers, now);
 }
@@ -119,7 +121,7 @@ void Link::HangUp() {
     RestartSession();
     m_reader.Drop();
     m_output.clear();
-    m_trace.Line("the other side has hung up");
+    m_trace.Tell(TraceSource::Line, "the other side has hung up");
 }
 
 void Link::ReceiveAck(Time now) {
@@ -144,15 +146,15 @@ void Link::SendFront(Time now) {
     m_output.insert(m_output.end(), frame, frame + length);
     m_attempts++;
     m_ackDeadline = now + DurationOf(length) + Time{m_options.ackTime} * 1000;
-    m_trace.Line("-> " + NameFrame(m_version, m_nextSndSeqNo) + ": " + message.meaning);
+    m_trace.Tell(TraceSource::Register, NameFrame(m_version, m_nextSndSeqNo) + ": " + message.meaning);
 }
 
 void Link::Repeat(Time now, const char* reason) {
     if (m_attempts < maxAttempts) {
-        m_trace.Line(Format("   frame #%d %s, sent again", m_nextSndSeqNo, reason));
+        m_trace.Tell(TraceSource::Simulator, Format("frame #%d %s, sent again", m_nextSndSeqNo, reason));
         SendFront(now);
     } else {
-        m_trace.Line("   no acknowledgement, session given up");
+        m_trace.Tell(TraceSource::Simulator, "no acknowledgement, session given up");
         RestartSession();
     }
 }
@@ -168,7 +170,7 @@ Time Link::GetDeadline() const {
 
 void Link::Tick(Time now) {
     if (m_reader.IsInFrame() && now >= m_lastByteTime + silenceInFrame) {
-        m_trace.Line("<- frame not finished, dropped");
+        m_trace.Tell(TraceSource::Tool, "frame not finished, dropped");
         m_reader.Drop();
     }
     if (m_ecr.HoldsAnswers() && !m_reader.IsInFrame() && now >= m_lastByteTime + silenceAfterRecords)

@@ -58,17 +58,25 @@ int AppConfig::GetParameter(const std::string& name, int defValue) {
     return value.empty() ? defValue : ToInt(value);
 }
 
+std::string AppConfig::Get(const TextSetting& setting) {
+    return GetParameter(setting.name, setting.byDefault);
+}
+
+int AppConfig::Get(const NumberSetting& setting) {
+    return GetParameter(setting.name, setting.range.byDefault);
+}
+
 bool AppConfig::HasParameter(const std::string& name) { return !GetParameter(name, "").empty(); }
 
 const std::map<std::string, std::string>& AppConfig::GetParameters() { return m_parameters; }
 
 void AppConfig::Initialize() {
-    std::string configFilePath = m_parameters["ConfigFilePath"];
+    std::string configFilePath = m_parameters[settings::configFilePath.name];
     if (configFilePath.empty()) configFilePath = GetConfigFilePath();
     IniFile::SetFile(configFilePath, false);
     // The name comes from the command line only: an "ECR" key in the INI file selects the bare section
     // "ECR_".
-    if (HasParameter("ECR")) m_ecrSection = ecrSectionPrefix + m_parameters["ECR"];
+    if (HasParameter(settings::ecr.name)) m_ecrSection = ecrSectionPrefix + m_parameters[settings::ecr.name];
     if (m_ecrSection.empty()) m_ecrSection = GetDefaultEcrName();
 }
 
@@ -95,7 +103,7 @@ std::string AppConfig::GetConfigFilePath() {
 }
 
 std::string AppConfig::GetDefaultEcrName() {
-    const std::string name = IniFile::GetString(commonSection, "DefaultECR", "");
+    const std::string name = IniFile::GetString(commonSection, settings::defaultEcr.name, "");
     if (!name.empty()) return ecrSectionPrefix + name;
 
     const FileStream file = IniFile::OpenForReading();

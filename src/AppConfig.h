@@ -4,15 +4,7 @@
 #include <string>
 #include <vector>
 
-/** Places where a setting can stand; a bit each. */
-enum SettingPlace : unsigned {
-    SettingPlace_None = 0,
-    SettingPlace_CommandLine = 1,
-    SettingPlace_EcrSection = 2,  // of the INI file
-    SettingPlace_Common = 4,      // its section [Common]
-    SettingPlace_Top = 8,         // above its first section heading
-    SettingPlace_Any = SettingPlace_CommandLine | SettingPlace_EcrSection | SettingPlace_Common
-};
+#include "Settings.h"
 
 /** A value and where it was found; empty, and nowhere, without one. */
 struct Parameter {
@@ -33,6 +25,10 @@ public:
     static void Clear();
     /** Stores a value for this run; "persistent" changes nothing, the INI file is never written. */
     static void SetParameter(const std::string& name, const std::string& value, bool persistent);
+    /** The value, or the default of the row. Every call reads the INI file again: what is needed for each
+     * record is asked for once. */
+    static std::string Get(const TextSetting& setting);
+    static int Get(const NumberSetting& setting);
     static std::string GetParameter(const std::string& name, const std::string& defValue);
     /** The value as a number; a value that is no number is 0, not the default. */
     static int GetParameter(const std::string& name, int defValue);

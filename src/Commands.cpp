@@ -168,7 +168,7 @@ void SendPackets(InputFile& input, int recordsInPacket, const char* statusMessag
 
 void Send(int dataType, InputFile& input, UpdateType updateType) {
     const char* statusMessage = updateType == UpdateType_Delete ? "Records deleted" : "Records sent";
-    const int recordsInPacket = AppConfig::GetParameter("RecordsInPacket", defaultRecordsInPacket);
+    const int recordsInPacket = AppConfig::Get(settings::recordsInPacket);
     unsigned& recordsSent = updateType == UpdateType_Delete ? counts.deleted : counts.sent;
     for (bool isDone = false; !isDone;) {
         try {
@@ -203,14 +203,15 @@ bool HasRecordToSend(InputFile& input) {
     for (int i = 0; input.Read(i); i++) {
         const uint16_t length = input.TryToConvert(commIoBuffer);
         if (length == 0) continue;
-        if (!FitsFrame(commIoBuffer, length)) throw new InternalException(__FILE__, __LINE__);
+        if (!FitsFrame(commIoBuffer, length, AppConfig::Get(settings::serialProtocolVersion)))
+            throw new InternalException(__FILE__, __LINE__);
         return true;
     }
     return false;
 }
 
 void ClearAndSend(int dataType, const std::string& filename) {
-    const bool isAnySent = AppConfig::GetParameter("RecordsInPacket", defaultRecordsInPacket) > 0;
+    const bool isAnySent = AppConfig::Get(settings::recordsInPacket) > 0;
     InputFile input;
     HeldOutput opening;  // shown where a Send shows it, behind the clearing
     input.OpenRecords(dataType, filename);
@@ -229,7 +230,7 @@ void ClearAndSend(int dataType, const std::string& filename) {
 /** Executes one after another, and keeps why none of them may be repeated. */
 void ExecuteCommands(const std::vector<FiscalCommand>& commands) {
     unsigned& commandsSent = counts.commandsAcknowledged;
-    const int patienceTime = AppConfig::GetParameter("EcrPatienceTime", defaultEcrPatienceTime);
+    const int patienceTime = AppConfig::Get(settings::ecrPatienceTime);
     CommChannel_SetRepeatTime(patienceTime);
     const auto keepReason = [&](const char* ofTheNext) {
         reasonNotToRepeat =
@@ -258,7 +259,7 @@ void ExecuteCommandFile(const std::string& filename) {
         ExecuteCommands(input.GetCommands());
     } catch (...) {
         // where the counter has not said it
-        if (AppConfig::GetParameter("Progress", defaultProgress) != defaultProgress) tellCount();
+        if (AppConfig::Get(settings::progress) != settings::progress.range.byDefault) tellCount();
         throw;
     }
     tellCount();

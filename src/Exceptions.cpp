@@ -12,8 +12,9 @@ std::string WithErrorCode(const std::string& msg, int code) {
 
 }  // namespace
 
-Exception::Exception(ReturnCode returnCode, const std::string& displayMessage, const std::string& logMessage)
-    : m_returnCode(returnCode), m_displayMessage(displayMessage), m_logMessage(logMessage) {}
+Exception::Exception(ReturnCode returnCode, const std::string& displayMessage, const std::string& logMessage,
+                     const std::string& path)
+    : m_returnCode(returnCode), m_displayMessage(displayMessage), m_logMessage(logMessage), m_path(path) {}
 
 CommandLineException::CommandLineException(const std::string& msg)
     : Exception(ReturnCode_CmdLineError, msg + " (use /? for help)", msg) {}
@@ -24,11 +25,12 @@ ConfigurationException::ConfigurationException(const std::string& msg)
 CommunicationException::CommunicationException(const std::string& msg)
     : Exception(ReturnCode_CommunicationError, "\nCommunication error: " + msg, msg) {}
 
-FileIoException::FileIoException(const std::string& msg) : Exception(ReturnCode_FileIoError, msg, msg) {}
+FileIoException::FileIoException(const std::string& msg, const std::string& path)
+    : Exception(ReturnCode_FileIoError, msg, msg, path) {}
 
-SystemException::SystemException(const std::string& msg)
+SystemException::SystemException(const std::string& msg, const std::string& path)
     : Exception(ReturnCode_SystemError, "System error: " + msg,
-                Format("%s (system error code : %u)", msg.c_str(), static_cast<unsigned>(errno))) {}
+                Format("%s (system error code : %u)", msg.c_str(), static_cast<unsigned>(errno)), path) {}
 
 InternalException::InternalException(const std::string& file, int line)
     : Exception(ReturnCode_InternalError, "Internal error",

@@ -32,16 +32,20 @@ enum ReturnCode {
  */
 class Exception {
 public:
-    Exception(ReturnCode returnCode, const std::string& displayMessage, const std::string& logMessage);
+    Exception(ReturnCode returnCode, const std::string& displayMessage, const std::string& logMessage,
+              const std::string& path = "");
 
     ReturnCode GetReturnCode() const { return m_returnCode; }
     std::string GetDisplayMessage() const { return m_displayMessage; }
     std::string GetLogMessage() const { return m_logMessage; }
+    /** The file or device that a hint can say more about; empty for none. */
+    std::string GetPath() const { return m_path; }
 
 private:
     ReturnCode m_returnCode;
     std::string m_displayMessage;
     std::string m_logMessage;
+    std::string m_path;
 };
 
 class CommandLineException : public Exception {
@@ -61,13 +65,13 @@ public:
 
 class FileIoException : public Exception {
 public:
-    explicit FileIoException(const std::string& msg);
+    explicit FileIoException(const std::string& msg, const std::string& path = "");
 };
 
 /** An operating-system call failed; errno as it stands at construction goes to the log. */
 class SystemException : public Exception {
 public:
-    explicit SystemException(const std::string& msg);
+    explicit SystemException(const std::string& msg, const std::string& path = "");
 };
 
 /** A broken invariant; thrown as InternalException(__FILE__, __LINE__), which only the log shows. */
@@ -98,6 +102,16 @@ class NetworkSystemException : public Exception {
 public:
     explicit NetworkSystemException(const std::string& msg, int code = 0);
 };
+
+/** Runs the action; memory that is missing fails as any other call of the system. */
+template <class Action>
+auto CallWithinMemory(const Action& action) {
+    try {
+        return action();
+    } catch (const std::bad_alloc&) {
+        throw new SystemException("Not enough memory");
+    }
+}
 
 /** Runs the action; false where that fails, for whatever reason, and the failure does not matter. */
 template <class Action>

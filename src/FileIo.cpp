@@ -41,7 +41,7 @@ const FileKind& KindOf(FileType fileType) {
 }
 
 FileType DetectFileType(const std::string& filename, int dataType) {
-    const std::string setting = ToUpper(AppConfig::GetParameter("FileType", ""));
+    const std::string setting = ToUpper(AppConfig::Get(settings::fileType));
     for (const FileKind& kind : fileKinds)
         if (setting == kind.setting) return kind.type;
     if (!setting.empty()) throw new ConfigurationException("Unsupported file type");

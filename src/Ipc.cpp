@@ -1,7 +1,6 @@
 #include "Ipc.h"
 
 #include "AppConfig.h"
-#include "Defaults.h"
 #include "EcrComm/EcrComm.h"
 #include "Exceptions.h"
 
@@ -36,12 +35,12 @@ void Ipc::WatchDogInterruptCallback(void*) {
 }
 
 std::string GetCurrentInstanceName() {
-    const std::string tty = AppConfig::GetParameter("TTY", "");
+    const std::string tty = AppConfig::Get(settings::tty);
     return tty.empty() ? InstanceNameCommon : InstanceNameCommon + ("." + tty);
 }
 
 void CheckOtherTAVOInstances() {
-    if (AppConfig::GetParameter("SkipInstanceChecking", defaultSkipInstanceChecking) != 0) return;
+    if (AppConfig::Get(settings::skipInstanceChecking) != 0) return;
     Ipc::SetCurrentInstanceName(GetCurrentInstanceName());
     if (Ipc::IsAnotherInstanceActive())
         throw new ApplicationException("Another application is working now with ECR",

@@ -7,12 +7,10 @@
 #include <cerrno>
 #include <climits>
 #include <ctime>
-#include <utility>
 
 #include "Exceptions.h"
 #include "Format.h"
 #include "Path.h"
-#include "System/Descriptor.h"
 #include "Tools.h"
 
 namespace {
@@ -137,6 +135,15 @@ bool IsPlainFile(int file) {
     return fstat(file, &status) == 0 && S_ISREG(status.st_mode) && status.st_nlink <= 1;
 }
 
+/** Opens a log, or makes it, for appending; -1 when there is none to be had. */
+int OpenForAppending(const std::string& path) {
+    const mode_t mask = umask(0);
+    umask(MaskFor(path, mask));
+    Descriptor file(OpenWithoutFollowing(path));
+    umask(mask);
+    return IsPlainFile(file.Get()) ? file.Release() : -1;
+}
+
 }  // namespace
 
 bool IsLogLocked(const std::string& path) {
@@ -153,49 +160,36 @@ void LogFile::Open(const std::string& path) {
     const std::string directory = Path::GetDirectoryName(path);
     if (!directory.empty() && !Directory::Exists(directory) && !MakeFolder(directory))
         throw new SystemException("Log file directory create failed");
-    OpenForAppending(path);
-    if (!IsOpened()) throw new FileIoException("Can't open file '" + Printable(path) + "'");
+    Take(OpenForAppending(path));
+    if (!IsOpened()) throw new FileIoException("Can't open file '" + Printable(path) + "'", path);
     m_filePath = path;
 }
 
-void LogFile::OpenForAppending(const std::string& path) {
-    const mode_t mask = umask(0);
-    umask(MaskFor(path, mask));
-    m_file = OpenWithoutFollowing(path);
-    umask(mask);
-    if (m_file != -1 && !IsPlainFile(m_file)) close(std::exchange(m_file, -1));
-    if (!IsOpened()) return;
-    m_originalFileSize = StatusOf(m_file).st_size;
+void LogFile::Take(int handle) {
+    if (handle == -1) return;
+    m_file.Reset(handle);
+    m_originalFileSize = StatusOf(handle).st_size;
     m_appendedSize = 0;
 }
 
-bool LogFile::IsOpened() const { return m_file != -1; }
+bool LogFile::IsOpened() const { return m_file.IsOpen(); }
 
 void LogFile::AddMessage(const std::string& message, bool addTime) {
     if (!IsOpened()) throw new InternalException(__FILE__, __LINE__);
     const std::string line = (addTime ? GetCurrentTime() + " " : "") + message + "\n";
     if (Append(line, false)) return;
-    ReopenIfPossible();
+    // without a file of that name to be had the lines go on into the deleted one; a log is no reason to fail
+    Take(OpenForAppending(m_filePath));
     Append(line, true);
 }
 
 bool LogFile::Append(const std::string& line, bool evenIfDeleted) {
-    const SharedLogLock lock(m_file);
+    const SharedLogLock lock(m_file.Get());
     struct stat status {};
-    if (!evenIfDeleted && fstat(m_file, &status) == 0 && status.st_nlink == 0) return false;
-    const ssize_t written = write(m_file, line.data(), line.size());
+    if (!evenIfDeleted && fstat(m_file.Get(), &status) == 0 && status.st_nlink == 0) return false;
+    const ssize_t written = write(m_file.Get(), line.data(), line.size());
     if (written > 0) m_appendedSize += written;
     return true;
-}
-
-void LogFile::ReopenIfPossible() {
-    const int deleted = m_file;
-    OpenForAppending(m_filePath);
-    // without a file of that name to be had the lines go on into the deleted one; a log is no reason to fail
-    if (IsOpened())
-        close(deleted);
-    else
-        m_file = deleted;
 }
 
 void LogFile::Close(bool save) {
@@ -204,18 +198,17 @@ void LogFile::Close(bool save) {
     // not waited for longer than a line takes: whoever reads the log may keep it; the next run deletes an
     // empty one, and lines that cannot be taken back stay
     constexpr int maxTries = 5;
-    if (const LogLock lock(m_file, F_WRLCK, isToBeCut ? maxTries : 1); lock.IsTaken()) {
+    if (const LogLock lock(m_file.Get(), F_WRLCK, isToBeCut ? maxTries : 1); lock.IsTaken()) {
         // grown past what this run wrote: cutting would take another run's lines, too
-        const bool isAlone = StatusOf(m_file).st_size == m_originalFileSize + m_appendedSize;
-        [[maybe_unused]] const int result = isToBeCut && isAlone ? ftruncate(m_file, m_originalFileSize) : 0;
-        const struct stat own = StatusOf(m_file);
+        const bool isAlone = StatusOf(m_file.Get()).st_size == m_originalFileSize + m_appendedSize;
+        [[maybe_unused]] const int result =
+            isToBeCut && isAlone ? ftruncate(m_file.Get(), m_originalFileSize) : 0;
+        const struct stat own = StatusOf(m_file.Get());
         struct stat found {};
-        const bool isInPlace = lstat(m_filePath.c_str(), &found) == 0 && found.st_dev == own.st_dev &&
-                               found.st_ino == own.st_ino;
+        const bool isInPlace = lstat(m_filePath.c_str(), &found) == 0 && File::IsSame(found, own);
         if (own.st_size == 0 && isInPlace) File::Delete(m_filePath);
     }
-    close(m_file);
-    m_file = -1;
+    m_file.Reset();
 }
 
 std::string LogFile::GetCurrentTime() {

@@ -4,6 +4,8 @@
 
 #include <string>
 
+#include "System/Descriptor.h"
+
 /** Whether somebody keeps lines from being appended to the log: a run waits 0.2 s for him, and goes on. */
 bool IsLogLocked(const std::string& path);
 
@@ -34,10 +36,10 @@ private:
 
     /** False, with nothing written, when another run has left the file empty and deleted it since. */
     bool Append(const std::string& line, bool evenIfDeleted);
-    void ReopenIfPossible();
-    void OpenForAppending(const std::string& path);
+    /** Takes the file, as it is now; a handle of -1 changes nothing. */
+    void Take(int handle);
 
-    int m_file = -1;
+    Descriptor m_file;
     std::string m_filePath;
     off_t m_originalFileSize = 0;
     off_t m_appendedSize = 0;  // by this run

@@ -1,7 +1,6 @@
 #include "Logging.h"
 
 #include "AppConfig.h"
-#include "Defaults.h"
 #include "LogFile.h"
 #include "Path.h"
 #include "Tools.h"
@@ -13,8 +12,8 @@ constexpr const char* dbgLogFileName = "dbgerror.log";
 
 LogFile stdLog;
 LogFile dbgLog;
-int stdLogLevel = defaultStandardLog;
-int dbgLogLevel = defaultDbgErrorLog;
+int stdLogLevel = settings::standardLog.range.byDefault;
+int dbgLogLevel = settings::dbgErrorLog.range.byDefault;
 bool isLoggingStarted = false;
 
 bool KeepsDebugLog(bool completedWithErrors, bool hasIoErrors) {
@@ -28,7 +27,7 @@ bool KeepsDebugLog(bool completedWithErrors, bool hasIoErrors) {
 
 /** The path of a log; empty for the level -1, which has none. */
 std::string GetLogPath(const char* fileName, int level) {
-    const std::string directory = AppConfig::GetParameter("LogFilePath", GetLogDirectory());
+    const std::string directory = AppConfig::GetParameter(settings::logFilePath.name, GetLogDirectory());
     return level == -1 ? "" : Path::Combine(directory, fileName);
 }
 
@@ -36,16 +35,15 @@ std::string GetLogPath(const char* fileName, int level) {
 
 std::vector<std::string> GetLogPaths() {
     std::vector<std::string> paths;
-    for (const std::string& path :
-         {GetLogPath(stdLogFileName, AppConfig::GetParameter("StandardLog", defaultStandardLog)),
-          GetLogPath(dbgLogFileName, AppConfig::GetParameter("DbgErrorLog", defaultDbgErrorLog))})
+    for (const std::string& path : {GetLogPath(stdLogFileName, AppConfig::Get(settings::standardLog)),
+                                    GetLogPath(dbgLogFileName, AppConfig::Get(settings::dbgErrorLog))})
         if (!path.empty()) paths.push_back(path);
     return paths;
 }
 
 void StartLogging() {
-    dbgLogLevel = AppConfig::GetParameter("DbgErrorLog", dbgLogLevel);
-    stdLogLevel = AppConfig::GetParameter("StandardLog", stdLogLevel);
+    dbgLogLevel = AppConfig::Get(settings::dbgErrorLog);
+    stdLogLevel = AppConfig::Get(settings::standardLog);
     if (stdLogLevel != -1) stdLog.Open(GetLogPath(stdLogFileName, stdLogLevel));
     if (dbgLogLevel != -1) dbgLog.Open(GetLogPath(dbgLogFileName, dbgLogLevel));
     isLoggingStarted = true;

@@ -1,6 +1,5 @@
 #include "Tools.h"
 
-#include <sys/stat.h>
 #include <sys/time.h>
 #include <unistd.h>
 
@@ -118,8 +117,11 @@ bool File::Exists(const std::string& path) {
 bool File::IsSame(const std::string& a, const std::string& b) {
     struct stat first {};
     struct stat second {};
-    return stat(a.c_str(), &first) == 0 && stat(b.c_str(), &second) == 0 && first.st_dev == second.st_dev &&
-           first.st_ino == second.st_ino;
+    return stat(a.c_str(), &first) == 0 && stat(b.c_str(), &second) == 0 && IsSame(first, second);
+}
+
+bool File::IsSame(const struct stat& a, const struct stat& b) {
+    return a.st_dev == b.st_dev && a.st_ino == b.st_ino;
 }
 
 bool File::Delete(const std::string& path) { return std::remove(path.c_str()) == 0; }

@@ -1,5 +1,7 @@
 #pragma once
 
+#include <sys/stat.h>
+
 #include <cstdint>
 #include <string>
 
@@ -54,6 +56,8 @@ public:
     static bool Exists(const std::string& path);
     /** True for two names of one file; false when one of them is not there. */
     static bool IsSame(const std::string& a, const std::string& b);
+    /** Likewise of what stat has told of them. */
+    static bool IsSame(const struct stat& a, const struct stat& b);
     static bool Delete(const std::string& path);
     /** Time of the last change as ctime writes it, newline included; the start of 1970 for a missing file.
      * Empty for a year of five digits. */

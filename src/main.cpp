@@ -18,8 +18,6 @@
 
 namespace {
 
-constexpr const char* noMemory = "System error: Not enough memory\n";
-
 ReturnCode Run(int argc, char* argv[], RunOutline& run) {
     try {
         CatchInterrupts();
@@ -48,7 +46,7 @@ int WriteResult(int argc, char* argv[], const RunOutline& run, int status) {
     } catch (Exception* e) {
         failure = HandleException(e);
     } catch (const std::bad_alloc&) {
-        Print(noMemory);
+        PrintNoMemory();
     }
     return status == ReturnCode_OK ? failure : status;
 }
@@ -61,7 +59,7 @@ int RunToEnd(int argc, char* argv[]) {
         run = BeginRun(argc, argv);
         returnCode = Run(argc, argv, run);
     } catch (const std::bad_alloc&) {
-        Print(noMemory);
+        PrintNoMemory();
     }
     Ipc::LeaveSingleProcessBlock();
     const int interrupt = GetInterrupt();
@@ -88,7 +86,7 @@ int main(int argc, char* argv[]) {
         ShowUsage();
         return ReturnCode_OK;
     } catch (const std::bad_alloc&) {
-        Print(noMemory);
+        PrintNoMemory();
         return ReturnCode_SystemError;
     }
 }

@@ -107,7 +107,7 @@ TEST_F(CheckTest, ExplainsEveryLineThatTheToolRefusesAndNoOther) {
     const std::vector<std::string> lines = ReadLines(path);
     ASSERT_EQ(lines.size(), 20003U);
     for (size_t i = 0; i < lines.size(); i++) {
-        const std::vector<Finding> findings = DiagnoseLine(lines[i], false);
+        const std::vector<Finding> findings = DiagnoseLine(lines[i], {false, ',', 3});
         const bool isBad = !findings.empty() && findings.back().isBad;
         EXPECT_EQ(isBad, refused.count(Format("Line %-5zu", i + 1)) == 1) << lines[i];
         for (const Finding& finding : findings) EXPECT_NE(finding.cause, "") << lines[i];

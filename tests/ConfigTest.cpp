@@ -3,7 +3,7 @@
 #include "AppConfig.h"
 #include "IniFile.h"
 #include "Options/CommandLine.h"
-#include "Options/Settings.h"
+#include "Settings.h"
 #include "Support.h"
 #include "Tables.h"
 
@@ -95,16 +95,14 @@ TEST_F(ConfigTest, TheReadmeShowsTheTablesOfTheCode) {
 
 TEST_F(ConfigTest, TheInstalledIniFileShowsEverySettingAndChangesFewOnly) {
     Load(FillTemplate(ReadText(SOURCE_FOLDER "/packaging/TAVO.ini.in")));
-    for (const Setting& setting : settings) {
-        const std::string name = setting.name;
+    for (const Setting* setting : settings::all) {
+        const std::string name = setting->name;
         const std::string set = name == "ConfigFilePath"    ? path
                                 : name == "ComStallMaxTime" ? "2000"
                                 : name == "LineQuietTime"   ? "2500"
                                 : name == "Progress"        ? "2"
                                                             : "";
         EXPECT_EQ(AppConfig::GetParameter(name, ""), set);
-        const bool isNumber = setting.kind == SettingKind_Number;
-        EXPECT_EQ(IniFile::GetString("Settings to copy", name, "not there"),
-                  isNumber ? std::to_string(setting.defaultNumber) : setting.defaultText);
+        EXPECT_EQ(IniFile::GetString("Settings to copy", name, "not there"), GetDefault(*setting));
     }
 }

@@ -77,6 +77,27 @@ TEST_F(CsvFileTest, FindsLinesAcrossTheBlocksItReads) {
     EXPECT_EQ(Read(text), expected);
 }
 
+TEST_F(CsvFileTest, EveryKindOfFileReadsWhatItHasWritten) {
+    const std::string records[] = {'"' + std::string(62, 'a') + '"', '"' + std::string(62, 'b') + '"'};
+    for (size_t i = 0; i < fileTypeCount; i++) {
+        const FileKind& kind = KindOf(static_cast<FileType>(i));
+        const std::unique_ptr<FileWriter> writer = kind.createWriter();
+        writer->Open(path);
+        for (const std::string& record : records) {
+            writer->Write(record.data(), 64);
+            if (kind.hasLines) writer->Write("", 0);  // an empty line is not the end
+        }
+        writer->Close();
+        const std::unique_ptr<FileReader> reader = kind.createReader();
+        reader->Open(path);
+        char buffer[1024];
+        for (int k = 0; k < 2; k++)
+            EXPECT_EQ(std::string(buffer, buffer + reader->Read(k, buffer, sizeof buffer)), records[k])
+                << kind.setting;
+        EXPECT_EQ(reader->Read(2, buffer, sizeof buffer), 0) << kind.setting;
+    }
+}
+
 TEST_F(CsvFileTest, DetectsTheKindOfAFile) {
     EXPECT_EQ(DetectFileType("a.Bmp", 3), FileType_BMP);
     EXPECT_EQ(DetectFileType("a.csv", 202), FileType_RAW);

@@ -23,7 +23,7 @@
 /** Whole runs of the product with the simulated register, on a line in virtual time. */
 
 namespace fs = std::filesystem;
-using Path = const std::string&;
+using FilePath = const std::string&;
 
 inline constexpr Time stallMaxTime = 1'500'000;  // as "ComStallMaxTime" of 1500 ms
 inline constexpr Time endOfTime = 3600'000'000;  // an hour: no session takes that long unless it hangs

@@ -13,14 +13,14 @@ namespace {
 constexpr struct {
     const char* name;
     bool isSeen;  // otherwise the run goes on with the file that it has opened
-    void (*apply)(Path path);
-} fileChanges[] = {{"emptied", true, [](Path path) { fs::resize_file(path, 0); }},
-                   {"shrunk", true, [](Path path) { fs::resize_file(path, fs::file_size(path) / 2); }},
-                   {"a byte more", true, [](Path path) { std::ofstream(path, std::ios::app) << "8"; }},
-                   {"a byte less", true, [](Path path) { WriteText(path, ReadText(path).erase(0, 1)); }},
-                   {"another byte", true, [](Path path) { std::fstream(path).seekp(0) << "9"; }},
-                   {"removed", false, [](Path path) { fs::remove(path); }},
-                   {"replaced", false, [](Path path) {
+    void (*apply)(FilePath path);
+} fileChanges[] = {{"emptied", true, [](FilePath path) { fs::resize_file(path, 0); }},
+                   {"shrunk", true, [](FilePath path) { fs::resize_file(path, fs::file_size(path) / 2); }},
+                   {"a byte more", true, [](FilePath path) { std::ofstream(path, std::ios::app) << "8"; }},
+                   {"a byte less", true, [](FilePath path) { WriteText(path, ReadText(path).erase(0, 1)); }},
+                   {"another byte", true, [](FilePath path) { std::fstream(path).seekp(0) << "9"; }},
+                   {"removed", false, [](FilePath path) { fs::remove(path); }},
+                   {"replaced", false, [](FilePath path) {
                         WriteText(path + ".new", "9,\"z\"\n");
                         fs::rename(path + ".new", path);
                     }}};
@@ -135,7 +135,7 @@ TEST_F(FaultTest, SendsNothingButWhatItChecked) {
         const bool isFiscal = operation.command == Command_ExecuteFiscal;
         /** Runs with the change made before a block. */
         const auto run = [&, operation = operation, content = content](int changed,
-                                                                       void (*change)(Path path)) {
+                                                                       void (*change)(FilePath path)) {
             WriteText(path, content);
             fs::last_write_time(path, {});  // long before the run: the clock of files ticks slowly
             return Run(operation, 1, [&](VirtualLine&, int number, const Bytes&) {

@@ -15,7 +15,7 @@
 
 namespace {
 
-using Path = const std::string&;
+using FilePath = const std::string&;
 
 class LogTest : public testing::Test {
 protected:
@@ -117,20 +117,20 @@ TEST_F(LogTest, LetsTheGroupOfASharedFolderWriteItsLogs) {
 TEST_F(LogTest, FollowsNoLinkOfAnotherUserAndTakesOnlyAPlainFile) {
     if (geteuid() != 0) GTEST_SKIP() << "only root can make the links of another user";
     const std::string target = folder / "target";
-    const auto toTarget = [&](Path log) { return symlink(target.c_str(), log.c_str()); };
-    const std::tuple<const char*, bool, std::function<int(Path log)>> traps[] = {
+    const auto toTarget = [&](FilePath log) { return symlink(target.c_str(), log.c_str()); };
+    const std::tuple<const char*, bool, std::function<int(FilePath log)>> traps[] = {
         {"own link", true, toTarget},
         {"own link to a link", true,
-         [&](Path log) { return toTarget(log + "2") + symlink((log + "2").c_str(), log.c_str()); }},
-        {"relative link", true, [](Path log) { return symlink("../target", log.c_str()); }},
+         [&](FilePath log) { return toTarget(log + "2") + symlink((log + "2").c_str(), log.c_str()); }},
+        {"relative link", true, [](FilePath log) { return symlink("../target", log.c_str()); }},
         {"link of another user", false,
-         [&](Path log) { return toTarget(log) || lchown(log.c_str(), 65534, 65534); }},
-        {"own link to itself", false, [](Path log) { return symlink(log.c_str(), log.c_str()); }},
-        {"own link to a device", false, [](Path log) { return symlink("/dev/null", log.c_str()); }},
+         [&](FilePath log) { return toTarget(log) || lchown(log.c_str(), 65534, 65534); }},
+        {"own link to itself", false, [](FilePath log) { return symlink(log.c_str(), log.c_str()); }},
+        {"own link to a device", false, [](FilePath log) { return symlink("/dev/null", log.c_str()); }},
         {"hard link", false,
-         [&](Path log) { return WriteText(target, ""), link(target.c_str(), log.c_str()); }},
-        {"FIFO without a reader", false, [](Path log) { return mkfifo(log.c_str(), 0666); }},
-        {"directory", false, [](Path log) { return mkdir(log.c_str(), 0777); }}};
+         [&](FilePath log) { return WriteText(target, ""), link(target.c_str(), log.c_str()); }},
+        {"FIFO without a reader", false, [](FilePath log) { return mkfifo(log.c_str(), 0666); }},
+        {"directory", false, [](FilePath log) { return mkdir(log.c_str(), 0777); }}};
     for (const auto& [trap, isTaken, make] : traps)
         for (const std::string& log : {standard, folder / "log/dbgerror.log"}) {
             SCOPED_TRACE(trap);

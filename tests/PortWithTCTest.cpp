@@ -160,9 +160,12 @@ TEST(TcFrameTest, WritesAndReadsTheBytesOfEachVersion) {
         EXPECT_TRUE(BuildFrame(version, FromHex(payload), seqNo, frame.size() - 1).empty());
         EXPECT_EQ(ToHex(ParseFrame(version, FromHex(bytes), seqNo)), payload);
         EXPECT_EQ(seqNo, number);
-        for (Bytes bad = frame; !bad.empty(); bad.pop_back()) {
-            bad.back() ^= 0x40;
-            EXPECT_TRUE(ParseFrame(version, bad, seqNo).empty()) << bytes << " cut to " << bad.size();
+        for (size_t i = 0; i < frame.size(); i++) {
+            Bytes bad = frame;
+            bad[i] ^= 0x40;
+            EXPECT_TRUE(ParseFrame(version, bad, seqNo).empty()) << bytes << " with another byte " << i;
+            bad.resize(i);
+            EXPECT_TRUE(ParseFrame(version, bad, seqNo).empty()) << bytes << " cut to " << i;
         }
     }
     EXPECT_EQ(written.size(), std::size(frameVersions)) << "a version without bytes";

@@ -92,7 +92,7 @@ TEST_F(RecordEncodingTest, StopsWhereTheBufferEnds) {
         Bytes buffer(size);  // of just that size, so that the sanitizer sees a write behind its end
         BinaryDataFormatter binary(buffer.data(), size);
         EXPECT_EQ(build(binary), size >= 4 + 4 + 4) << size;
-        TextDataFormatter text(buffer.data(), size);
+        TextDataFormatter text(buffer.data(), size, ',');
         EXPECT_EQ(build(text), size > std::strlen("-1.5,\"a\"\"b\",0x0102")) << size;
     }
 }

@@ -1,15 +1,9 @@
 #include "PasswordMask.h"
 
+#include "EcrComm/CommChannels/Compatibility/TcFrameSeqNo.h"
 #include "EcrComm/CommChannels/TcFrameBytes.h"
 #include "EcrComm/Protocols.h"
 #include "Format.h"
-
-namespace {
-
-constexpr byte firstSequenceNumber =
-    32;  // but for 0; an identifier in its place means frames without numbers
-
-}  // namespace
 
 bool PasswordMask::Hides(byte value) {
     if (value == STX || value == ETX) {
@@ -21,7 +15,7 @@ bool PasswordMask::Hides(byte value) {
         case Place::None: return m_isHiding;
         case Place::Start:
             // a number; without one the identifier, which is below all numbers
-            if (value == 0 || value >= firstSequenceNumber) {
+            if (TcFrameSeqNo::IsValid(value)) {
                 m_place = Place::Identifier;
                 return false;
             }

@@ -62,7 +62,7 @@ Terminal::Terminal(const Settings& settings)
         if (!settings.comSettings.empty()) m_wanted = MakeTermios(ParseLineSettings(settings.comSettings));
         return;
     }
-    AppConfig::SetParameter("TTY", settings.tty, false);
+    AppConfig::SetParameter(settings::tty.name, settings.tty, false);
     m_port.Open();
     m_port.Apply(settings.comSettings);
     m_handle = m_port.GetHandle();
@@ -121,7 +121,7 @@ bool Terminal::ReadInput() {
     }
     if (count < 0 && (errno == EAGAIN || errno == EINTR)) return true;
     if (count == 0) errno = ENODEV;
-    if (IsReal()) throw new SystemException("Serial port read error");
+    if (IsReal()) m_port.Fail(ComPort::readError);
     if (m_recording != nullptr) m_recording->AddHangUp(arrival);
     m_isHungUp = true;
     m_output.Clear();

@@ -5,7 +5,19 @@
 #include "Text/Json.h"
 #include "Tools.h"
 
-void Trace::Line(const std::string& text) const {
+namespace {
+
+/** By TraceSource. */
+constexpr struct {
+    const char* arrow;
+    const char* name;
+} sources[] = {{"<- ", "tool"}, {"-> ", "register"}, {"   ", ""}, {"", ""}};
+
+}  // namespace
+
+void Trace::Tell(TraceSource source, const std::string& event) const {
+    const auto& from = sources[static_cast<size_t>(source)];
+    const std::string text = from.arrow + event;
     if (m_recording != nullptr) m_recording->AddMeaning(text);
     if (m_form == TraceForm::None) return;
     tagSYSTEMTIME now{};
@@ -13,12 +25,5 @@ void Trace::Line(const std::string& text) const {
     const std::string time =
         Format("%02d:%02d:%02d.%03d", now.wHour, now.wMinute, now.wSecond, now.wMilliseconds);
     if (m_form == TraceForm::Text) return Print(time + " " + text + "\n");
-    const std::string arrow = text.substr(0, 3);
-    const char* const from = arrow == "<- " ? "tool" : arrow == "-> " ? "register" : "";
-    Print(JsonObject()
-              .Add("time", time)
-              .Add("from", from)
-              .Add("event", *from == '\0' ? TrimLeft(text, " ") : text.substr(arrow.size()))
-              .GetText() +
-          "\n");
+    Print(JsonObject().Add("time", time).Add("from", from.name).Add("event", event).GetText() + "\n");
 }

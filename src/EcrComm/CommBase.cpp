@@ -48,11 +48,11 @@ void SetProtocol(ProtocolID id) {
 
 ProtocolID GetProtocol() { return currentProtocolID; }
 
-bool FitsFrame(const byte* data, uint16_t dataLength) {
+bool FitsFrame(const byte* data, uint16_t dataLength, int frameVersion) {
     if (dataLength + headerSize > commIoBufferSize) return false;
     const uint16_t length = frameFormatter.BuildFrame(ioBuffer, commIoBufferSize, data, dataLength);
     byte frame[commIoBufferSize];
-    return GetFrameVersion(newestFrameVersion)
+    return GetFrameVersion(frameVersion)
                .build(ioBuffer, length, TcFrameSeqNo::firstRunning, frame, sizeof frame) != 0;
 }
 

@@ -18,7 +18,7 @@ void SetProtocol(ProtocolID id);
 ProtocolID GetProtocol();
 
 /** Whether a frame holds the data, application and transport frame both. */
-bool FitsFrame(const byte* data, uint16_t dataLength);
+bool FitsFrame(const byte* data, uint16_t dataLength, int frameVersion);
 
 /** Sends one frame; data that does not fit it is an InternalException. */
 CommResult SendFrame(const byte* data, uint16_t dataLength);

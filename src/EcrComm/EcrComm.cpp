@@ -116,29 +116,26 @@ uint16_t ReadFiscalStatusRecord(byte command, byte* status) {
 }  // namespace
 
 CommChannelType GetChannelTypeBySettings() {
-    const bool hasEthernetSettings = AppConfig::HasParameter("IpAddress");
-    const bool hasSerialPortSettings = AppConfig::HasParameter("ComNumber");
+    const bool hasEthernetSettings = AppConfig::HasParameter(settings::ipAddress.name);
+    const bool hasSerialPortSettings = AppConfig::HasParameter(settings::comNumber.name);
     // a serial port always has transport control: "WithTC" is not asked, and "ComNumber" need not be there
     if (!hasEthernetSettings) return CommChannel_SerialPortWithTC;
     if (hasSerialPortSettings)
         throw new ConfigurationException("Both serial port and ethernet settings are specified");
-    return AppConfig::GetParameter("WithTC", defaultWithTC) == 1 ? CommChannel_EthernetWithTC
-                                                                 : CommChannel_Ethernet;
+    return AppConfig::Get(settings::withTC) == 1 ? CommChannel_EthernetWithTC : CommChannel_Ethernet;
 }
 
 void ConnectToEcr(ProtocolID protocol) {
     if (!ecrConnected) {
-        ecrDisconnectTime = AppConfig::GetParameter(defaultEcrDisconnectTimeName, defaultEcrDisconnectTime);
-        ecrRecoveryTime = AppConfig::GetParameter(defaultEcrRecoveryTimeName, defaultEcrRecoveryTime);
+        ecrDisconnectTime = AppConfig::Get(settings::ecrDisconnectTime);
+        ecrRecoveryTime = AppConfig::Get(settings::ecrRecoveryTime);
         ecrCommChannel = GetChannelTypeBySettings();
-        ecrCommMaxTime = AppConfig::GetParameter("EcrCommMaxTime", IsSerial(ecrCommChannel)
-                                                                       ? defaultLocalEcrCommMaxTime
-                                                                       : defaultNetworkEcrCommMaxTime);
+        ecrCommMaxTime = AppConfig::GetParameter(
+            settings::ecrCommMaxTime.name,
+            IsSerial(ecrCommChannel) ? defaultLocalEcrCommMaxTime : defaultNetworkEcrCommMaxTime);
         SelectCommChannel(ecrCommChannel);
         CommChannel_Open();
-        const int64_t timeoutMs =
-            int64_t{AppConfig::GetParameter("EcrOperationMaxTime", defaultEcrOperationMaxTime)} +
-            ecrCommMaxTime;
+        const int64_t timeoutMs = int64_t{AppConfig::Get(settings::ecrOperationMaxTime)} + ecrCommMaxTime;
         CommChannel_SetReadTimeout(static_cast<int>(timeoutMs));
         ecrConnected = true;
     }
@@ -163,7 +160,7 @@ void DisconnectFromEcr(const Exception* ex) {
 }
 
 void AuthorizeSession() {
-    const std::string password = AppConfig::GetParameter("Password", "");
+    const std::string password = AppConfig::Get(settings::password);
     if (password.empty()) return;
     const ProtocolID sessionProtocol = GetProtocol();
     SetProtocol(GetProtocolIDBySet(Protocol_SessionAuth));

@@ -1,7 +1,6 @@
 #include "EcrComm/Protocols.h"
 
 #include "AppConfig.h"
-#include "Defaults.h"
 #include "Exceptions.h"
 
 ProtocolID GetProtocolIDInSet(ProtocolID id, int protocolSet) {
@@ -16,7 +15,7 @@ ProtocolID GetProtocolIDInSet(ProtocolID id, int protocolSet) {
 }
 
 ProtocolID GetProtocolIDBySet(ProtocolID id) {
-    return GetProtocolIDInSet(id, AppConfig::GetParameter("ProtocolSet", defaultProtocolSet));
+    return GetProtocolIDInSet(id, AppConfig::Get(settings::protocolSet));
 }
 
 bool IsProtocol(uint8_t value, ProtocolID id) {

@@ -4,45 +4,49 @@
 #include <climits>
 #include <cstdint>
 #include <cstring>
-#include <new>
 
 #include "Exceptions.h"
 #include "System/FileStream.h"
 
 namespace {
 
-// Offsets of the header fields, all little-endian; docs/bitmaps.md.
-constexpr size_t bfType = 0;
-constexpr size_t bfSize = 2;
-constexpr size_t bfOffBits = 10;
-constexpr size_t biSize = 14;
-constexpr size_t biWidth = 18;
-constexpr size_t biHeight = 22;
-constexpr size_t biPlanes = 26;
-constexpr size_t biBitCount = 28;
-constexpr size_t biCompression = 30;
-constexpr size_t biSizeImage = 34;
-constexpr size_t palette = 54;  // two entries of blue, green, red, 0
+/** A little-endian number in the headers; docs/bitmaps.md. */
+struct HeaderField {
+    size_t offset;
+    size_t size;
+};
+
+constexpr HeaderField bfType{0, 2};
+constexpr HeaderField bfSize{2, 4};
+constexpr HeaderField bfOffBits{10, 4};
+constexpr HeaderField biSize{14, 4};
+constexpr HeaderField biWidth{18, 4};
+constexpr HeaderField biHeight{22, 4};
+constexpr HeaderField biPlanes{26, 2};
+constexpr HeaderField biBitCount{28, 2};
+constexpr HeaderField biCompression{30, 4};
+constexpr HeaderField biSizeImage{34, 4};
+constexpr HeaderField firstColour{54, 4};  // blue, green, red, 0; the second one follows
+constexpr size_t palette = firstColour.offset;
 constexpr size_t headersSize = 62;
 
 constexpr uint32_t bitmapMagic = 0x4D42;  // "BM"
 
-uint32_t GetField(const byte* header, size_t offset, int size) {
+uint32_t GetField(const byte* header, HeaderField field) {
     uint32_t value = 0;
-    for (int i = size; i > 0; i--) value = value << 8 | header[offset + static_cast<size_t>(i) - 1];
+    for (size_t i = field.size; i > 0; i--) value = value << 8 | header[field.offset + i - 1];
     return value;
 }
 
-void SetField(std::vector<byte>& header, size_t offset, int size, uint32_t value) {
-    for (int i = 0; i < size; i++)
-        header[offset + static_cast<size_t>(i)] = static_cast<byte>(value >> (8 * i));
+void SetField(std::vector<byte>& header, HeaderField field, uint32_t value) {
+    for (size_t i = 0; i < field.size; i++) header[field.offset + i] = static_cast<byte>(value >> (8 * i));
 }
 
 bool IsSupported(const byte* header) {
-    return GetField(header, bfType, 2) == bitmapMagic && GetField(header, biPlanes, 2) == 1 &&
-           GetField(header, biBitCount, 2) == 1 && GetField(header, biCompression, 4) == 0 &&
+    return GetField(header, bfType) == bitmapMagic && GetField(header, biPlanes) == 1 &&
+           GetField(header, biBitCount) == 1 && GetField(header, biCompression) == 0 &&
            // a negative height is a picture stored top-down, which is not understood
-           GetField(header, biWidth, 4) <= INT_MAX && GetField(header, biHeight, 4) <= INT_MAX;
+           GetField(header, biWidth) <= INT_MAX && GetField(header, biHeight) <= INT_MAX;
 }
 
 /** Reads the rows as they stand in the file; nothing is allocated before the file is known to hold them. */
@@ -75,18 +79,14 @@ void BmpFileReader::Open(const std::string& filename) {
     if (!IsSupported(header)) throw new FileIoException("Wrong bitmap file format");
     if (headerLength < palette) ThrowReadError(filename);
 
-    bitmapHeight = static_cast<int>(GetField(header, biHeight, 4));
-    bitmapWidth = static_cast<int>(GetField(header, biWidth, 4));
+    bitmapHeight = static_cast<int>(GetField(header, biHeight));
+    bitmapWidth = static_cast<int>(GetField(header, biWidth));
     const int stride = (RowSize() + 3) / 4 * 4;
-    try {
-        const std::vector<byte> rows =
-            ReadRows(ioFile, filename, GetField(header, bfOffBits, 4),
-                     static_cast<uint64_t>(stride) * static_cast<uint64_t>(bitmapHeight));
-        const bool isInverted = header[palette + 2] < header[palette + 6];  // entry 0 is the darker one
-        ConvertRows(rows, stride, isInverted);
-    } catch (const std::bad_alloc&) {
-        throw new SystemException("Not enough memory");
-    }
+    const std::vector<byte> rows =
+        ReadRows(ioFile, filename, GetField(header, bfOffBits),
+                 static_cast<uint64_t>(stride) * static_cast<uint64_t>(bitmapHeight));
+    const bool isInverted = header[palette + 2] < header[palette + 6];  // entry 0 is the darker one
+    ConvertRows(rows, stride, isInverted);
 }
 
 void BmpFileReader::ConvertRows(const std::vector<byte>& fileRows, int stride, bool isInverted) {
@@ -147,16 +147,16 @@ std::vector<byte> BmpFileWriter::BuildFile() const {
     const size_t rowSize = bitmapBody.front().size();
     const size_t stride = (rowSize + 3) / 4 * 4;
     std::vector<byte> file(headersSize + bitmapBody.size() * stride);
-    SetField(file, bfType, 2, bitmapMagic);
-    SetField(file, bfSize, 4, static_cast<uint32_t>(file.size()));
-    SetField(file, bfOffBits, 4, headersSize);
-    SetField(file, biSize, 4, 40);
-    SetField(file, biWidth, 4, static_cast<uint32_t>(rowSize * 8));
-    SetField(file, biHeight, 4, static_cast<uint32_t>(bitmapBody.size()));
-    SetField(file, biPlanes, 2, 1);
-    SetField(file, biBitCount, 2, 1);
-    SetField(file, biSizeImage, 4, static_cast<uint32_t>(file.size() - headersSize));
-    SetField(file, palette, 4, 0x00FFFFFF);  // entry 0 is white, entry 1 stays black
+    SetField(file, bfType, bitmapMagic);
+    SetField(file, bfSize, static_cast<uint32_t>(file.size()));
+    SetField(file, bfOffBits, headersSize);
+    SetField(file, biSize, 40);
+    SetField(file, biWidth, static_cast<uint32_t>(rowSize * 8));
+    SetField(file, biHeight, static_cast<uint32_t>(bitmapBody.size()));
+    SetField(file, biPlanes, 1);
+    SetField(file, biBitCount, 1);
+    SetField(file, biSizeImage, static_cast<uint32_t>(file.size() - headersSize));
+    SetField(file, firstColour, 0x00FFFFFF);  // entry 0 is white, entry 1 stays black
     auto target = file.begin() + headersSize;
     for (auto row = bitmapBody.rbegin(); row != bitmapBody.rend(); ++row) {
         std::transform(row->begin(), row->end(), target, SwapByte);

@@ -1,7 +1,6 @@
 #include "Files/CsvFile.h"
 
 #include "AppConfig.h"
-#include "Defaults.h"
 #include "FileErrors.h"
 #include "Logging.h"
 #include "System/Output.h"
@@ -25,8 +24,8 @@ bool CsvFileReaderImpl::IsNumbered() const {
 }
 
 bool CsvFileReaderImpl::IsSortable() const {
-    return !m_inFileOrder && AppConfig::GetParameter("SortInputFileLines", defaultSortInputFileLines) != 0 &&
-           lineIndex.GetCount() >= 2 && IsNumbered();
+    return !m_inFileOrder && AppConfig::Get(settings::sortInputFileLines) != 0 && lineIndex.GetCount() >= 2 &&
+           IsNumbered();
 }
 
 void CsvFileReaderImpl::Open(const std::string& filename) {

@@ -12,6 +12,7 @@
 #include "System/AtomicFile.h"
 #include "System/FileStream.h"
 #include "System/Interrupt.h"
+#include "Tools.h"
 
 namespace {
 
@@ -34,10 +35,6 @@ bool ReadAll(int handle, Visit visit) {
         if (count < 0) CheckInterrupt();
         if (count > 0 && !visit(block, static_cast<size_t>(count))) return false;
     }
-}
-
-bool IsSameFile(const struct stat& a, const struct stat& b) {
-    return a.st_dev == b.st_dev && a.st_ino == b.st_ino;
 }
 
 }  // namespace
@@ -71,7 +68,8 @@ void TargetFile::OpenAndLock() {
     if (m_isPrivate && (m_status.st_uid != geteuid() || fchmod(m_file.Get(), 0600) != 0))
         ThrowOpenError(m_filename);
     if (!m_lock.Take(m_filename, m_file.Get(), m_status))
-        throw new FileIoException("File '" + Printable(m_filename) + "' is being written by another run");
+        throw new FileIoException("File '" + Printable(m_filename) + "' is being written by another run",
+                                  m_filename);
     // looked at again, as a run that had the lock may have written meanwhile
     if (fstat(m_file.Get(), &m_status) != 0) ThrowWriteError(m_filename);
     if (m_isFormerKept) CopyFormerContent();
@@ -80,7 +78,7 @@ void TargetFile::OpenAndLock() {
 void TargetFile::CopyFormerContent() const {
     const Descriptor source(open(m_filename.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK));
     struct stat found {};
-    if (!source.IsOpen() || fstat(source.Get(), &found) != 0 || !IsSameFile(found, m_status))
+    if (!source.IsOpen() || fstat(source.Get(), &found) != 0 || !File::IsSame(found, m_status))
         ThrowReadError(m_filename);
     if (m_status.st_size == 0) return;
     // made new and renamed: whatever stands under the name is replaced, never written into
@@ -122,7 +120,7 @@ void TargetFile::CheckInPlace() const {
     struct stat found {};
     uint64_t size = 0;
     uint64_t hash = emptyHash;
-    const bool isInPlace = fstat(file.Get(), &found) == 0 && IsSameFile(found, m_status) &&
+    const bool isInPlace = fstat(file.Get(), &found) == 0 && File::IsSame(found, m_status) &&
                            ReadAll(file.Get(),
                                    [&](const char* data, size_t count) {
                                        size += count;

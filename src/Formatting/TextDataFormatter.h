@@ -9,7 +9,7 @@
  */
 class TextDataFormatter : public DataFormatter {
 public:
-    TextDataFormatter(byte* buf, uint16_t bufLen, char delimiter = ConfiguredDelimiter());
+    TextDataFormatter(byte* buf, uint16_t bufLen, char delimiter);
 
     bool AddNumber(const Decimal& num) override;
     bool AddString(const char* str) override;

@@ -5,7 +5,6 @@
 #include <cstring>
 
 #include "AppConfig.h"
-#include "Defaults.h"
 #include "OLVE_Compatibility.h"
 
 namespace {
@@ -23,7 +22,7 @@ FieldType TypeOf(const char* field) {
 
 }  // namespace
 
-char ConfiguredDelimiter() { return AppConfig::GetParameter("Delimiter", defaultCsvDelimiter)[0]; }
+char ConfiguredDelimiter() { return AppConfig::Get(settings::delimiter)[0]; }
 
 TextDataParser::TextDataParser(const byte* data, uint16_t dataLen, char delimiter)
     : DataParser(data, dataLen), m_fieldDelimiter(delimiter) {}

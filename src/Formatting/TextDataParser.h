@@ -22,7 +22,7 @@ enum class FieldRefusal {
     OddDigits
 };
 
-/** The first character of the setting "Delimiter". */
+/** The first character of the setting "Delimiter"; to be asked for once a file. */
 char ConfiguredDelimiter();
 
 /** A CSV line, read; docs: README, "Records in a CSV file". */
@@ -32,7 +32,7 @@ public:
     static constexpr uint16_t maxFieldLength = 128;
 
     /** data is the line without its line end. */
-    TextDataParser(const byte* data, uint16_t dataLen, char delimiter = ConfiguredDelimiter());
+    TextDataParser(const byte* data, uint16_t dataLen, char delimiter);
 
     bool GetNumber(Decimal& num) override;
     bool GetString(char* buf, uint16_t bufLen) override;

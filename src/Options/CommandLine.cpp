@@ -4,7 +4,6 @@
 #include <string_view>
 
 #include "AppConfig.h"
-#include "Defaults.h"
 #include "Exceptions.h"
 #include "Format.h"
 #include "System/Output.h"
@@ -137,7 +136,7 @@ void LoadSettings(const std::vector<std::string>& words) {
         AppConfig::SetParameter(name, value, false);
     }
     AppConfig::Initialize();
-    SetProgress(AppConfig::GetParameter("Progress", defaultProgress));
+    SetProgress(AppConfig::Get(settings::progress));
 }
 
 void LoadSettingsOf(int argc, char* argv[]) {

@@ -1,11 +1,9 @@
 #include "Outcome/Driver.h"
 
 #include <memory>
-#include <new>
 
 #include "AppConfig.h"
 #include "Commands.h"
-#include "Defaults.h"
 #include "EcrComm/EcrComm.h"
 #include "Outcome/Failure.h"
 #include "System/Interrupt.h"
@@ -22,17 +20,16 @@ ReturnCode ExecuteOnOpenLink(const BaseCommandParameters& params) {
 
 ReturnCode Attempt(const BaseCommandParameters& params, ProtocolID protocol) {
     try {
-        ConnectToEcr(protocol);
-        const ReturnCode result = ExecuteOnOpenLink(params);
-        DisconnectFromEcr();
-        return result;
+        return CallWithinMemory([&] {
+            ConnectToEcr(protocol);
+            const ReturnCode result = ExecuteOnOpenLink(params);
+            DisconnectFromEcr();
+            return result;
+        });
     } catch (Exception* e) {
         std::unique_ptr<Exception> failure(e);
         DisconnectFromEcr(e);
         return HandleException(failure.release());
-    } catch (const std::bad_alloc&) {
-        DisconnectFromEcr();
-        return HandleException(new SystemException("Not enough memory"));
     }
 }
 
@@ -41,7 +38,7 @@ ReturnCode Attempt(const BaseCommandParameters& params, ProtocolID protocol) {
 int GetAttemptCount() { return attemptCount; }
 
 ReturnCode Repeat(const std::function<ReturnCode()>& attempt) {
-    const int retryCount = AppConfig::GetParameter("RetryCount", defaultAttemptCount);
+    const int retryCount = AppConfig::Get(settings::retryCount);
     const CommandRun run;
     for (int errorCount = 0;;) {
         CheckInterrupt();  // a signal in the pause after a failed attempt is no reason for the next one

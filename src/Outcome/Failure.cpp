@@ -8,7 +8,7 @@
 
 namespace {
 
-std::string lastFailure;
+Failure lastFailure;
 
 }  // namespace
 
@@ -20,9 +20,11 @@ void LogIfPossible(std::string_view message) {
 ReturnCode HandleException(Exception* e) {
     const std::unique_ptr<Exception> failure(e);
     LogIfPossible(failure->GetLogMessage());
-    lastFailure = Trim(failure->GetDisplayMessage(), "\n");
+    lastFailure = {Trim(failure->GetDisplayMessage(), "\n"), failure->GetPath()};
     Print(failure->GetDisplayMessage() + "\n");
     return failure->GetReturnCode();
 }
 
-const std::string& GetLastFailure() { return lastFailure; }
+const Failure& GetLastFailure() { return lastFailure; }
+
+void PrintNoMemory() { Print("System error: Not enough memory\n"); }

@@ -11,5 +11,14 @@ void LogIfPossible(std::string_view message);
 
 /** Logs, prints and frees the failure; returns its exit status. */
 ReturnCode HandleException(Exception* e);
-/** What the last failure was printed as, in one line; empty without one. */
-const std::string& GetLastFailure();
+
+struct Failure {
+    std::string text;  // as it was printed, in one line
+    std::string path;  // of the file or device concerned; empty for none
+};
+
+/** The last one; empty without one. */
+const Failure& GetLastFailure();
+
+/** The message of a run that has no memory left; it takes none. */
+void PrintNoMemory();

@@ -12,9 +12,9 @@
 #include "Format.h"
 #include "IniFile.h"
 #include "Logging.h"
-#include "Options/Settings.h"
 #include "Outcome/Failure.h"
 #include "Path.h"
+#include "Settings.h"
 #include "System/FileLock.h"
 #include "System/PortFacts.h"
 #include "Tools.h"
@@ -58,7 +58,7 @@ std::string HintOnNames() {
 }
 
 std::string HintOnConfiguration() {
-    if (!AppConfig::GetParameter("TTY", "").empty()) return "tavo-check --setup shows every setting";
+    if (!AppConfig::Get(settings::tty).empty()) return "tavo-check --setup shows every setting";
     const std::string file = Printable(IniFile::GetFile());
     const std::string section = AppConfig::GetEcrSection();
     if (section.empty() && AppConfig::GetEcrNames().size() > 1)
@@ -69,25 +69,22 @@ std::string HintOnConfiguration() {
 
 /** On a file that another run is writing, or a log that could not be opened. */
 std::string HintOnFile() {
-    const std::string& failure = GetLastFailure();
-    const size_t start = failure.find('\'') + 1;
-    const std::string file = failure.substr(start, failure.rfind('\'') - start);
-    struct stat status {};
-    if (failure.find("' is being written by another run") != std::string::npos &&
-        stat(file.c_str(), &status) == 0)
-        for (const std::string& locked : {FileLock::GetPath(file, status), file})
-            if (std::string holders = DescribeHolders(locked); !holders.empty()) return holders;
-    for (const std::string& path : GetLogPaths())
-        if (failure.find(Printable(path)) != std::string::npos) {
-            const std::string place = File::Exists(path) ? path : Path::GetDirectoryName(path);
+    const std::string& file = GetLastFailure().path;
+    for (const std::string& log : GetLogPaths())
+        if (file == log) {
+            const std::string place = File::Exists(log) ? log : Path::GetDirectoryName(log);
             return Printable(place) + " is " + DescribeRights(place) + "; LogFilePath names another folder";
         }
+    struct stat status {};
+    if (stat(file.c_str(), &status) != 0) return "";
+    for (const std::string& locked : {FileLock::GetPath(file, status), file})
+        if (std::string holders = DescribeHolders(locked); !holders.empty()) return holders;
     return "";
 }
 
 /** The program that finds out more, with the port that the command line named. */
 std::string ProbeCommand() {
-    const Parameter tty = AppConfig::FindParameter("TTY");
+    const Parameter tty = AppConfig::FindParameter(settings::tty.name);
     return tty.place == SettingPlace_CommandLine ? "tavo-line probe /TTY=" + Printable(tty.value)
                                                  : "tavo-line probe";
 }
@@ -95,8 +92,8 @@ std::string ProbeCommand() {
 /** On a port that could not be opened, or has disappeared. */
 std::string HintOnPort() {
     constexpr const char* setup = "tavo-check --setup shows what a run would meet";
-    if (GetLastFailure().find("erial port") == std::string::npos) return setup;
-    const std::string tty = AppConfig::GetParameter("TTY", "");
+    const std::string tty = AppConfig::Get(settings::tty);
+    if (GetLastFailure().path != "/dev/" + tty) return setup;
     if (tty[0] == '/') return "TTY is a name below /dev, such as ttyUSB0";
     const PortFacts port = InspectPort(tty);
     if (port.exists)
@@ -112,15 +109,16 @@ std::string HintOnLine() {
     if (IoStatistics::FramesReceived == 0)
         return Format("%d byte%s came, none of them a frame: ", bytes, bytes == 1 ? "" : "s") +
                ProbeCommand();
-    return AppConfig::HasParameter("Password") ? "" : "no Password is set: does the register ask for one?";
+    return AppConfig::HasParameter(settings::password.name)
+               ? ""
+               : "no Password is set: does the register ask for one?";
 }
 
 std::string HintOn(ReturnCode status) {
     switch (status) {
         case ReturnCode_CommunicationError: return HintOnLine();
         case ReturnCode_ConfigError: return HintOnConfiguration();
-        case ReturnCode_EcrPortLocked:
-            return DescribeHolders(InspectPort(AppConfig::GetParameter("TTY", "")));
+        case ReturnCode_EcrPortLocked: return DescribeHolders(InspectPort(AppConfig::Get(settings::tty)));
         case ReturnCode_SystemError: return HintOnPort();
         case ReturnCode_FileIoError: return HintOnFile();
         default: return "";

@@ -9,7 +9,6 @@
 
 #include "AppConfig.h"
 #include "Commands.h"
-#include "Defaults.h"
 #include "EcrComm/CommChannels/FrameVersion.h"
 #include "EcrComm/IoStatistics.h"
 #include "Exceptions.h"
@@ -84,7 +83,7 @@ std::string WithoutSecret(const std::string& word) { return IsSecret(word) ? "" 
 
 /** An error may have a password in it that was not taken for one. */
 std::string GetMessage(const RunOutline& run, const ExitStatus& status) {
-    const std::string& failure = GetLastFailure();
+    const std::string& failure = GetLastFailure().text;
     const bool mayBeSecret = ToUpper(failure).find("PASSW") != std::string::npos &&
                              (status.code == ReturnCode_CmdLineError || IsSecret(run.params.filePath));
     if (!failure.empty() && !mayBeSecret) return failure;
@@ -129,8 +128,8 @@ std::string GetIo() {
 
 /** What is known of the run. */
 JsonObject GetOutline(const RunOutline& run, const char* state) {
-    const int version = AppConfig::GetParameter("SerialProtocolVersion", defaultSerialProtocolVersion);
-    const std::string tty = AppConfig::GetParameter("TTY", "");
+    const int version = AppConfig::Get(settings::serialProtocolVersion);
+    const std::string tty = AppConfig::Get(settings::tty);
     constexpr int format = 1;  // grows when a member changes its meaning
     constexpr const char* clearStates[] = {"no", "requested", "done"};
     JsonObject result;
@@ -210,7 +209,7 @@ std::string GetRegisterFileName(const std::string& name) {
 
 std::string GetResultPath() {
     const std::string placeholder = "{ECR}";
-    std::string path = AppConfig::GetParameter("ResultFile", "");
+    std::string path = AppConfig::Get(settings::resultFile);
     const std::string name = GetRegisterFileName(GetRegister());
     for (size_t at = 0; (at = path.find(placeholder, at)) != std::string::npos; at += name.size())
         path.replace(at, placeholder.size(), name);

@@ -68,8 +68,8 @@ uint16_t InputFile::Convert(byte* ecrRecord) const {
 }
 
 ReturnCode StatusOfFileErrors() {
-    const bool hasDuplicates = FileErrors::GetDuplicateRecordCount() > 0 &&
-                               AppConfig::GetParameter("IgnoreDuplicates", defaultIgnoreDuplicates) == 0;
+    const bool hasDuplicates =
+        FileErrors::GetDuplicateRecordCount() > 0 && AppConfig::Get(settings::ignoreDuplicates) == 0;
     if (hasDuplicates || FileErrors::GetBadFormatRecordCount() > 0 || FileErrors::GetEmptyRecordCount() > 0)
         return ReturnCode_InputFileSyntaxError;
     return FileErrors::GetRejectedByEcrRecordCount() > 0 ? ReturnCode_InputFileHasBadRecords : ReturnCode_OK;

@@ -20,6 +20,8 @@ public:
         const int former = std::exchange(m_handle, handle);
         return former == -1 || close(former) == 0;
     }
+    /** Gives it away without closing it. */
+    int Release() { return std::exchange(m_handle, -1); }
 
 private:
     int m_handle = -1;

@@ -92,9 +92,12 @@ std::vector<long> LockersOf(const struct stat& file) {
         unsigned minorNumber = 0;
         unsigned long long inode = 0;
         if (std::sscanf(line.c_str(), "%*d: FLOCK %*s %*s %ld %x:%x:%llu", &process, &majorNumber,
-                        &minorNumber, &inode) == 4 &&
-            inode == file.st_ino && makedev(majorNumber, minorNumber) == file.st_dev)
-            processes.push_back(process);
+                        &minorNumber, &inode) != 4)
+            continue;
+        struct stat locked {};
+        locked.st_dev = makedev(majorNumber, minorNumber);
+        locked.st_ino = static_cast<ino_t>(inode);
+        if (File::IsSame(locked, file)) processes.push_back(process);
     }
     return processes;
 }
@@ -108,9 +111,7 @@ std::vector<long> OpenersOf(const struct stat& file) {
         for (const std::string& descriptor : ListFolder(folder)) {
             struct stat status {};
             // pseudo-terminals of a container have the numbers of others outside
-            if (stat((folder + descriptor).c_str(), &status) != 0 || status.st_dev != file.st_dev ||
-                status.st_ino != file.st_ino)
-                continue;
+            if (stat((folder + descriptor).c_str(), &status) != 0 || !File::IsSame(status, file)) continue;
             processes.push_back(std::strtol(process.c_str(), nullptr, 10));
             break;
         }

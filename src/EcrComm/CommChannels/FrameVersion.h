@@ -6,6 +6,7 @@
 #include "EcrComm/CommChannels/Compatibility/TcFrame_v1.h"
 #include "EcrComm/CommChannels/Compatibility/TcFrame_v2.h"
 #include "EcrComm/CommChannels/TcFrame.h"
+#include "Settings.h"
 
 /** A version of the transport-control frames; docs/protocol.md, "Transport-control frames". */
 struct FrameVersion {
@@ -29,6 +30,8 @@ inline constexpr FrameVersion frameVersions[] = {
     {3, true, TcFrame::Build, TcFrame::Parse}};
 
 inline constexpr int newestFrameVersion = std::size(frameVersions);
+static_assert(settings::serialProtocolVersion.range.most == newestFrameVersion,
+              "src/Settings.h has its range");
 
 /** The version of this number; the newest for a number that has none. */
 const FrameVersion& GetFrameVersion(int number);

@@ -36,14 +36,14 @@ ChannelOwner PortWithTC::Create(CommChannelType type) {
 
 void PortWithTC::Open() {
     m_pCommunicationChannel->Open();
-    m_protocolVersion = AppConfig::GetParameter("SerialProtocolVersion", defaultSerialProtocolVersion);
-    m_retryCount = AppConfig::GetParameter("SerialProtocolRetryCount", defaultRetryCount);
-    m_responseTimeoutMs = AppConfig::GetParameter("SerialProtocolResponseMaxTime", defaultResponseTimeoutMs);
-    m_quietTimeMs = AppConfig::GetParameter("LineQuietTime", defaultLineQuietTime);
+    m_protocolVersion = AppConfig::Get(settings::serialProtocolVersion);
+    m_retryCount = AppConfig::Get(settings::serialProtocolRetryCount);
+    m_responseTimeoutMs = AppConfig::Get(settings::serialProtocolResponseMaxTime);
+    m_quietTimeMs = AppConfig::Get(settings::lineQuietTime);
     RestartSequence();
     m_lastRcvFrameBytesTotal = m_lastRcvFrameBytesRead = 0;
     // the answers and acknowledgements of an earlier session would pass for those of this one
-    const int patienceTime = AppConfig::GetParameter("EcrPatienceTime", defaultEcrPatienceTime) / 1000;
+    const int patienceTime = AppConfig::Get(settings::ecrPatienceTime) / 1000;
     m_hasFault = m_quietTimeMs > 0 &&
                  m_pCommunicationChannel->WasUsedWithin(std::max(longestRepeatTime, patienceTime + 1));
     const bool isQuiet = Settle();
@@ -216,7 +216,8 @@ bool PortWithTC::Write(const byte* data, unsigned int size) {
         const bool hadFault = m_hasFault;
         const Attempt result = WriteInVersion(data, size);
         if (result == Attempt::Delivered && tried > 0)
-            AppConfig::SetParameter("SerialProtocolVersion", Format("%d", m_protocolVersion), true);
+            AppConfig::SetParameter(settings::serialProtocolVersion.name, Format("%d", m_protocolVersion),
+                                    true);
         if (result != Attempt::Rejected) return result == Attempt::Delivered;
         IoStatistics::RepeatedFrames = repeatedFrames;  // the version was wrong, not the line
         m_hasFault = hadFault;

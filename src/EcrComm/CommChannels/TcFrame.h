@@ -17,4 +17,7 @@ public:
      */
     static uint16_t Parse(const byte* frame, uint16_t frameSize, byte& seqNo, byte* data,
                           uint16_t dataBufSize);
+
+private:
+    static CRC SumWithLength(const byte* data, uint16_t dataSize, byte seqNo);
 };

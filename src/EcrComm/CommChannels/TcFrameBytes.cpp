@@ -80,16 +80,15 @@ CRC TcFrameBytes::ParseBody(const byte* frame, uint16_t headerSize, byte* data, 
     return checkBytes;
 }
 
-uint16_t TcFrameBytes::BuildNumbered(const byte* data, uint16_t dataSize, byte seqNo, bool isLengthSummed,
+uint16_t TcFrameBytes::BuildNumbered(const byte* data, uint16_t dataSize, byte seqNo, NumberedSum sum,
                                      byte* frame, uint16_t frameBufSize) {
     if (!TcFrameSeqNo::IsValid(seqNo)) return 0;
-    CRC checkBytes = Sum(data, dataSize, seqNo);
-    if (isLengthSummed) checkBytes.Part2 = static_cast<byte>(checkBytes.Part2 + dataSize);
     const byte header[numberedHeaderSize] = {STX, seqNo};
-    return BuildBody(header, numberedHeaderSize, data, dataSize, checkBytes, frame, frameBufSize);
+    return BuildBody(header, numberedHeaderSize, data, dataSize, sum(data, dataSize, seqNo), frame,
+                     frameBufSize);
 }
 
-uint16_t TcFrameBytes::ParseNumbered(const byte* frame, uint16_t frameSize, byte& seqNo, bool isLengthSummed,
+uint16_t TcFrameBytes::ParseNumbered(const byte* frame, uint16_t frameSize, byte& seqNo, NumberedSum sum,
                                      byte* data, uint16_t dataBufSize) {
     const int length = PayloadLength(frame, frameSize, numberedHeaderSize, dataBufSize);
     if (length < 0) return 0;
@@ -97,7 +96,6 @@ uint16_t TcFrameBytes::ParseNumbered(const byte* frame, uint16_t frameSize, byte
     if (!TcFrameSeqNo::IsValid(seqNo)) return 0;
     const auto dataSize = static_cast<uint16_t>(length);
     const CRC received = ParseBody(frame, numberedHeaderSize, data, dataSize);
-    CRC computed = Sum(data, dataSize, seqNo);
-    if (isLengthSummed) computed.Part2 = static_cast<byte>(computed.Part2 + dataSize);
+    const CRC computed = sum(data, dataSize, seqNo);
     return received.Part1 == computed.Part1 && received.Part2 == computed.Part2 ? dataSize : uint16_t{0};
 }

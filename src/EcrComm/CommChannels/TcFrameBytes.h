@@ -44,10 +44,11 @@ protected:
     /** Unescapes the payload into data, which may be the frame itself; returns the check bytes behind it. */
     static CRC ParseBody(const byte* frame, uint16_t headerSize, byte* data, uint16_t dataSize);
 
-    /** Build and Parse of the versions with a sequence number; version 3 sums the length, version 2 does not.
-     */
-    static uint16_t BuildNumbered(const byte* data, uint16_t dataSize, byte seqNo, bool isLengthSummed,
+    /** Computes the check bytes of a payload in a frame of this number. */
+    using NumberedSum = CRC (*)(const byte* data, uint16_t dataSize, byte seqNo);
+    /** Build and Parse of the versions with a sequence number, which differ in their check bytes. */
+    static uint16_t BuildNumbered(const byte* data, uint16_t dataSize, byte seqNo, NumberedSum sum,
                                   byte* frame, uint16_t frameBufSize);
-    static uint16_t ParseNumbered(const byte* frame, uint16_t frameSize, byte& seqNo, bool isLengthSummed,
+    static uint16_t ParseNumbered(const byte* frame, uint16_t frameSize, byte& seqNo, NumberedSum sum,
                                   byte* data, uint16_t dataBufSize);
 };

@@ -32,8 +32,6 @@ constexpr unsigned int timeoutUnitMs = 100;  // of VTIME
 constexpr int minByteTimeoutMs = 100;
 constexpr auto lowLatency = static_cast<int>(ASYNC_LOW_LATENCY);
 constexpr long long maxDrainTimeMs = 1'000;
-constexpr const char* readError = "Serial port read error";
-constexpr const char* writeError = "Serial port write error";
 
 [[noreturn]] void ThrowPortLocked() {
     throw new ApplicationException("Another application is working now with ECR", ReturnCode_EcrPortLocked);
@@ -44,9 +42,8 @@ long long TimeToLog() { return IsLogged(LogType_Debug) ? highResolutionTimer.Get
 
 /** Time that a character may take, stretched by "ComByteTimeMult", in ms. */
 int ByteTimeout(const LineSettings& line) {
-    const long double t =
-        static_cast<long double>(AppConfig::GetParameter("ComByteTimeMult", defaultComByteTimeMult)) *
-        GetBitsPerByte(line) * 1000 / static_cast<long double>(line.baud);
+    const long double t = static_cast<long double>(AppConfig::Get(settings::comByteTimeMult)) *
+                          GetBitsPerByte(line) * 1000 / static_cast<long double>(line.baud);
     return static_cast<int>(std::clamp<long double>(t, minByteTimeoutMs, INT_MAX));
 }
 
@@ -83,40 +80,39 @@ ChannelOwner ComPort::Create() {
 }
 
 void ComPort::Open() {
-    const std::string tty = AppConfig::GetParameter("TTY", "");
+    const std::string tty = AppConfig::Get(settings::tty);
     if (tty.empty()) throw new ConfigurationException("Bad or missing tty name");
-    const std::string path = "/dev/" + tty;
-    LogMsg(LogType_Debug, "Opening serial port " + Printable(path), true);
-    const Deadline deadline(1000LL * AppConfig::GetParameter("PortWaitTime", defaultPortWaitTime));
-    while (!OpenAndLock(path)) {
+    m_path = "/dev/" + tty;
+    LogMsg(LogType_Debug, "Opening serial port " + Printable(m_path), true);
+    const Deadline deadline(1000LL * AppConfig::Get(settings::portWaitTime));
+    while (!OpenAndLock()) {
         if (deadline.IsOver()) ThrowPortLocked();
         Sleep(10);
         CheckInterrupt();
     }
     if (tcgetattr(handle, &initialSettings) != 0)
-        throw new SystemException(
-            "Cannot read serial port settings. Please ensure that correct TTY specified");
+        Fail("Cannot read serial port settings. Please ensure that correct TTY specified");
 
     m_hasInitialSettings = true;
     ComPort_Setup(defaultComSettings);
     // read past AppConfig: only a key above the first heading of the INI file is found
-    ComPort_Setup(IniFile::GetString("ComSettings", ""));
-    if (!ApplySettings(handle, currentSettings)) throw new SystemException("Cannot set serial port settings");
+    ComPort_Setup(IniFile::GetString(settings::comSettings.name, ""));
+    if (!ApplySettings(handle, currentSettings)) Fail("Cannot set serial port settings");
     LowerLatency();
     m_inputBegin = m_inputEnd = 0;
     // where a line may be late, what has begun to come may never end
-    const int stallMaxTimeMs = AppConfig::GetParameter(
-        "ComStallMaxTime", AppConfig::GetParameter("LineQuietTime", defaultComStallMaxTime));
+    const int stallMaxTimeMs =
+        AppConfig::GetParameter(settings::comStallMaxTime.name, AppConfig::Get(settings::lineQuietTime));
     m_stallMaxTimeMs = stallMaxTimeMs > 0 ? stallMaxTimeMs : -1;
 }
 
-bool ComPort::OpenAndLock(const std::string& path) {
+bool ComPort::OpenAndLock() {
     // It stays non-blocking: every wait is one that a signal or a time limit can end.
-    handle = open(path.c_str(), O_RDWR | O_NOCTTY | O_NONBLOCK | O_CLOEXEC);
+    handle = open(m_path.c_str(), O_RDWR | O_NOCTTY | O_NONBLOCK | O_CLOEXEC);
     if (handle == -1 && errno == EBUSY) return false;
-    if (handle == -1) throw new SystemException("Unable to open serial port");
+    if (handle == -1) Fail("Unable to open serial port");
     m_hasInitialSettings = m_hasLowerLatency = false;
-    if (AppConfig::GetParameter("SkipInstanceChecking", defaultSkipInstanceChecking) != 0) return true;
+    if (AppConfig::Get(settings::skipInstanceChecking) != 0) return true;
     if (flock(handle, LOCK_EX | LOCK_NB) != 0 && errno == EWOULDBLOCK) {
         // not through Close, which would restore settings that are not known yet on a port that another run
         // uses
@@ -129,6 +125,8 @@ bool ComPort::OpenAndLock(const std::string& path) {
     if (!IsPseudoTerminal(handle)) ioctl(handle, TIOCEXCL);
     return true;
 }
+
+void ComPort::Fail(const char* message) const { throw new SystemException(message, m_path); }
 
 bool ComPort::WasUsedWithin(int seconds) const {
     constexpr int timeUnit = 8;  // s; it is up to so much older than the last write
@@ -195,7 +193,7 @@ void ComPort::Apply(const std::string& settings) {
     // held back bytes would be waited for without limit
     if (!HasDrained()) tcflush(handle, TCOFLUSH);
     ComPort_Setup(settings);
-    if (!ApplySettings(handle, currentSettings)) throw new SystemException("Cannot set serial port settings");
+    if (!ApplySettings(handle, currentSettings)) Fail("Cannot set serial port settings");
     m_inputBegin = m_inputEnd = 0;
 }
 
@@ -225,14 +223,14 @@ void ComPort::CheckHangUp() const {
     pollfd line{handle, 0, 0};
     if (poll(&line, 1, 0) == 0) return;
     errno = ENODEV;
-    throw new SystemException(readError);
+    Fail(readError);
 }
 
 bool ComPort::NextByte(byte& value) {
     while (m_inputBegin == m_inputEnd) {
         if (!WaitForInput()) return false;
         const ssize_t count = read(handle, m_input, sizeof m_input);
-        if (count < 0 && errno != EINTR && errno != EAGAIN) throw new SystemException(readError);
+        if (count < 0 && errno != EINTR && errno != EAGAIN) Fail(readError);
         if (count == 0) CheckHangUp();
         if (count > 0) IoStatistics::BytesReceived += static_cast<int>(count);
         m_inputBegin = 0;
@@ -283,7 +281,7 @@ bool ComPort::Write(const byte* data, unsigned int size) {
     unsigned int written = 0;
     while (written < size) {
         const ssize_t count = write(handle, data + written, size - written);
-        if (count < 0 && errno != EINTR && errno != EAGAIN) throw new SystemException(writeError);
+        if (count < 0 && errno != EINTR && errno != EAGAIN) Fail(writeError);
         if (count > 0) written += static_cast<unsigned int>(count);
         // full: the other side holds the line back
         if (written < size && !WaitForEvent(handle, POLLOUT, m_stallMaxTimeMs, writeError)) break;

@@ -17,6 +17,9 @@
  */
 class ComPort final : public ICommChannel {
 public:
+    static constexpr const char* readError = "Serial port read error";
+    static constexpr const char* writeError = "Serial port write error";
+
     ComPort() = default;
     ComPort(const ComPort&) = delete;
     ComPort& operator=(const ComPort&) = delete;
@@ -49,6 +52,8 @@ public:
     void Apply(const std::string& settings);
     /** The open device, for what this class does not do; -1 when it is closed. */
     int GetHandle() const { return handle; }
+    /** Throws a SystemException that names the device; errno tells why. */
+    [[noreturn]] void Fail(const char* message) const;
     /** minBytes 0: reads wait for timeoutMs; otherwise they wait without limit. */
     void ComPort_SetSerialPortTimeoutSettings(byte minBytes, unsigned int timeoutMs);
     void ComPort_SetInterByteReadTimeout(unsigned int timeoutMs, byte minBytes);
@@ -57,7 +62,7 @@ private:
     unsigned int ReadUnknownSize(byte* data, unsigned int size, unsigned int firstByteTimeoutMs,
                                  unsigned int byteTimeoutMs, bool useEndByte, byte endByte);
     /** False when another run or program has the port. */
-    bool OpenAndLock(const std::string& path);
+    bool OpenAndLock();
     /** A USB adapter holds each byte back for 16 ms otherwise; a device that knows no latency is left alone.
      */
     void LowerLatency();
@@ -68,6 +73,7 @@ private:
     bool WaitForInput() const;
 
     int handle = -1;
+    std::string m_path;  // "/dev/ttyS0"
     bool m_hasInitialSettings = false;
     bool m_hasLowerLatency = false;  // than it was found with
     termios initialSettings{};       // as found at Open, restored by Close

@@ -1,4 +1,4 @@
-#include "Options/Settings.h"
+#include "Settings.h"
 
 #include <algorithm>
 #include <iterator>
@@ -27,9 +27,9 @@ size_t EditDistance(const std::string& a, const std::string& b) {
 }  // namespace
 
 const Setting* FindSetting(const std::string& name) {
-    const Setting* const found = std::find_if(std::begin(settings), std::end(settings),
-                                              [&](const Setting& setting) { return name == setting.name; });
-    return found == std::end(settings) ? nullptr : found;
+    const auto* const found = std::find_if(std::begin(settings::all), std::end(settings::all),
+                                           [&](const Setting* setting) { return name == setting->name; });
+    return found == std::end(settings::all) ? nullptr : *found;
 }
 
 std::string GetNearestSetting(const std::string& name) {
@@ -38,15 +38,15 @@ std::string GetNearestSetting(const std::string& name) {
     if (wanted.size() > longestName) return "";
     std::string nearest;
     size_t least = wanted.size() / 3 + 1;  // as far off it stands for nothing
-    for (const Setting& setting : settings) {
-        const size_t distance = EditDistance(wanted, ToUpper(setting.name));
+    for (const Setting* setting : settings::all) {
+        const size_t distance = EditDistance(wanted, ToUpper(setting->name));
         if (distance >= least) continue;
         least = distance;
-        nearest = setting.name;
+        nearest = setting->name;
     }
     return nearest;
 }
 
 std::string GetDefault(const Setting& setting) {
-    return setting.kind == SettingKind_Number ? std::to_string(setting.defaultNumber) : setting.defaultText;
+    return setting.isNumber ? std::to_string(setting.range.byDefault) : setting.byDefault;
 }
