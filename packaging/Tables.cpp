@@ -1,5 +1,7 @@
 #include "Tables.h"
 
+#include <climits>
+
 #include "CheckOptions.h"
 #include "EcrComm/CommChannels/FrameVersion.h"
 #include "Format.h"
@@ -12,6 +14,13 @@
 namespace {
 
 std::string MeaningOf(const Setting& setting) { return WithFrameVersions(setting.meaning); }
+
+/** The numbers that are taken as they stand; empty for a text. */
+std::string GetValues(const Setting& setting) {
+    if (!setting.isNumber) return "";
+    return setting.range.most == INT_MAX ? Format("%d and more", setting.range.least)
+                                         : Format("%d to %d", setting.range.least, setting.range.most);
+}
 
 /** Plain text for a manual page. */
 std::string Roff(const std::string& text) {
@@ -83,12 +92,12 @@ std::string GetMan(const std::vector<OptionHelp>& options) {
 }  // namespace
 
 std::string GetSettingsMarkdown() {
-    std::string text = "| Name | Default | Unit | Meaning |\n|---|---|---|---|\n";
+    std::string text = "| Name | Default | Values | Unit | Meaning |\n|---|---|---|---|---|\n";
     for (const Setting* setting : settings::all) {
         const std::string value = GetDefault(*setting);
-        text += Format("| `%s` | %s | %s | %s |\n", setting->name,
-                       value.empty() ? "" : ("`" + value + "`").c_str(), setting->unit,
-                       MeaningOf(*setting).c_str());
+        text += Format("| `%s` | %s | %s | %s | %s |\n", setting->name,
+                       value.empty() ? "" : ("`" + value + "`").c_str(), GetValues(*setting).c_str(),
+                       setting->unit, MeaningOf(*setting).c_str());
     }
     return text;
 }

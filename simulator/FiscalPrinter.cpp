@@ -44,28 +44,30 @@ private:
 }  // namespace
 
 byte FiscalPrinter::Execute(byte command, const Record& fields, std::vector<std::string>& paper) {
-    const bool isForOpenReceipt = command == FiscalCommand_Sale || command == FiscalCommand_Payment ||
-                                  command == FiscalCommand_CloseReceipt;
-    if (command == FiscalCommand_OpenReceipt ? m_isOpen : isForOpenReceipt && !m_isOpen)
-        return ResponseCode_CommandFailed;
-    switch (command) {
-        case FiscalCommand_OpenReceipt:
-            m_isOpen = true;
-            m_lines = 0;
-            m_total = m_paid = 0;
-            paper.push_back(Centred(Format("RECEIPT %d", ++m_receipts)));
-            return ResponseCode_OK;
-        case FiscalCommand_Sale: return Sell(fields, paper);
-        case FiscalCommand_Text: return PrintText(fields, paper);
-        case FiscalCommand_Payment: return Pay(fields, paper);
-        case FiscalCommand_CloseReceipt:
-            if (Compare(m_paid, m_total) < 0) return ResponseCode_CommandFailed;
-            m_isOpen = false;
-            m_dayTotal += m_total;
-            paper.emplace_back(paperWidth, '-');
-            return ResponseCode_OK;
-        default: paper.push_back(Format("(%d) ", command) + DescribeFields(fields)); return ResponseCode_OK;
+    for (const PrinterCommand& known : printerCommands) {
+        if (known.code != command) continue;
+        const bool isPossible =
+            known.when == ReceiptState::Any || m_isOpen == (known.when == ReceiptState::Open);
+        return isPossible ? (this->*known.execute)(fields, paper) : byte{ResponseCode_CommandFailed};
     }
+    paper.push_back(Format("(%d) ", command) + DescribeFields(fields));
+    return ResponseCode_OK;
+}
+
+byte FiscalPrinter::Open(const Record&, std::vector<std::string>& paper) {
+    m_isOpen = true;
+    m_lines = 0;
+    m_total = m_paid = 0;
+    paper.push_back(Centred(Format("RECEIPT %d", ++m_receipts)));
+    return ResponseCode_OK;
+}
+
+byte FiscalPrinter::Close(const Record&, std::vector<std::string>& paper) {
+    if (Compare(m_paid, m_total) < 0) return ResponseCode_CommandFailed;
+    m_isOpen = false;
+    m_dayTotal += m_total;
+    paper.emplace_back(paperWidth, '-');
+    return ResponseCode_OK;
 }
 
 byte FiscalPrinter::Sell(const Record& fields, std::vector<std::string>& paper) {

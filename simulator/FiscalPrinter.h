@@ -7,15 +7,6 @@
 #include "Decimal.h"
 #include "Sections.h"
 
-/** Commands that the simulated printer gives a meaning to; it prints any other one as it comes. */
-enum FiscalCommandCode : byte {
-    FiscalCommand_OpenReceipt = 10,   // no fields
-    FiscalCommand_Sale = 11,          // name, quantity, price
-    FiscalCommand_Text = 12,          // text
-    FiscalCommand_Payment = 13,       // kind (1 cash, 2 card), amount
-    FiscalCommand_CloseReceipt = 19,  // no fields
-};
-
 /** The printing half of the register: receipts and what the two status records tell of them. */
 class FiscalPrinter {
 public:
@@ -27,11 +18,13 @@ public:
     /** State, card payments, their sum, amount of the last one. */
     Record GetEftStatus() const;
 
-private:
+    byte Open(const Record& fields, std::vector<std::string>& paper);
     byte Sell(const Record& fields, std::vector<std::string>& paper);
-    static byte PrintText(const Record& fields, std::vector<std::string>& paper);
+    byte PrintText(const Record& fields, std::vector<std::string>& paper);
     byte Pay(const Record& fields, std::vector<std::string>& paper);
+    byte Close(const Record& fields, std::vector<std::string>& paper);
 
+private:
     bool m_isOpen = false;
     int m_receipts = 0;
     int m_lines = 0;
@@ -42,3 +35,25 @@ private:
     Decimal m_cardTotal;
     Decimal m_lastCardPayment;
 };
+
+enum class ReceiptState { Any, Open, Closed };
+
+/** A command that the simulated printer gives a meaning to; any other one is printed as it comes. */
+struct PrinterCommand {
+    byte code;
+    const char* meaning;  // as the README has it, with its fields
+    ReceiptState when;    // it can be executed
+    byte (FiscalPrinter::*execute)(const Record& fields, std::vector<std::string>& paper);
+    const char* example;  // fields, as they stand behind the code in a file of commands
+    const char* printed;  // by it
+};
+
+/** In the order of their codes, in which the examples make a receipt. */
+inline constexpr PrinterCommand printerCommands[] = {
+    {10, "open receipt", ReceiptState::Closed, &FiscalPrinter::Open, "", "RECEIPT 1"},
+    {11, "sale with name, quantity, price", ReceiptState::Open, &FiscalPrinter::Sell, ",\"Tea\",2,1.25",
+     "Tea  2 x 1.25"},
+    {12, "text", ReceiptState::Any, &FiscalPrinter::PrintText, ",\"Thank you!\"", "Thank you!"},
+    {13, "payment with 1 for cash or 2 for card, amount", ReceiptState::Open, &FiscalPrinter::Pay, ",2,2.5",
+     "Card"},
+    {19, "close receipt", ReceiptState::Open, &FiscalPrinter::Close, "", "----"}};

@@ -5,6 +5,7 @@
 #include "Check.h"
 #include "Diagnosis.h"
 #include "Records/InputFile.h"
+#include "SpreadsheetForm.h"
 #include "System/Output.h"
 #include "TextFile.h"
 
@@ -35,6 +36,11 @@ TEST_F(CheckTest, JudgesAFileAsTheToolDoes) {
     }
     EXPECT_EQ(Check({"3", folder / "missing.csv"}).status, 13);
     EXPECT_EQ(Check({"x", "a.csv"}).status, 1);
+}
+
+TEST_F(CheckTest, EveryFormOfASpreadsheetIsFound) {
+    for (const SpreadsheetForm* form : GetSpreadsheetForms())
+        EXPECT_EQ(FindSpreadsheetForm(form->example), form) << form->example << " has an earlier form";
 }
 
 TEST_F(CheckTest, TellsColumnAndCauseOfABadField) {

@@ -1,5 +1,7 @@
 #include "EcrComm/CommChannels/Linux/ComPort.h"
 
+#include <map>
+
 #include "AppConfig.h"
 #include "Programs.h"
 #include "Tools.h"
@@ -52,6 +54,15 @@ TEST_F(ComPortTest, SetsTheLineUpAndRestoresItWhenClosed) {
                   std::to_string(row.baud) + "\n");
         port.Close();
     }
+    // a pseudo-terminal does not carry it: what the tool asks of the system
+    const std::map<std::string, tcflag_t> flags{{"no parity", 0},
+                                                {"even parity", PARENB},
+                                                {"odd parity", PARENB | PARODD},
+                                                {"space parity", PARENB | CMSPAR},
+                                                {"mark parity", PARENB | PARODD | CMSPAR}};
+    for (const LineParity& row : lineParities)
+        EXPECT_EQ(MakeTermios({38400, 8, 1, row.letter}).c_cflag & (PARENB | PARODD | CMSPAR),
+                  flags.at(row.name));
     for (const char* bad : {"baud=2400", "data=6", "stop=0", "parity=x", "8N1 baud=115201"})
         EXPECT_EQ(FailureOf([&] { port.ComPort_Setup(bad); }).find("50 Bad serial port setup parameters"),
                   0u);
@@ -105,6 +116,13 @@ TEST_F(ComPortTest, FailsAtOnceWhenTheLineIsGone) {
 TEST_F(ComPortTest, LeavesTheDeviceOpenWhenFreedThroughTheInterfaceAndOpensItAgain) {
     ComPort::Create()->Open();  // freed without being closed, as by SIGKILL
     EXPECT_EQ(FailureOf([&] { port.Open(); }).substr(0, 2), "16");  // it is locked, so it is open
+    // nobody else is shut out for as long as the other side lives; root never is
+    const uid_t user = geteuid();
+    const std::string path = "/dev/" + terminal.Tty();
+    EXPECT_EQ(user == 0 ? chown(path.c_str(), 65534, 0) + seteuid(65534) : 0, 0);
+    const Descriptor another(open(path.c_str(), O_RDWR | O_NOCTTY | O_NONBLOCK));
+    EXPECT_EQ(seteuid(user), 0);
+    EXPECT_TRUE(another.IsOpen());
     AppConfig::SetParameter("SkipInstanceChecking", "1", false);
     EXPECT_EQ(FailureOf([&] { port.Open(); }), "");  // set up just so already
 }

@@ -1,6 +1,12 @@
 #include <gtest/gtest.h>
 
+#include <algorithm>
+#include <regex>
+
 #include "AppConfig.h"
+#include "EcrComm/CommChannels/Linux/LineSettings.h"
+#include "FileIo.h"
+#include "FiscalPrinter.h"
 #include "IniFile.h"
 #include "Options/CommandLine.h"
 #include "Settings.h"
@@ -86,6 +92,21 @@ TEST_F(ConfigTest, TheReadmeShowsTheTablesOfTheCode) {
     const std::string readme = ReadText(SOURCE_FOLDER "/README.md");
     for (const std::string& table : {GetSettingsMarkdown(), GetExitStatusesMarkdown()})
         EXPECT_NE(readme.find(table), std::string::npos) << "README.md lacks\n" << table;
+    const auto speeds =
+        std::minmax_element(std::begin(lineSpeeds), std::end(lineSpeeds),
+                            [](const LineSpeed& a, const LineSpeed& b) { return a.baud < b.baud; });
+    std::vector<std::string> told{
+        Format("Speeds are %ld to %ld baud", speeds.first->baud, speeds.second->baud)};
+    for (const LineParity& parity : lineParities)
+        told.emplace_back(Format("`%c` %s", parity.letter, parity.name));
+    for (const PrinterCommand& command : printerCommands)
+        told.push_back(Format("%d %s", command.code, command.meaning));
+    const std::string flat = std::regex_replace(readme, std::regex("\n"), " ");
+    for (const std::string& text : told)
+        EXPECT_NE(flat.find(text), std::string::npos) << "README.md lacks " << text;
+    for (size_t i = 0; i < fileTypeCount; i++)
+        EXPECT_NE(std::string(settings::fileType.meaning).find(KindOf(static_cast<FileType>(i)).setting),
+                  std::string::npos);
     const std::string manual = ReadText(SOURCE_FOLDER "/packaging/tavo.1.in");
     for (const std::string& command : GetCommandNames()) {
         EXPECT_NE(readme.find("| `" + command + "` |"), std::string::npos) << command;

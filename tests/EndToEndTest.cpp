@@ -251,6 +251,7 @@ TEST_F(EndToEndTest, WritesAResultThatAProgramReadsWhateverItIs) {
     Simulator ecr({"--reject", "2:3", "--reject", "5", "--password", "s3cret", "--trace=json"});
     const std::string tty = "/TTY=" + ecr.Tty();
     const std::string path = folder / "T%2F1.json";
+    const std::string readme = ReadText(SOURCE_FOLDER "/README.md");
     ini = File("TAVO.ini", "[ECR_T/1]\n");
     const auto result = [&](const char* filter) {
         return RunProgram({"/usr/bin/jq", "-c", filter, path}).output;
@@ -277,6 +278,10 @@ TEST_F(EndToEndTest, WritesAResultThatAProgramReadsWhateverItIs) {
                   expected + std::string("\n"));
         EXPECT_EQ(result(".status"), std::to_string(status) + "\n");
         EXPECT_EQ(ReadText(path).find("s3cret"), std::string::npos);
+        std::istringstream members(result("[paths|map(strings)|last]|unique|.[]"));
+        for (std::string member; std::getline(members, member);)
+            EXPECT_NE(readme.find(std::regex_replace(member, std::regex("\""), "`")), std::string::npos)
+                << "README.md lacks " << member;
         EXPECT_EQ(result(".hint").find("\"nothing came: tavo-line probe") == 0, status == 5);
         if (words[0] == "send") {
             EXPECT_EQ(

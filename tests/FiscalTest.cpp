@@ -1,4 +1,5 @@
 #include "EndToEnd.h"
+#include "FiscalPrinter.h"
 
 using FiscalTest = EndToEndTest;
 
@@ -27,6 +28,17 @@ TEST_F(FiscalTest, ExecutesTheFileInItsOrderAndTellsTheNewStatus) {
         position = trace.find(text, position);
         ASSERT_NE(position, std::string::npos) << text << " in\n" << trace;
     }
+}
+
+TEST_F(FiscalTest, TheSimulatorExecutesEachOfItsCommands) {
+    Simulator ecr({"--trace"});
+    std::string commands;
+    for (const PrinterCommand& command : printerCommands)
+        commands += std::to_string(command.code) + command.example + "\n";
+    EXPECT_EQ(Tavo(ecr, {"executefiscal", File("a.csv", commands)}).status, 0);
+    const std::string trace = ecr.Stop();
+    for (const PrinterCommand& command : printerCommands)
+        EXPECT_NE(trace.find(command.printed), std::string::npos) << command.meaning << " in\n" << trace;
 }
 
 TEST_F(FiscalTest, ExecutesNothingWhenALineIsBadButLeavesOutLinesThatAreNoRecords) {

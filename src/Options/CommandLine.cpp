@@ -142,14 +142,9 @@ void LoadSettings(const std::vector<std::string>& words) {
 void LoadSettingsOf(int argc, char* argv[]) {
     std::vector<std::string> words;
     for (int i = 1; i < argc; i++) {
-        try {
-            std::string name;
-            std::string value;
-            ParseConfigParam(argv[i], name, value);
-            words.emplace_back(argv[i]);
-        } catch (CommandLineException* e) {
-            delete e;
-        }
+        std::string name;
+        std::string value;
+        if (TryQuietly([&] { ParseConfigParam(argv[i], name, value); })) words.emplace_back(argv[i]);
     }
     LoadSettings(words);
 }
