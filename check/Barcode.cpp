@@ -1,6 +1,6 @@
 #include "Barcode.h"
 
-bool IsBarcode(const std::string& digits) {
+bool HasBarcodeLength(const std::string& digits) {
     const bool isLength = digits.size() == 8 || digits.size() == 12 || digits.size() == 13;
     return isLength && digits.find_first_not_of("0123456789") == std::string::npos;
 }

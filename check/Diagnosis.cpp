@@ -83,7 +83,7 @@ std::string DiagnoseRefused(FieldRefusal refusal, const std::string& raw) {
         case FieldRefusal::UnknownKind:
             return "field begins with " + NameCharacter(raw[0]) +
                    ": it is no text in quotes, no number and no binary data (0x)" +
-                   BehindColon(NameSpreadsheetNumber(raw));
+                   BehindColon(AdviseOnSpreadsheetForm(raw));
         case FieldRefusal::NotClosed: return "text field is not closed";
         case FieldRefusal::Control: {
             const auto control = std::find_if(raw.begin(), raw.end(), [](unsigned char c) { return c < 31; });
@@ -91,7 +91,7 @@ std::string DiagnoseRefused(FieldRefusal refusal, const std::string& raw) {
         }
         case FieldRefusal::NoNumber:
             return "number has other characters than digits, a '-' before them and one point" +
-                   BehindColon(NameSpreadsheetNumber(raw));
+                   BehindColon(AdviseOnSpreadsheetForm(raw));
         case FieldRefusal::OddDigits: return "binary field has an odd number of digits";
     }
     return "";

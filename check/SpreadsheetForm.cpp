@@ -70,7 +70,7 @@ const SpreadsheetForm* FindSpreadsheetForm(const std::string& text) {
     return nullptr;
 }
 
-std::string NameSpreadsheetNumber(const std::string& text) {
+std::string AdviseOnSpreadsheetForm(const std::string& text) {
     const SpreadsheetForm* form = FindSpreadsheetForm(text);
-    return form == nullptr ? "" : form->name;
+    return form == nullptr ? "" : form->advice;
 }

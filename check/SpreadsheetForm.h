@@ -5,11 +5,11 @@
 
 #include "Formatting/TextDataParser.h"
 
-/** What a spreadsheet has made of a number. */
+/** What a spreadsheet, or quotes, have made of a value. */
 struct SpreadsheetForm {
-    FieldType meant;   // of a column whose texts look so for the most part; none: they may be meant as texts
-    const char* name;  // "a decimal comma", with what mends it
-    bool isRounded;    // its digits are lost
+    FieldType meant;     // by a column that looks so for the most part; None: it may be meant as a text
+    const char* advice;  // "a decimal comma: write a point"
+    bool isRounded;      // its digits are lost
     const char* example;
 };
 
@@ -18,5 +18,5 @@ std::vector<const SpreadsheetForm*> GetSpreadsheetForms();
 
 /** The form that the text of a field, without quotes, has; null for any other text. */
 const SpreadsheetForm* FindSpreadsheetForm(const std::string& text);
-/** Its name; empty for any other text. */
-std::string NameSpreadsheetNumber(const std::string& text);
+/** Its advice; empty for any other text. */
+std::string AdviseOnSpreadsheetForm(const std::string& text);

@@ -177,14 +177,14 @@ private:
             const bool isNamed = hasUsual && form != nullptr && *usual != FieldType_String;
             // a field of no kind is an error by itself
             if (isRounded)
-                Warn(row, field, form->name);
+                Warn(row, field, form->advice);
             else if (hasUsual && cell.type != *usual && cell.type != FieldType_Unknown)
                 Warn(row, field,
                      isNamed && 2 * types[*usual] <= count
-                         ? form->name
+                         ? form->advice
                          : Format("a %s, where %zu of %zu lines have a %s", NameOf(cell.type),
                                   (isNamed ? types : meant)[*usual], count, NameOf(*usual)) +
-                               (isNamed ? std::string(": ") + form->name : ""));
+                               (isNamed ? std::string(": ") + form->advice : ""));
         });
         DiagnoseBarcodes(field);
         DiagnosePointsInThousands(field);
@@ -242,7 +242,7 @@ private:
         size_t textCount = 0;
         VisitColumn(field, [&](const Row&, const Cell& cell) {
             const std::string digits = Unquoted(cell.text);
-            if (!IsBarcode(digits)) return;
+            if (!HasBarcodeLength(digits)) return;
             const bool isRight = digits.back() == CheckDigitOf(digits);
             counts[digits.size()]++;
             right[digits.size()] += isRight ? 1 : 0;
@@ -256,7 +256,8 @@ private:
             const size_t length = digits.size();
             // numbers of the shop's own, of another length than the barcodes among them, have no check digit
             const bool isOwn = counts[length] >= fewestRows && 2 * right[length] <= counts[length];
-            if (IsBarcode(digits) && !isOwn && !IsWeighed(digits) && digits.back() != CheckDigitOf(digits))
+            if (HasBarcodeLength(digits) && !isOwn && !IsWeighed(digits) &&
+                digits.back() != CheckDigitOf(digits))
                 Warn(row, field,
                      Format("barcode %s has a wrong check digit: %c would be right", digits.c_str(),
                             CheckDigitOf(digits)));

@@ -7,7 +7,7 @@
 #include "Records/Record.h"
 #include "Trace.h"
 
-/** Says what the bytes of a session mean that others hold, in the words of the simulated register. */
+/** Says what the bytes of a session between two others mean, in the words of the simulated register. */
 class Decoder {
 public:
     explicit Decoder(const Trace& trace) : m_trace(trace) {}

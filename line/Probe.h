@@ -41,8 +41,9 @@ struct ProbeResult {
 std::vector<byte> GetProbeFrame();
 
 /**
- * Probes with the configured settings, then with every speed and parity up to the speed at which the register
- * answers; an echo ends it. Tells each result as soon as it is there.
+ * Probes with the configured settings first: an echo ends the probe there, an answer limits it to their
+ * speed. Otherwise tries every speed with every parity, up to the first speed with an answer. Tells each
+ * result as soon as it is there.
  */
 std::vector<ProbeResult> ProbeLine(ProbedLine& line, const LineSettings& configured,
                                    const std::function<void(const ProbeResult& result)>& tell);

@@ -70,7 +70,7 @@ constexpr ProgramOption<Options> optionTable[] = {
     {"--not-activated", nullptr, "answer requests with not activated",
      [](Options& o, const std::string&) { o.isNotActivated = true; }},
     {"--timeout-after", "N", "give the session up after N records received (never)",
-     [](Options& o, const std::string& v) { o.timeoutAfter = ParseNumber(v, 1, INT_MAX); }},
+     [](Options& o, const std::string& v) { o.giveUpAfter = ParseNumber(v, 1, INT_MAX); }},
     {"--refuse", "CODE=ANSWER",
      "answer fiscal command CODE with this code (1 unknown, 2 key lock, 4 bad data, ...)", AddRefusal},
     {"--fiscal-wait", "N", "give N wait answers before a fiscal command is done (0)",

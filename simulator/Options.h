@@ -26,7 +26,7 @@ struct Options {
     bool isLogoShown = false;
     bool isBusy = false;
     bool isNotActivated = false;
-    int timeoutAfter = 0;  // records, 0: never
+    int giveUpAfter = 0;  // records, 0: never
     FaultRates faultRates{};
     unsigned seed = 1;
     TraceForm trace = TraceForm::None;

@@ -171,7 +171,7 @@ std::vector<Message> Register::ReceiveRecord(Message& message, const Record& dat
         return ReleaseAnswers();
     }
     m_heldAnswers.push_back(StoreRecord(data));
-    if (++m_recordsTaken == m_options.timeoutAfter) m_state = State::GivenUp;
+    if (++m_recordsTaken == m_options.giveUpAfter) m_state = State::GivenUp;
     const bool isPacketFull = m_heldAnswers.size() >= static_cast<size_t>(m_options.recordsInPacket);
     return isPacketFull || m_state == State::GivenUp ? ReleaseAnswers() : std::vector<Message>();
 }

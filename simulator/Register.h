@@ -25,7 +25,7 @@ public:
     std::vector<Message> Receive(Message& message);
     /** True while answers wait for a packet to be complete. */
     bool HoldsAnswers() const;
-    /** The answers held: the packet was the last one and is not full. */
+    /** Hands over the answers held back, whether the packet is full or not. */
     std::vector<Message> ReleaseAnswers();
     /** The other side is gone or has started anew. */
     void EndSession();

@@ -24,8 +24,8 @@ public:
     explicit Sections(const std::string& directory);
 
     /**
-     * Stores a record in place of the one with the same number. Records without a number replace all former
-     * ones of their kind: the first of them (place 0) removes these.
+     * Stores a record in place of the one with the same number. If the first record of a transfer (place 0)
+     * has no number, all former ones without a number are removed.
      */
     void Put(byte section, const Record& record, int place);
     void Remove(byte section, const Record& record, int place);
@@ -33,7 +33,7 @@ public:
     /** Records without a number by place, then the others by number. */
     std::vector<Record> GetRecords(byte section) const;
 
-    /** Writes the sections that changed since. */
+    /** Writes the sections that have changed since the last Save. */
     void Save();
 
 private:

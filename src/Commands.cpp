@@ -176,6 +176,7 @@ void Send(int dataType, InputFile& input, UpdateType updateType) {
             SendPackets(input, recordsInPacket, statusMessage, recordsSent);
             isDone = true;
         } catch (UnknownCommandException* e) {
+            // it answers a record so when it has given the transfer up after a silence
             const std::unique_ptr<Exception> owner(e);
             // the fate of several records in flight would be unknown
             if (recordsInPacket != 1)
@@ -211,16 +212,17 @@ bool HasRecordToSend(InputFile& input) {
 }
 
 void ClearAndSend(int dataType, const std::string& filename) {
-    const bool isAnySent = AppConfig::Get(settings::recordsInPacket) > 0;
+    const bool arePacketsSent = AppConfig::Get(settings::recordsInPacket) > 0;
     InputFile input;
-    HeldOutput opening;  // shown where a Send shows it, behind the clearing
+    HeldOutput heldMessages;  // shown where a Send shows them, behind the clearing
     input.OpenRecords(dataType, filename);
-    if (!isAnySent || !HasRecordToSend(input)) {
-        for (int i = 0; isAnySent && input.Read(i); i++) input.Convert(commIoBuffer);  // to report it
+    if (!arePacketsSent || !HasRecordToSend(input)) {
+        for (int i = 0; arePacketsSent && input.Read(i); i++)
+            input.Convert(commIoBuffer);  // again, now reporting it
         FileErrors::Log();
         throw new ApplicationException("Nothing to send, not cleared", ReturnCode_InputFileSyntaxError);
     }
-    const std::string shownLater = opening.Take();
+    const std::string shownLater = heldMessages.Take();
     input.CheckUnchanged();
     Clear(dataType);
     Print(shownLater);
@@ -229,24 +231,24 @@ void ClearAndSend(int dataType, const std::string& filename) {
 
 /** Executes one after another, and keeps why none of them may be repeated. */
 void ExecuteCommands(const std::vector<FiscalCommand>& commands) {
-    unsigned& commandsSent = counts.commandsAcknowledged;
+    unsigned& acknowledged = counts.commandsAcknowledged;
     const int patienceTime = AppConfig::Get(settings::ecrPatienceTime);
     CommChannel_SetRepeatTime(patienceTime);
     const auto keepReason = [&](const char* ofTheNext) {
         reasonNotToRepeat =
-            Format("%u command(s) acknowledged by ECR%s, no further attempt", commandsSent, ofTheNext);
+            Format("%u command(s) acknowledged by ECR%s, no further attempt", acknowledged, ofTheNext);
     };
     for (const FiscalCommand& command : commands) {
-        ShowProgress(Format("Commands sent: %u", commandsSent));
-        // an attempt is a new session, which an ECR does not know for a repeated one
+        ShowProgress(Format("Commands sent: %u", acknowledged));
+        // an attempt is a new session: the ECR cannot tell that it has had the command already
         if (patienceTime > 0) keepReason(", the next one sent");
         Fiscal_BeginCommand(command.code, command.data.data(), static_cast<uint16_t>(command.data.size()));
         keepReason(", the next one received but not answered");
         Fiscal_EndCommand();
-        commandsSent++;
+        acknowledged++;
         keepReason("");
     }
-    ShowProgress(Format("Commands sent: %u", commandsSent));
+    ShowProgress(Format("Commands sent: %u", acknowledged));
 }
 
 void ExecuteCommandFile(const std::string& filename) {
@@ -258,7 +260,7 @@ void ExecuteCommandFile(const std::string& filename) {
     try {
         ExecuteCommands(input.GetCommands());
     } catch (...) {
-        // where the counter has not said it
+        // the counter has told it, if it is always shown
         if (AppConfig::Get(settings::progress) != settings::progress.range.byDefault) tellCount();
         throw;
     }

@@ -28,5 +28,6 @@ public:
 /** "Global\ZEL.TAVO", and the serial device's name behind a full stop if there is one. */
 std::string GetCurrentInstanceName();
 
-/** Runs the guard unless "SkipInstanceChecking" is set; ApplicationException when another run has the ECR. */
+/** Runs the guard unless "SkipInstanceChecking" is set. Another run is met later, where
+ * ComPort opens the port. */
 void CheckOtherTAVOInstances();

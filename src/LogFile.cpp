@@ -44,14 +44,14 @@ private:
     bool m_isTaken = false;
 };
 
-/** 200 ms, once in a run: who keeps it longer is stuck. */
-int triesLeft = 200;
+/** To lock the log, 1 ms apart; one after a failure, as who keeps it so long is stuck. */
+int lockTries = 200;
 
-/** For a line, or for nothing but looking. */
+/** Held while a line is appended. */
 class SharedLogLock : public LogLock {
 public:
-    explicit SharedLogLock(int file) : LogLock(file, F_RDLCK, triesLeft) {
-        if (!IsTaken()) triesLeft = 1;
+    explicit SharedLogLock(int file) : LogLock(file, F_RDLCK, lockTries) {
+        if (!IsTaken()) lockTries = 1;
     }
 };
 
@@ -90,7 +90,7 @@ struct stat StatusOf(int file) {
     return status;
 }
 
-/** Where a link leads that root or the user who runs has made; empty for anything else. */
+/** The target of a link that root or this user has made; empty for anything else. */
 std::string TargetOfOwnLink(const std::string& path) {
     const int link = open(path.c_str(), O_PATH | O_NOFOLLOW | O_CLOEXEC);
     if (link == -1) return "";
@@ -106,9 +106,9 @@ std::string TargetOfOwnLink(const std::string& path) {
 }
 
 /**
- * Opens a log, makes it if it is missing: waits for no other side, and follows no link of another user's, who
- * may write the folder. The creation is a call of its own, as some systems let nobody "create" another user's
- * file in a sticky folder. -1 when it cannot be opened.
+ * Opens a log, or makes it. It does not wait for the other side of a FIFO, and follows no link of another
+ * user, who may be able to write the folder. The creation is a call of its own, as some systems let nobody
+ * "create" another user's file in a sticky folder. -1 when it cannot be opened.
  */
 int OpenWithoutFollowing(std::string path) {
     constexpr int maxTries = 8;  // links one after another, and other runs that make or delete the log
@@ -195,8 +195,8 @@ bool LogFile::Append(const std::string& line, bool evenIfDeleted) {
 void LogFile::Close(bool save) {
     if (!IsOpened()) return;
     const bool isToBeCut = !save && m_appendedSize > 0;
-    // not waited for longer than a line takes: whoever reads the log may keep it; the next run deletes an
-    // empty one, and lines that cannot be taken back stay
+    // given up after 5 ms, as whoever may read the log can keep the lock: then the lines stay, and the next
+    // run deletes a log that is empty
     constexpr int maxTries = 5;
     if (const LogLock lock(m_file.Get(), F_WRLCK, isToBeCut ? maxTries : 1); lock.IsTaken()) {
         // grown past what this run wrote: cutting would take another run's lines, too

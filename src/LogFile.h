@@ -21,6 +21,7 @@ public:
     /**
      * Opens the file for appending and creates its directory (one level) if it is missing. Only a regular
      * file with one name is taken, and a link only from root or from the user who runs: FileIoException.
+     * SystemException when the directory cannot be made.
      */
     void Open(const std::string& path);
     bool IsOpened() const;

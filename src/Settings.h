@@ -15,7 +15,8 @@ enum SettingPlace : unsigned {
     SettingPlace_Any = SettingPlace_CommandLine | SettingPlace_EcrSection | SettingPlace_Common
 };
 
-/** Numbers that are taken as they stand, and the one that holds where none is set. */
+/** The numbers that work as they are written, and the one that holds where none is set. AppConfig does not
+ * check them; tavo-check warns of others. */
 struct NumberRange {
     int least;
     int byDefault;
@@ -59,9 +60,9 @@ inline constexpr TextSetting tty("TTY", SettingPlace_Any, "", "name of the seria
 inline constexpr TextSetting comSettings("ComSettings", SettingPlace_Top, "",
                                          "line settings, such as baud=9600 parity=n data=8 stop=1; only "
                                          "above the first section heading of the INI file");
-inline constexpr NumberSetting comByteTimeMult("ComByteTimeMult", SettingPlace_Any,
-                                               {0, defaultComByteTimeMult, INT_MAX}, "%",
-                                               "stretches the time that a byte may take");
+inline constexpr NumberSetting comByteTimeMult(
+    "ComByteTimeMult", SettingPlace_Any, {0, defaultComByteTimeMult, INT_MAX}, "",
+    "without effect: behind its first byte an answer is waited for as ComStallMaxTime says");
 inline constexpr TextSetting password("Password", SettingPlace_Any, "",
                                       "password of the register; without one none is given");
 inline constexpr NumberSetting retryCount(
@@ -92,10 +93,11 @@ inline constexpr TextSetting logFilePath("LogFilePath", SettingPlace_Any, defaul
 inline constexpr NumberSetting ecrOperationMaxTime("EcrOperationMaxTime", SettingPlace_Any,
                                                    {0, defaultEcrOperationMaxTime, maxWaitTime}, "ms",
                                                    "time that the register may take for an answer");
-inline constexpr NumberSetting ecrCommMaxTime(
-    "EcrCommMaxTime", SettingPlace_Any, {0, defaultLocalEcrCommMaxTime, maxWaitTime}, "ms",
-    "time that the line may take, added to it (10000 on a network link); together up to 25500, beyond that "
-    "they begin again at 0");
+inline constexpr NumberSetting ecrCommMaxTime("EcrCommMaxTime", SettingPlace_Any,
+                                              {0, defaultLocalEcrCommMaxTime, maxWaitTime}, "ms",
+                                              "time that the line may take, added to EcrOperationMaxTime "
+                                              "(10000 on a network link); together up to 25500, beyond that "
+                                              "they begin again at 0");
 inline constexpr NumberSetting ecrDisconnectTime(defaultEcrDisconnectTimeName, SettingPlace_Any,
                                                  {0, defaultEcrDisconnectTime, INT_MAX}, "10 ms",
                                                  "pause after disconnecting: 1 to 99; none for 100 and more");
@@ -120,9 +122,9 @@ inline constexpr NumberSetting comStallMaxTime(
 inline constexpr NumberSetting lineQuietTime(
     "LineQuietTime", SettingPlace_Any, {0, 0, maxWaitTime}, "ms",
     "time that the line must be quiet before a run sends its first byte, where anything was written to the "
-    "port or a run ended within the last half minute, and, once a frame was lost or repeated, before the end "
-    "of the data is sent and before the port is closed; 0: not waited for. Where ComStallMaxTime is not set, "
-    "it has this value");
+    "port or a run ended within the last half minute (or EcrPatienceTime, if that is longer), and, once a "
+    "frame was lost or repeated, before the end of the data is sent and before the port is closed; 0: not "
+    "waited for. Where ComStallMaxTime is not set, it has this value");
 inline constexpr NumberSetting ecrPatienceTime(
     "EcrPatienceTime", SettingPlace_Any, {0, 0, INT_MAX}, "ms",
     "time for which the register keeps a session in which it hears nothing; ExecuteFiscal sends no frame "
@@ -133,8 +135,9 @@ inline constexpr NumberSetting portWaitTime(
 inline constexpr TextSetting resultFile(
     "ResultFile", SettingPlace_Any, "",
     "file to write the result of the run into, as a JSON object; {ECR} in it is the register's name");
-inline constexpr NumberSetting skipInstanceChecking("SkipInstanceChecking", SettingPlace_Any, {0, 0, 1}, "",
-                                                    "1: do not look for another run that has the port");
+inline constexpr NumberSetting skipInstanceChecking(
+    "SkipInstanceChecking", SettingPlace_Any, {0, 0, 1}, "",
+    "1: neither look for another run that has the port nor lock it against one");
 inline constexpr TextSetting ipAddress(
     "IpAddress", SettingPlace_Any, "",
     "network link; this platform has none, and the run ends with status 99");

@@ -9,7 +9,7 @@
 using Time = int64_t;
 inline constexpr Time never = INT64_MAX;
 
-/** The other end of the tool's line. It has no clock of its own, and those that have no device can run in any
+/** The other end of the tool's line. It has no clock of its own: those without a device can run in virtual
  * time. */
 class Peer {
 public:

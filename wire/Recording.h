@@ -22,8 +22,8 @@
  */
 class Recording {
 public:
-    /** For this user alone, as a bad line may show a password. FileIoException when the file cannot be
-     * created or is another user's, here, or written, below. */
+    /** The file is for this user alone, as a bad line may show a password. FileIoException when it cannot be
+     * created, belongs to another user or, later, cannot be written. */
     Recording(const std::string& path, bool arePasswordsShown);
 
     void AddReceived(const std::vector<byte>& bytes, Time now) { AddBytes('<', bytes, m_receivedMask, now); }
@@ -45,8 +45,8 @@ private:
     char m_direction = '\0';  // of the line begun, none without one
 };
 
-/** Answers as a recording says, at the same pace, as long as the tool sends what it sent then; a password may
- * be any where it is hidden. */
+/** Answers as a recording says, at the same pace, as long as the tool sends what it sent then. Where the
+ * recording hides a password, any one will do. */
 class Replay : public Peer {
 public:
     /** FileIoException with the line for a file that is no recording. */
@@ -73,8 +73,8 @@ private:
     bool ParseLine(const std::string& text, Entry& entry) const;
     bool IsNext(Kind kind) const { return m_next < m_entries.size() && m_entries[m_next].kind == kind; }
     void Advance(Time now);
-    /** False where an answer is to be given first. STX and ETX end what is hidden and are the byte behind it,
-     * too. */
+    /** False where an answer is to be given first. STX and ETX end what is hidden, and are themselves the
+     * next byte. */
     bool Take(byte value, Time now);
     void TakeEarly(Time now);
     [[noreturn]] void ThrowDeparture(const std::string& what) const;

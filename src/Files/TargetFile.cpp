@@ -40,11 +40,11 @@ bool ReadAll(int handle, Visit visit) {
 }  // namespace
 
 void TargetFile::Open(const std::string& filename) {
-    if (!m_isLocked) {
+    if (!m_wasOpened) {
         m_filename = filename;
         OpenAndLock();
     }
-    m_isLocked = true;
+    m_wasOpened = true;
     m_size = 0;
     m_hash = emptyHash;
     m_isOpened = true;

@@ -18,7 +18,7 @@ public:
     void KeepFormerContent() { m_isFormerKept = true; }
     /** Has Open give a regular file to this user alone, and refuse one that is another user's. */
     void KeepPrivate() { m_isPrivate = true; }
-    /** Creates or empties the file; called again, empties the one that it has opened before. */
+    /** Creates or empties the file; called again, empties the same one, whatever the name. */
     void Open(const std::string& filename);
     /** From Open to Close. */
     bool IsOpened() const { return m_isOpened; }
@@ -36,7 +36,7 @@ private:
     Descriptor m_file;
     FileLock m_lock;
     std::string m_filename;
-    bool m_isLocked = false;  // and the former content is kept, where it is to be
+    bool m_wasOpened = false;  // before: it is locked, and its former content kept, where that is to be
     bool m_isOpened = false;
     bool m_isFormerKept = false;
     bool m_isPrivate = false;

@@ -54,7 +54,7 @@ std::string ToIso(const timespec& time) {
         .insert(length - zoneLength, Format(".%03ld", time.tv_nsec / 1'000'000));
 }
 
-/** By chance, and by what this machine has only once. */
+/** Of the time, the process and a random number. */
 std::string MakeId(const timespec& now) {
     unsigned long long chance = 0;
     [[maybe_unused]] const ssize_t size =

@@ -31,8 +31,9 @@ std::string GetResultPath();
 /**
  * The command line was good: the result is written for the first time, and again when the ECR is about to be
  * asked to clear and when it has cleared, so that whoever finds it knows what a killed run may have done.
- * FileIoException when it cannot be written and the command clears or sells: told behind that, it would look
- * as if it were to be repeated. The outline is used until the end of the run.
+ * FileIoException when it cannot be written and the command must not be repeated (one that clears, Init,
+ * ExecuteFiscal): told only behind the command, that failure would invite a second run. The outline is used
+ * until the end of the run.
  */
 void SetCommand(RunOutline& run, const BaseCommandParameters& params);
 

@@ -29,7 +29,7 @@ bool IsDeleted(int file) {
 }  // namespace
 
 std::string FileLock::GetPath(const std::string& filename, const struct stat& status) {
-    // by number, as a file may have several names
+    // by number, as the name of the file may leave no room for an ending
     const std::string real = GetRealPath(filename);
     return real.substr(0, real.rfind('/') + 1) + passingPrefix + "lock" + std::to_string(status.st_ino);
 }

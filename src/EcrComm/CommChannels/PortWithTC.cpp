@@ -195,7 +195,8 @@ PortWithTC::Attempt PortWithTC::WriteInVersion(const byte* data, unsigned int si
     m_nextSndFrameSeqNo = TcFrameSeqNo::Next(m_nextSndFrameSeqNo);
 
     int rejections = 0;
-    // it has to arrive in time, for which what an acknowledgement may take stands
+    // the last repetition must arrive within the time, too: its way takes no longer than an acknowledgement
+    // may
     const Deadline lastRepeat(m_repeatTimeMs - m_responseTimeoutMs);
     for (int attempt = 0; attempt < m_retryCount; attempt++) {
         if (attempt > 0 && m_repeatTimeMs > 0 && lastRepeat.IsOver()) return Attempt::Lost;
@@ -211,7 +212,7 @@ PortWithTC::Attempt PortWithTC::WriteInVersion(const byte* data, unsigned int si
 bool PortWithTC::Write(const byte* data, unsigned int size) {
     if (size == 0 || data == nullptr) throw new InternalException(__FILE__, __LINE__);
     m_lastRcvFrameBytesTotal = m_lastRcvFrameBytesRead = 0;
-    for (int tried = 0; tried < m_MaxProtocolVersion; tried++) {
+    for (int tried = 0; tried < maxProtocolVersion; tried++) {
         const int repeatedFrames = IoStatistics::RepeatedFrames;
         const bool hadFault = m_hasFault;
         const Attempt result = WriteInVersion(data, size);
@@ -222,7 +223,7 @@ bool PortWithTC::Write(const byte* data, unsigned int size) {
         IoStatistics::RepeatedFrames = repeatedFrames;  // the version was wrong, not the line
         m_hasFault = hadFault;
         RestartSequence();
-        m_protocolVersion = m_protocolVersion >= m_MaxProtocolVersion ? 1 : m_protocolVersion + 1;
+        m_protocolVersion = m_protocolVersion >= maxProtocolVersion ? 1 : m_protocolVersion + 1;
         IoStatistics::UnnumberedFaults = 0;
     }
     return false;

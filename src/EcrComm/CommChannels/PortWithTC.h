@@ -11,7 +11,7 @@
  * Transport control over a raw channel: a block written is one frame that must be acknowledged, a block read
  * arrives as one frame that is checked and acknowledged. Frames are retried, repeated ones dropped, noise
  * ahead of a frame is discarded; when the ECR rejects every attempt, the next protocol version is tried and
- * the one that works is kept in the setting "SerialProtocolVersion". docs/protocol.md, "Exchange of frames".
+ * the one that works holds for the rest of the run. docs/protocol.md, "Exchange of frames".
  * proof/exchange.pml is a model of it: what changes here changes there.
  */
 class PortWithTC final : public ICommChannel {
@@ -41,13 +41,13 @@ public:
      * ten times as long. Acknowledges the frames that it drops, of whatever version, or the ECR would repeat
      * them. */
     bool Settle() override;
-    /** Until it is closed. */
+    /** Holds until Close. */
     void SetRepeatTime(int ms) override { m_repeatTimeMs = ms; }
 
 private:
     enum class Attempt { Delivered, Rejected, Lost };
 
-    static constexpr int m_MaxProtocolVersion = newestFrameVersion;
+    static constexpr int maxProtocolVersion = newestFrameVersion;
 
     bool ReadResponse(byte& response);
     void NoteFault();
@@ -59,7 +59,7 @@ private:
     Attempt WriteInVersion(const byte* data, unsigned int size);
     void RestartSequence();
 
-    int m_protocolVersion = m_MaxProtocolVersion;
+    int m_protocolVersion = maxProtocolVersion;
     int m_retryCount = 0;
     int m_responseTimeoutMs = 0;
     int m_quietTimeMs = 0;

@@ -95,12 +95,12 @@ void ComPort::Open() {
 
     m_hasInitialSettings = true;
     ComPort_Setup(defaultComSettings);
-    // read past AppConfig: only a key above the first heading of the INI file is found
+    // read directly, not by AppConfig: only a key above the first heading of the INI file is found
     ComPort_Setup(IniFile::GetString(settings::comSettings.name, ""));
     if (!ApplySettings(handle, currentSettings)) Fail("Cannot set serial port settings");
     LowerLatency();
     m_inputBegin = m_inputEnd = 0;
-    // where a line may be late, what has begun to come may never end
+    // where a line is late enough for LineQuietTime, an answer that has begun may never end
     const int stallMaxTimeMs =
         AppConfig::GetParameter(settings::comStallMaxTime.name, AppConfig::Get(settings::lineQuietTime));
     m_stallMaxTimeMs = stallMaxTimeMs > 0 ? stallMaxTimeMs : -1;

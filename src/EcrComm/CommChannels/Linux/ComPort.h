@@ -12,8 +12,9 @@
  * The serial port named by the setting "TTY". Device errors are SystemExceptions with fixed texts, the
  * device's disappearance among them; a time-out is none, reads return what arrived. Time-outs count in whole
  * 100 ms up to 25500 ms, where they wrap; less than 100 ms does not wait. After the first byte of a read the
- * wait for the next one has no limit, nor has a write that the other side holds back, unless
- * "ComStallMaxTime" sets one. While a port is open no other run can open it.
+ * next one is waited for as long as "ComStallMaxTime" says, where that is not set "LineQuietTime", and
+ * without limit where that is 0; so is a write that the other side holds back. While a port is open no other
+ * run can open it.
  */
 class ComPort final : public ICommChannel {
 public:
@@ -45,16 +46,16 @@ public:
      * as used. */
     bool WasUsedWithin(int seconds) const override;
 
-    /** Line settings ("baud=9600 data=8 stop=1 parity=e") for the next Open; keys left out take their
-     * defaults. */
+    /** Checks line settings ("baud=9600 data=8 stop=1 parity=e"; keys left out take their defaults) and keeps
+     * them until they are applied. Open begins anew with those of the INI file. */
     void ComPort_Setup(const std::string& settings);
-    /** Sets the open port up otherwise; what it has sent and not taken yet is lost. */
+    /** Changes the settings of the open port; input that was not read is discarded. */
     void Apply(const std::string& settings);
     /** The open device, for what this class does not do; -1 when it is closed. */
     int GetHandle() const { return handle; }
     /** Throws a SystemException that names the device; errno tells why. */
     [[noreturn]] void Fail(const char* message) const;
-    /** minBytes 0: reads wait for timeoutMs; otherwise they wait without limit. */
+    /** minBytes 0: reads wait for timeoutMs; otherwise as they do behind a first byte. */
     void ComPort_SetSerialPortTimeoutSettings(byte minBytes, unsigned int timeoutMs);
     void ComPort_SetInterByteReadTimeout(unsigned int timeoutMs, byte minBytes);
 
