@@ -6,12 +6,12 @@
 #include <cerrno>
 #include <map>
 #include <optional>
-#include <regex>
 
 #include "Diagnosis.h"
 #include "Exceptions.h"
 #include "Format.h"
 #include "Formatting/TextDataParser.h"
+#include "Pattern.h"
 #include "TextFile.h"
 
 namespace {
@@ -102,14 +102,14 @@ std::vector<std::string> SplitFields(const std::string& line, char delimiter) {
 }
 
 bool IsDecimalComma(const std::string& field) {
-    static const std::regex form(R"([ \t]*-?\d+,\d+[ \t]*)");
-    return field.size() <= TextDataParser::maxFieldLength && std::regex_match(field, form);
+    static const Pattern form(R"([ \t]*-?\d+,\d+[ \t]*)");
+    return field.size() <= TextDataParser::maxFieldLength && form.Matches(field);
 }
 
 /** Whether the comma may as well stand for thousands. */
 bool IsGroup(const std::string& field) {
-    static const std::regex form(R"([ \t]*-?[1-9]\d{0,2},\d{3}[ \t]*)");
-    return IsDecimalComma(field) && std::regex_match(field, form);
+    static const Pattern form(R"([ \t]*-?[1-9]\d{0,2},\d{3}[ \t]*)");
+    return IsDecimalComma(field) && form.Matches(field);
 }
 
 /** Whether numbers show that the file's commas are decimal ones. */

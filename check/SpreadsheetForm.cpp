@@ -1,11 +1,11 @@
 #include "SpreadsheetForm.h"
 
-#include <regex>
+#include "Pattern.h"
 
 namespace {
 
 struct Row {
-    std::regex pattern;
+    Pattern pattern;
     SpreadsheetForm form;
 };
 
@@ -19,38 +19,37 @@ const std::vector<Row>& GetRows() {
     static const char* const currency = "a currency sign: format the column without it";
     static const char* const inQuotes = "a number in quotes arrives as a text: leave the quotes out";
     static const std::vector<Row> rows = {
-        {std::regex(R"(-?\d([.,]\d+)?E[+-]\d{2,3})"),
+        {Pattern(R"(-?\d([.,]\d+)?E[+-]\d{2,3})"),
          {FieldType_None, "a spreadsheet has rounded it: the digits are lost; format the column as text",
           true, "4.74E+12"}},
-        {std::regex(
-             R"(\d{1,2}[./-]\d{1,2}[./-]\d{2,4}|\d{4}-\d{1,2}-\d{1,2}|\d{1,2}([/-]\d{1,2}|\.\d{1,2}\.)|)"
-             R"(\d{1,2}(-|\. ?)[^\d\s.,-]{3,9}\.?([- ]\d{2,4})?|[^\d\s.,-]{3,9}\.?-\d\d)"),
+        {Pattern(R"(\d{1,2}[./-]\d{1,2}[./-]\d{2,4}|\d{4}-\d{1,2}-\d{1,2}|\d{1,2}([/-]\d{1,2}|\.\d{1,2}\.)|)"
+                 R"(\d{1,2}(-|\. ?)[^\d\s.,-]{3,9}\.?([- ]\d{2,4})?|[^\d\s.,-]{3,9}\.?-\d\d)"),
          {FieldType_None, "a spreadsheet has made a date of it; format the column as text", false,
           "1.5.2026"}},
-        {std::regex(R"(\d{1,2}:\d\d(:\d\d)?)"),
+        {Pattern(R"(\d{1,2}:\d\d(:\d\d)?)"),
          {FieldType_None, "a spreadsheet has made a time of it; format the column as text", false, "12:30"}},
-        {std::regex(R"(Err:\d+|#[A-Z/0]+[!?]?)"),
+        {Pattern(R"(Err:\d+|#[A-Z/0]+[!?]?)"),
          {FieldType_None, "a formula of the spreadsheet has failed", false, "#REF!"}},
-        {std::regex("-?\\d{1,3}((" + gap + "\\d{3})+|(\\.\\d{3}){2,})"),
+        {Pattern("-?\\d{1,3}((" + gap + "\\d{3})+|(\\.\\d{3}){2,})"),
          {FieldType_None, thousands, false, "1 234"}},
-        {std::regex("-?\\d{1,3}((" + gap + "\\d{3})+[.,]\\d+|(,\\d{3})+(\\.\\d+|,\\d{3})|(\\.\\d{3})+,\\d+)"),
+        {Pattern("-?\\d{1,3}((" + gap + "\\d{3})+[.,]\\d+|(,\\d{3})+(\\.\\d+|,\\d{3})|(\\.\\d{3})+,\\d+)"),
          {FieldType_Number, thousands, false, "1,234.50"}},
-        {std::regex(R"(-?[1-9]\d{0,2},\d{3})"),
+        {Pattern(R"(-?[1-9]\d{0,2},\d{3})"),
          {FieldType_Number, "a decimal comma or thousands separators: write a point, and no separators",
           false, "1,234"}},
-        {std::regex(R"(-?\d+,\d+)"),
+        {Pattern(R"(-?\d+,\d+)"),
          {FieldType_Number, "a decimal comma: write a point; without quotes tavo-check --fix does it", false,
           "2,07"}},
-        {std::regex("-?" + sign + gap + "*" + digits + "|" + digits + sign),
+        {Pattern("-?" + sign + gap + "*" + digits + "|" + digits + sign),
          {FieldType_Number, currency, false, "5 EUR"}},
-        {std::regex("[A-Z]{3}" + gap + "*" + digits + "|" + digits + "[A-Z]{3}"),
+        {Pattern("[A-Z]{3}" + gap + "*" + digits + "|" + digits + "[A-Z]{3}"),
          {FieldType_None, currency, false, "CHF 5"}},
-        {std::regex(digits + "%"),
+        {Pattern(digits + "%"),
          {FieldType_None, "a percent sign: format the column without it", false, "12%"}},
-        {std::regex("0x([\\da-fA-F]{2})+"),
+        {Pattern("0x([\\da-fA-F]{2})+"),
          {FieldType_Binary, "binary data in quotes arrives as a text: leave the quotes out", false, "0x7a"}},
-        {std::regex(R"(-?\d+\.\d+)"), {FieldType_Number, inQuotes, false, "1.25"}},
-        {std::regex(R"(-?\d+)"), {FieldType_None, inQuotes, false, "5"}}};
+        {Pattern(R"(-?\d+\.\d+)"), {FieldType_Number, inQuotes, false, "1.25"}},
+        {Pattern(R"(-?\d+)"), {FieldType_None, inQuotes, false, "5"}}};
     return rows;
 }
 
@@ -66,7 +65,7 @@ const SpreadsheetForm* FindSpreadsheetForm(const std::string& text) {
     constexpr size_t longestForm = 40;
     if (text.size() > longestForm) return nullptr;
     for (const Row& row : GetRows())
-        if (std::regex_match(text, row.pattern)) return &row.form;
+        if (row.pattern.Matches(text)) return &row.form;
     return nullptr;
 }
 

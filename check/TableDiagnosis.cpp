@@ -4,12 +4,12 @@
 #include <cctype>
 #include <map>
 #include <optional>
-#include <regex>
 #include <set>
 
 #include "Barcode.h"
 #include "Format.h"
 #include "Formatting/TextDataParser.h"
+#include "Pattern.h"
 #include "SpreadsheetForm.h"
 #include "Tools.h"
 
@@ -213,18 +213,18 @@ private:
 
     /** 1.250 among whole numbers: a zero at the end shows that the point is no decimal point. */
     void DiagnosePointsInThousands(size_t field) {
-        static const std::regex grouped(R"(-?[1-9]\d{0,2}\.\d{3})");
-        static const std::regex small(R"(-?[1-9]\d{0,2})");
+        static const Pattern grouped(R"(-?[1-9]\d{0,2}\.\d{3})");
+        static const Pattern small(R"(-?[1-9]\d{0,2})");
         std::vector<const Row*> rows;
         bool hasZero = false;
         size_t others = 0;
         size_t smallCount = 0;
         VisitColumn(field, [&](const Row& row, const Cell& cell) {
-            if (cell.type == FieldType_Number && std::regex_match(cell.text, grouped)) {
+            if (cell.type == FieldType_Number && grouped.Matches(cell.text)) {
                 rows.push_back(&row);
                 hasZero = hasZero || cell.text.back() == '0';
             } else if (cell.text != "0") {
-                (std::regex_match(cell.text, small) ? smallCount : others)++;
+                (small.Matches(cell.text) ? smallCount : others)++;
             }
         });
         if (!hasZero || others > 0 || smallCount == 0) return;

@@ -12,11 +12,7 @@ protected:
     }
     /** What an output says that a pattern is found in, one after another. */
     static std::string Matches(const std::string& output, const char* pattern) {
-        std::string matches;
-        const std::regex regex(pattern);
-        for (std::sregex_iterator i(output.begin(), output.end(), regex), end; i != end; ++i)
-            matches += i->str() + "\n";
-        return matches;
+        return ListMatches(output, pattern, "$&\n");
     }
     /** The messages of the tool by line, and its exit status. */
     static std::string Verdict(const RunResult& run) {

@@ -1,7 +1,6 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
-#include <regex>
 
 #include "AppConfig.h"
 #include "EcrComm/CommChannels/Linux/LineSettings.h"
@@ -9,6 +8,7 @@
 #include "FiscalPrinter.h"
 #include "IniFile.h"
 #include "Options/CommandLine.h"
+#include "Regex.h"
 #include "Settings.h"
 #include "Support.h"
 #include "Tables.h"
@@ -101,7 +101,7 @@ TEST_F(ConfigTest, TheReadmeShowsTheTablesOfTheCode) {
         told.emplace_back(Format("`%c` %s", parity.letter, parity.name));
     for (const PrinterCommand& command : printerCommands)
         told.push_back(Format("%d %s", command.code, command.meaning));
-    const std::string flat = std::regex_replace(readme, std::regex("\n"), " ");
+    const std::string flat = ReplaceAll(readme, "\n", " ");
     for (const std::string& text : told)
         EXPECT_NE(flat.find(text), std::string::npos) << "README.md lacks " << text;
     for (size_t i = 0; i < fileTypeCount; i++)

@@ -2,10 +2,9 @@
 
 #include <gtest/gtest.h>
 
-#include <regex>
-
 #include "AppConfig.h"
 #include "FileIo.h"
+#include "Regex.h"
 #include "Support.h"
 #include "System/Output.h"
 
@@ -22,10 +21,7 @@ protected:
         HeldOutput held;
         reader.Open(path);
         const std::string output = held.Take();
-        const std::regex report(R"(Line (\d+) +- Record (\w[^\n]*\w) *\n)");
-        std::string result;
-        for (std::sregex_iterator i(output.begin(), output.end(), report), end; i != end; ++i)
-            result += i->format("$1 $2; ");
+        std::string result = ListMatches(output, R"(Line (\d+) +- Record (\w[^\n]*\w) *\n)", "$1 $2; ");
         char buffer[1024];
         for (int i = 0; const int length = reader.Read(i, buffer, sizeof buffer); i++)
             result +=

@@ -1,8 +1,7 @@
 #pragma once
 
-#include <regex>
-
 #include "Programs.h"
+#include "Regex.h"
 
 inline RunResult RunProgram(const std::vector<std::string>& arguments) { return Process(arguments).Finish(); }
 
@@ -37,7 +36,7 @@ protected:
     static std::string Told(const RunResult& run) {
         const std::string told = "\nReturn value " + std::to_string(run.status) + "\n";
         EXPECT_NE(run.output.find(told), std::string::npos) << run.output << "but ends with " << run.status;
-        return std::regex_replace(run.output, std::regex("[^\r\n]*\r"), "");
+        return ReplaceAll(run.output, "[^\r\n]*\r", "");
     }
     std::string Output(const std::vector<std::string>& words) const { return Told(Tavo(words)); }
     std::string Output(const Simulator& ecr, const std::vector<std::string>& words) const {
@@ -50,8 +49,8 @@ protected:
     /** The log's messages without time stamps and start lines; the log is then removed. */
     std::string TakeLog() const {
         const std::string path = folder / "log/TAVO.log";
-        const std::regex stamps(R"(\d\d\.\d\d\.\d{4} \d\d:\d\d:\d\d\.\d{3} (TAVO driver version.*\n)?)");
-        std::string log = std::regex_replace(ReadText(path), stamps, "");
+        const char* const stamps = R"(\d\d\.\d\d\.\d{4} \d\d:\d\d:\d\d\.\d{3} (TAVO driver version.*\n)?)";
+        std::string log = ReplaceAll(ReadText(path), stamps, "");
         std::remove(path.c_str());
         return log;
     }

@@ -14,9 +14,8 @@ protected:
     }
     /** The lines of a trace, without their times and what one side only knows. */
     static std::string Meanings(const std::string& trace) {
-        return std::regex_replace(
-            trace,
-            std::regex(R"((TTY=.*\n)|\d\d:\d\d:\d\d\.\d{3} |\n +\|[^\n]*|the other side has hung up\n)"), "");
+        return ReplaceAll(
+            trace, R"((TTY=.*\n)|\d\d:\d\d:\d\d\.\d{3} |\n +\|[^\n]*|the other side has hung up\n)", "");
     }
 };
 
@@ -229,7 +228,7 @@ TEST_F(LineTest, ListsPortsByNamesThatStayTheSame) {
     const RunResult listed =
         RunProgram({"/usr/bin/env", "ASAN_OPTIONS=verify_asan_link_order=0", "/usr/bin/umockdev-run", "-d",
                     File("t.umockdev", text), "--", TAVO_LINE_PROGRAM, "list"});
-    EXPECT_EQ(std::regex_replace(listed.output, std::regex(", \\S+:\\S+ \\d+\n"), "\n"),
+    EXPECT_EQ(ReplaceAll(listed.output, ", \\S+:\\S+ \\d+\n", "\n"),
               R"(serial/by-id/usb-CP_7  ttyUSB3, cp210x, Labs, CP2102, serial number 7
 serial/by-id/usb-ECR_1  ttyACM0, cdc_acm, ZEL, ECR, serial number 1
 serial/by-id/usb-FTDI_A10K  ttyUSB0, ftdi_sio, FTDI, FT232R, serial number A10K
