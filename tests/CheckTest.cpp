@@ -8,6 +8,7 @@
 #include "SpreadsheetForm.h"
 #include "System/Output.h"
 #include "TextFile.h"
+#include "Tools.h"
 
 TEST_F(CheckTest, JudgesAFileAsTheToolDoes) {
     Simulator ecr;
@@ -36,6 +37,24 @@ TEST_F(CheckTest, JudgesAFileAsTheToolDoes) {
     }
     EXPECT_EQ(Check({"3", folder / "missing.csv"}).status, 13);
     EXPECT_EQ(Check({"x", "a.csv"}).status, 1);
+}
+
+TEST(Utf8Test, TakesTheShortestFormOfEveryLetterAndNoOther) {
+    for (const auto& [bytes, length] : {std::pair("\x7F", 1u),
+                                        {"\x80", 0},
+                                        {"\xC1\xBF", 0},
+                                        {"\xC2\x80", 2},
+                                        {"\xDF\xBF", 2},
+                                        {"\xE0\x9F\xBF", 0},
+                                        {"\xE0\xA0\x80", 3},
+                                        {"\xED\xA0\x80", 0},
+                                        {"\xEF\xBF\xBF", 3},
+                                        {"\xF0\x8F\xBF\xBF", 0},
+                                        {"\xF0\x90\x80\x80", 4},
+                                        {"\xF4\x8F\xBF\xBF", 4},
+                                        {"\xF4\x90\x80\x80", 0},
+                                        {"\xF5\x80\x80\x80", 0}})
+        EXPECT_EQ(Utf8Length(bytes, 0), length) << Printable(bytes);
 }
 
 TEST_F(CheckTest, EveryFormOfASpreadsheetIsFound) {

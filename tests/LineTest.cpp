@@ -1,6 +1,8 @@
 #include "AppConfig.h"
+#include "Decoder.h"
 #include "EndToEnd.h"
 #include "Probe.h"
+#include "Recording.h"
 
 namespace {
 
@@ -125,6 +127,7 @@ TEST_F(LineTest, ProbesARealTerminalAndWritesSettingsThatTheToolTakes) {
     const std::string tty = "/TTY=" + ecr.Tty();
     const RunResult probed = Line({"probe", tty, "/SerialProtocolResponseMaxTime=100"});
     EXPECT_EQ(probed.status, 0) << probed.output;
+    EXPECT_EQ(probed.output.find("Modem lines: not known, the device has none\n"), 0U) << probed.output;
     const size_t setting = probed.output.find("ComSettings = ");
     EXPECT_EQ(Tavo({"clear", "3", tty, "/SerialProtocolRetryCount=1"}).status, 5);
     ini = File("TAVO.ini", probed.output.substr(setting, probed.output.find('\n', setting) - setting));
@@ -166,6 +169,17 @@ TEST_F(LineTest, TapEndsInOrderByAnySignalAndIsHeldUpByNobody) {
     EXPECT_EQ(Line({"tap", "--record", folder / "session.txt", "/TTY=none"}).status, 50);
     EXPECT_EQ(ReadText(folder / "session.txt"), "kept");
     EXPECT_EQ(Line({"list", "--show-passwords"}).status, 1);
+}
+
+TEST_F(LineTest, DecodesARequestInItsShortForm) {
+    {
+        Recording recording(folder / "session.txt", false);
+        const Trace trace(TraceForm::None, &recording);
+        Decoder decoder(trace);
+        for (const byte value : BuildFrame(3, FromHex("0B 02 00 03 00"), 0)) decoder.ReceiveFromTool(value);
+    }
+    EXPECT_NE(ReadText(folder / "session.txt").find("<- frame v3 #0: request: read section 3"),
+              std::string::npos);
 }
 
 TEST_F(LineTest, TapShowsWhatTheRegisterSeesAndItsRecordingReplays) {

@@ -94,5 +94,6 @@ TEST_F(RecordEncodingTest, StopsWhereTheBufferEnds) {
         EXPECT_EQ(build(binary), size >= 4 + 4 + 4) << size;
         TextDataFormatter text(buffer.data(), size, ',');
         EXPECT_EQ(build(text), size > std::strlen("-1.5,\"a\"\"b\",0x0102")) << size;
+        EXPECT_EQ(TextDataFormatter(buffer.data(), size, ',').AddNumber(Decimal(-15, 1)), size > 4) << size;
     }
 }
