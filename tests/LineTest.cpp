@@ -176,7 +176,7 @@ TEST_F(LineTest, DecodesARequestInItsShortForm) {
         Recording recording(folder / "session.txt", false);
         const Trace trace(TraceForm::None, &recording);
         Decoder decoder(trace);
-        for (const byte value : BuildFrame(3, FromHex("0B 02 00 03 00"), 0)) decoder.ReceiveFromTool(value);
+        for (const byte value : BuildFrame(3, FromHex("0B 02 00 03 01"), 0)) decoder.ReceiveFromTool(value);
     }
     EXPECT_NE(ReadText(folder / "session.txt").find("<- frame v3 #0: request: read section 3"),
               std::string::npos);
