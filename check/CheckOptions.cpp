@@ -26,6 +26,8 @@ constexpr ProgramOption<CheckOptions> optionTable[] = {
      [](CheckOptions& o, const std::string&) { o.isSetup = true; }},
     {"--json", nullptr, "show the findings as JSON objects, one a line; the setup as one",
      [](CheckOptions& o, const std::string&) { o.isJson = true; }},
+    {"--strict", nullptr, "end with status 2 where there is a warning about the file",
+     [](CheckOptions& o, const std::string&) { o.isStrict = true; }},
     {"--registers", nullptr, "show the registers that have a section in the INI file, one a line",
      [](CheckOptions& o, const std::string&) { o.areRegistersListed = true; }},
     {"--file-name", "REGISTER", "show what stands for {ECR} in the file names of this register",

@@ -14,6 +14,7 @@ struct CheckOptions {
     bool isShown = false;
     bool isSetup = false;
     bool isJson = false;
+    bool isStrict = false;  // a warning about the file counts as an error
     std::string fixedPath;  // of a corrected copy, empty: none
     std::string codePage;   // of it, empty: as the file
     bool areRegistersListed = false;

@@ -168,13 +168,17 @@ ReturnCode CheckFile(const CheckOptions& options) {
         params.filePath = Fix(params.filePath, rules, options);
     }
     HeldOutput messages;
-    const Verdict verdict = Judge(params, options);
+    Verdict verdict = Judge(params, options);
     const std::string told = messages.Take();
     if (options.isJson)
         Tell(GetVerdicts(), true);
     else
         Print(told);
-    if (verdict.hasLines && contents.empty()) Tell(Explain(params.filePath, rules), options.isJson);
+    const std::vector<Finding> lines =
+        verdict.hasLines && contents.empty() ? Explain(params.filePath, rules) : std::vector<Finding>();
+    Tell(lines, options.isJson);
+    if (options.isStrict && verdict.status == ReturnCode_OK && !(contents.empty() && lines.empty()))
+        verdict.status = ReturnCode_InputFileSyntaxError;
     if (options.isJson)
         Print(JsonObject()
                   .Add(options.isFiscal ? "commands" : "records", verdict.count)

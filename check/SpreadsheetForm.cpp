@@ -15,21 +15,24 @@ const std::vector<Row>& GetRows() {
     static const std::string gap = "([ '?\xA0\x92]|\xC2\xA0|\xE2\x80[\xAF\x89\x99])";
     static const std::string sign = "([$\xA3\x80]|\xE2\x82\xAC|\xC2\xA3|EUR|USD|GBP|kr|K\xC4\x8D|z\xC5\x82)";
     static const std::string digits = "-?\\d([\\d.,]|" + gap + ")*";
+    static const char* const rounded =
+        "a spreadsheet has rounded it: the digits are lost; format the column as text";
+    static const char* const failed = "a formula of the spreadsheet has failed";
     static const char* const thousands = "thousands separators: format the column without them";
     static const char* const currency = "a currency sign: format the column without it";
     static const char* const inQuotes = "a number in quotes arrives as a text: leave the quotes out";
     static const std::vector<Row> rows = {
-        {Pattern(R"(-?\d([.,]\d+)?E[+-]\d{2,3})"),
-         {FieldType_None, "a spreadsheet has rounded it: the digits are lost; format the column as text",
-          true, "4.74E+12"}},
+        {Pattern(R"(-?\d([.,]\d+)?E\+\d{2,3})"), {FieldType_None, rounded, true, "4.74E+12"}},
+        // may be a code
+        {Pattern(R"(-?\d([.,]\d+)?E-\d{2,3})"), {FieldType_None, rounded, false, "5E-10"}},
         {Pattern(R"(\d{1,2}[./-]\d{1,2}[./-]\d{2,4}|\d{4}-\d{1,2}-\d{1,2}|\d{1,2}([/-]\d{1,2}|\.\d{1,2}\.)|)"
                  R"(\d{1,2}(-|\. ?)[^\d\s.,-]{3,9}\.?([- ]\d{2,4})?|[^\d\s.,-]{3,9}\.?-\d\d)"),
          {FieldType_None, "a spreadsheet has made a date of it; format the column as text", false,
           "1.5.2026"}},
         {Pattern(R"(\d{1,2}:\d\d(:\d\d)?)"),
          {FieldType_None, "a spreadsheet has made a time of it; format the column as text", false, "12:30"}},
-        {Pattern(R"(Err:\d+|#[A-Z/0]+[!?]?)"),
-         {FieldType_None, "a formula of the spreadsheet has failed", false, "#REF!"}},
+        {Pattern(R"(Err:5\d\d|#N/A|#NV|#[A-Z/0]+[!?])"), {FieldType_None, failed, true, "#N/A"}},
+        {Pattern(R"(Err:\d+|#[A-Z/0]+)"), {FieldType_None, failed, false, "#SALE"}},
         {Pattern("-?\\d{1,3}((" + gap + "\\d{3})+|(\\.\\d{3}){2,})"),
          {FieldType_None, thousands, false, "1 234"}},
         {Pattern("-?\\d{1,3}((" + gap + "\\d{3})+[.,]\\d+|(,\\d{3})+(\\.\\d+|,\\d{3})|(\\.\\d{3})+,\\d+)"),

@@ -9,7 +9,7 @@
 struct SpreadsheetForm {
     FieldType meant;     // by a column that looks so for the most part; None: it may be meant as a text
     const char* advice;  // "a decimal comma: write a point"
-    bool isRounded;      // its digits are lost
+    bool isNeverMeant;   // not as a text, either
     const char* example;
 };
 

@@ -171,12 +171,9 @@ private:
         VisitColumn(field, [&](const Row& row, const Cell& cell) {
             const bool isText = cell.type == FieldType_String;
             const SpreadsheetForm* form = isText ? FindSpreadsheetForm(Unquoted(cell.text)) : nullptr;
-            // 5E-10 may be a code
-            const bool isRounded =
-                form != nullptr && form->isRounded && cell.text.find('+') != std::string::npos;
             const bool isNamed = hasUsual && form != nullptr && *usual != FieldType_String;
             // a field of no kind is an error by itself
-            if (isRounded)
+            if (form != nullptr && form->isNeverMeant)
                 Warn(row, field, form->advice);
             else if (hasUsual && cell.type != *usual && cell.type != FieldType_Unknown)
                 Warn(row, field,
@@ -251,9 +248,16 @@ private:
             textCount += cell.type == FieldType_String ? 1 : 0;
         });
         if (count < fewestRows || 2 * rightCount <= count) return;
+        std::map<std::string, const Row*> articles;  // by barcode, the first one that has it
         VisitColumn(field, [&](const Row& row, const Cell& cell) {
             const std::string digits = Unquoted(cell.text);
             const size_t length = digits.size();
+            const bool isRight = HasBarcodeLength(digits) && digits.back() == CheckDigitOf(digits);
+            const Row* const first = isRight ? articles.emplace(digits, &row).first->second : &row;
+            if (first->cells[0].text != row.cells[0].text)
+                Warn(row, field,
+                     Format("barcode %s is that of another article, too, in line %d", digits.c_str(),
+                            first->line));
             // numbers of the shop's own, of another length than the barcodes among them, have no check digit
             const bool isOwn = counts[length] >= fewestRows && 2 * right[length] <= counts[length];
             if (HasBarcodeLength(digits) && !isOwn && !IsWeighed(digits) &&

@@ -22,6 +22,7 @@ namespace {
 constexpr const char* usage =
     "Usage: tavo-check [--show|--json] SECTION FILE [/Name=Value ...]\n"
     "       tavo-check [--show|--json] --fiscal FILE [/Name=Value ...]\n"
+    "       tavo-check --strict [--json] SECTION FILE [/Name=Value ...]\n"
     "       tavo-check --fix COPY [--codepage NAME] SECTION FILE [/Name=Value ...]\n"
     "       tavo-check --setup [--json] [/Name=Value ...]\n"
     "       tavo-check --registers [/Name=Value ...]\n"

@@ -154,9 +154,12 @@ TEST_F(CheckTest, TellsAProgramTheSameFindings) {
 TEST_F(CheckTest, NamesEveryTrapOfASpreadsheetAndNothingInACleanFile) {
     EXPECT_EQ(Matches(Check({"3", SAMPLES "/articles.csv"}).output, "warning: [^\n]*"), "");
     std::string clean;
-    for (int i = 1; i <= 5; i++)
-        clean +=
-            Format("%d,\"Bread\",%d.25,\"x\",%s,0x7a\n", i, i, i % 2 == 0 ? "4740001000482" : "40170725");
+    int article = 0;
+    for (const char* code :
+         {"40170725", "4740001000017", "4740001000024", "4740001000031", "4740001000048"}) {
+        article++;
+        clean += Format("%d,\"Bread\",%d.25,\"x\",%s,0x7a\n", article, article, code);
+    }
     const std::string most = ", where 5 of 6 lines have a ";
     for (const auto& [line, warning] :
          {std::pair("6,\"Milk\",1.5,\"y\",4740001000482,0x7b", ""),
@@ -225,7 +228,13 @@ TEST_F(CheckTest, JudgesAColumnByWhatMostOfItIsMeantToBe) {
           {texts + R"("12345678905")", "6 ", "barcode 12345678905: has a spreadsheet taken the zeros"},
           {barcodes + "12345678905 0 211", "", ""},
           {barcodes + "2000011000000", "", ""},
-          {barcodes + barcodes + "20261101 20261102 20261103 20261104 20261105", "", ""},
+          {barcodes +
+               "4740001000055 4740001000062 4740001000079 4740001000086 4740001000093 20261101 20261102 "
+               "20261103 20261104 20261105",
+           "", ""},
+          {barcodes + "4740001000024", "6 ",
+           "barcode 4740001000024 is that of another article, too, in line 3"},
+          {texts + R"("#N/A" "Err:502" "#SALE")", "6 7 ", "a formula of the spreadsheet has failed"},
           {R"(1,"x" 2,"y" 3,"z" 4 5)", "", ""}}) {
         std::istringstream fields(column);
         std::string text;
@@ -240,6 +249,11 @@ TEST_F(CheckTest, JudgesAColumnByWhatMostOfItIsMeantToBe) {
                          : warning;
         EXPECT_EQ(named, lines) << warnings;
     }
+    // a script takes warnings of the file, and no others, for errors
+    for (const auto& [text, setting, status] : {std::tuple("1,\"a\"\n", "/Note=1", 0),
+                                                {"1,\"a\n", "/Note=1", 2},
+                                                {"7,\"a\"\n7,\"b\"\n", "/IgnoreDuplicates=1", 0}})
+        EXPECT_EQ(Check({"--strict", "3", File("a.csv", text), setting}).status, status) << text;
     const std::string odd = "1,\"1,5\"\n2,\"2,5\"\n3,\"3,5\"\n4,\"4,5\"\n5,\"n/a\"\n";
     EXPECT_NE(Check({"3", File("a.csv", odd)}).output.find(": a text, where 4 of 5 lines have a number\n"),
               std::string::npos);
