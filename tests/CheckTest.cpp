@@ -172,9 +172,7 @@ TEST_F(CheckTest, NamesEveryTrapOfASpreadsheetAndNothingInACleanFile) {
            "line 6, field 3, column 10: a text%number: a number in quotes arrives as a text: leave the "
            "quotes out"},
           {"6,\"Milk\",\"1,5\",\"y\",4740001000482,0x7b",
-           "line 6, field 3, column 10: a text%number: a decimal comma: write a point; without quotes "
-           "tavo-check "
-           "--fix does it"},
+           "line 6, field 3, column 10: a text%number: a decimal comma: write a point, and no quotes"},
           {"6,\"Milk\",\"1 234.50\",\"y\",4740001000482,0x7b",
            "line 6, field 3, column 10: a text%number: thousands separators: format the column without them"},
           {"6,\"Milk\",\"\200 12.50\",\"y\",4740001000482,0x7b",
