@@ -10,6 +10,7 @@
 #include "FileIo.h"
 #include "Format.h"
 #include "IniFile.h"
+#include "Outcome/Hints.h"
 #include "Settings.h"
 #include "Tools.h"
 
@@ -248,6 +249,7 @@ void DiagnosePatience(Warnings& warnings) {
 
 std::vector<std::string> DiagnoseSettings() {
     Warnings warnings;
+    warnings.Add("", GetIniFileHint());
     DiagnoseCommandLine(warnings);
     DiagnoseBytes(warnings);
     IniFile::VisitLines([&](const IniLine& line) { DiagnoseLine(line, warnings); });

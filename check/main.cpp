@@ -12,6 +12,7 @@
 #include "Options/CommandLine.h"
 #include "Outcome/ExitStatus.h"
 #include "Outcome/Failure.h"
+#include "Outcome/Hints.h"
 #include "Outcome/RunResult.h"
 #include "Setup.h"
 #include "System/Output.h"
@@ -52,6 +53,10 @@ void ShowStatus(int number, bool isClassOnly) {
 /** One a line, as /ECR= takes them: a name that a line could not show, or /ECR= not take, is left out. */
 ReturnCode ShowRegisters(const CheckOptions& options) {
     LoadSettings(options.words);
+    if (const std::string hint = GetIniFileHint(); !hint.empty()) {
+        std::fprintf(stderr, "tavo-check: %s\n", hint.c_str());
+        return ReturnCode_ConfigError;
+    }
     ReturnCode status = ReturnCode_OK;
     for (const std::string& name : AppConfig::GetEcrNames()) {
         if (!name.empty() && Printable(name) == name) {

@@ -88,6 +88,7 @@ ReturnCode Run(int argc, char* argv[]) {
     for (const auto& action : actions) {
         if (options.action != action.name) continue;
         LoadSettings(options.words);
+        HintAtSettings();
         return action.run(options);
     }
     Print("There is no action " + Printable(options.action) + ".\n\n" + GetUsage());

@@ -72,5 +72,5 @@ protected:
     }
 
     TempFolder folder;
-    std::string ini = "/nonexistent";
+    std::string ini = "/dev/null";
 };

@@ -1,6 +1,8 @@
 #include "AppConfig.h"
 #include "Check.h"
 #include "EcrComm/CommChannels/Linux/ComPort.h"
+#include "IniFile.h"
+#include "Outcome/Hints.h"
 
 /** tavo-check where it needs no file: settings, port and log, registers, statuses. */
 class SetupTest : public CheckTest {};
@@ -106,6 +108,24 @@ warning: line 15: EcrOperationMaxTime: of 30000 ms only 4400 are waited, as the 
     const std::string json = Check({"--setup", "--json"}).output;
     WriteText(folder / "a.json", json);
     EXPECT_EQ(RunProgram({"/usr/bin/jq", ".status", folder / "a.json"}).output, "10\n");
+}
+
+TEST_F(SetupTest, TellsWhatKeepsTheIniFileFromBeingRead) {
+    ini = folder / "missing.ini";
+    EXPECT_EQ(Check({"--registers"}).output, "tavo-check: there is no " + ini + "\n");
+    EXPECT_EQ(Check({"--registers"}).status, 10);
+    EXPECT_NE(Check({"3", File("a.csv", "1,2\n")}).output.find("warning: there is no " + ini),
+              std::string::npos);
+    if (geteuid() != 0) GTEST_SKIP() << "root alone can be another user for a moment";
+    ini = File("secret.ini", "[Common]\nTTY=a\n");
+    EXPECT_EQ(chmod((folder / "").c_str(), 0755) + chown(ini.c_str(), 0, 20) + chmod(ini.c_str(), 0640), 0);
+    IniFile::SetFile(ini, false);
+    EXPECT_EQ(GetIniFileHint(), "");
+    EXPECT_EQ(setresuid(65534, 65534, 0), 0);
+    const std::string hint = GetIniFileHint();
+    EXPECT_EQ(setresuid(0, 0, 0), 0);
+    EXPECT_EQ(hint, "this user may not read " + ini +
+                        ", root:dialout 640; sudo usermod -aG dialout $USER, then log in again");
 }
 
 TEST_F(SetupTest, TellsAScriptTheRegistersAndWhatAStatusAsksFor) {

@@ -3,8 +3,10 @@
 #include <poll.h>
 #include <unistd.h>
 
+#include <cerrno>
 #include <csignal>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "AppConfig.h"
@@ -24,6 +26,8 @@ namespace {
 /** Writes a line to a terminal that takes it now: one that is stopped (Ctrl-S), or that a job in the
  * background may not write to, holds no run up. */
 void Show(const std::string& hint) {
+    static std::string shown;  // one that was shown at the start is not shown again
+    if (hint == std::exchange(shown, hint)) return;
     const std::string line = "hint: " + hint + "\n";
     pollfd terminal{STDERR_FILENO, POLLOUT, 0};
     if (hint.empty() || poll(&terminal, 1, 0) != 1 || terminal.revents != POLLOUT) return;
@@ -43,7 +47,8 @@ void ShowToPerson(const Hint& hint) {
     TryQuietly([&] { Show(hint()); });
 }
 
-std::string HintOnNames() {
+std::string HintOnSettings() {
+    if (const std::string hint = GetIniFileHint(); !hint.empty()) return hint;
     for (const auto& [name, value] : AppConfig::GetParameters()) {
         if (value.empty() || FindSetting(name) != nullptr) continue;
         const std::string nearest = GetNearestSetting(name);
@@ -59,6 +64,7 @@ std::string HintOnNames() {
 
 std::string HintOnConfiguration() {
     if (!AppConfig::Get(settings::tty).empty()) return "tavo-check --setup shows every setting";
+    if (const std::string hint = GetIniFileHint(); !hint.empty()) return hint;
     const std::string file = Printable(IniFile::GetFile());
     const std::string section = AppConfig::GetEcrSection();
     if (section.empty() && AppConfig::GetEcrNames().size() > 1)
@@ -127,13 +133,23 @@ std::string HintOn(ReturnCode status) {
 
 }  // namespace
 
+std::string GetIniFileHint() {
+    const std::string path = IniFile::GetFile();
+    if (access(path.c_str(), R_OK) == 0) return "";
+    const bool isMissing = errno == ENOENT || errno == ENOTDIR;
+    const bool isNamed =
+        AppConfig::FindParameter(settings::configFilePath.name).place == SettingPlace_CommandLine;
+    if (isMissing) return isNamed ? "there is no " + Printable(path) : "";
+    return "this user may not read " + Printable(path) + ", " + DescribeRights(path, S_IRGRP);
+}
+
 std::string GetHint(ReturnCode status) {
     std::string hint;
     TryQuietly([&] { hint = HintOn(status); });
     return hint;
 }
 
-void HintAtSettings() { ShowToPerson(HintOnNames); }
+void HintAtSettings() { ShowToPerson(HintOnSettings); }
 
 void HintAtStatus(ReturnCode status) {
     ShowToPerson([status] { return HintOn(status); });

@@ -9,6 +9,10 @@
  * terminal. Nothing that fails here is a failure of the run.
  */
 
+/** Why the INI file counts for nothing: it may not be read, or the command line names one that is not there;
+ * empty where it counts, and where there need be none. */
+std::string GetIniFileHint();
+
 /** On a command line with names that are no settings, or a register that has no section. */
 void HintAtSettings();
 

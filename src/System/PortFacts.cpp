@@ -1,7 +1,6 @@
 #include "System/PortFacts.h"
 
 #include <dirent.h>
-#include <sys/stat.h>
 #include <sys/sysmacros.h>
 #include <unistd.h>
 
@@ -150,8 +149,8 @@ std::string RightsOf(const struct stat& file) {
 }
 
 /** What lets a user in: the group's rights, if it has them and is no group of the system's own. */
-std::string WayToUse(const struct stat& file) {
-    if ((file.st_mode & S_IRGRP) == 0 || (file.st_mode & S_IWGRP) == 0 || file.st_gid == 0) return "";
+std::string WayToUse(const struct stat& file, mode_t wanted = S_IRGRP | S_IWGRP) {
+    if ((file.st_mode & wanted) != wanted || file.st_gid == 0) return "";
     return "sudo usermod -aG " + NameOf(file.st_gid, "/etc/group") + " $USER, then log in again";
 }
 
@@ -176,10 +175,10 @@ PortFacts InspectPort(const std::string& tty) {
     return port;
 }
 
-std::string DescribeRights(const std::string& path) {
+std::string DescribeRights(const std::string& path, mode_t wanted) {
     struct stat file {};
     if (stat(path.c_str(), &file) != 0) return "not there";
-    const std::string way = WayToUse(file);
+    const std::string way = WayToUse(file, wanted);
     return RightsOf(file) + (way.empty() ? "" : "; " + way);
 }
 

@@ -1,5 +1,7 @@
 #pragma once
 
+#include <sys/stat.h>
+
 #include <string>
 #include <vector>
 
@@ -26,8 +28,8 @@ struct PortFacts {
 PortFacts InspectPort(const std::string& tty);
 
 /** Of a file or folder: "root:dialout 3775; sudo usermod -aG dialout $USER, then log in again", what would
- * let another user in, if anything. */
-std::string DescribeRights(const std::string& path);
+ * let another user in, if anything: a group that has the rights that are wanted. */
+std::string DescribeRights(const std::string& path, mode_t wanted = S_IRGRP | S_IWGRP);
 
 /** "held by tavo, process 4711"; empty for a port that nobody is seen to hold. */
 std::string DescribeHolders(const PortFacts& port);
