@@ -13,8 +13,12 @@ std::string WithErrorCode(const std::string& msg, int code) {
 }  // namespace
 
 Exception::Exception(ReturnCode returnCode, const std::string& displayMessage, const std::string& logMessage,
-                     const std::string& path)
-    : m_returnCode(returnCode), m_displayMessage(displayMessage), m_logMessage(logMessage), m_path(path) {}
+                     const std::string& path, int error)
+    : m_returnCode(returnCode),
+      m_displayMessage(displayMessage),
+      m_logMessage(logMessage),
+      m_path(path),
+      m_error(error) {}
 
 CommandLineException::CommandLineException(const std::string& msg)
     : Exception(ReturnCode_CmdLineError, msg + " (use /? for help)", msg) {}
@@ -25,8 +29,8 @@ ConfigurationException::ConfigurationException(const std::string& msg)
 CommunicationException::CommunicationException(const std::string& msg)
     : Exception(ReturnCode_CommunicationError, "\nCommunication error: " + msg, msg) {}
 
-FileIoException::FileIoException(const std::string& msg, const std::string& path)
-    : Exception(ReturnCode_FileIoError, msg, msg, path) {}
+FileIoException::FileIoException(const std::string& msg, const std::string& path, int error)
+    : Exception(ReturnCode_FileIoError, msg, msg, path, error) {}
 
 SystemException::SystemException(const std::string& msg, const std::string& path)
     : Exception(ReturnCode_SystemError, "System error: " + msg,

@@ -33,19 +33,22 @@ enum ReturnCode {
 class Exception {
 public:
     Exception(ReturnCode returnCode, const std::string& displayMessage, const std::string& logMessage,
-              const std::string& path = "");
+              const std::string& path = "", int error = 0);
 
     ReturnCode GetReturnCode() const { return m_returnCode; }
     std::string GetDisplayMessage() const { return m_displayMessage; }
     std::string GetLogMessage() const { return m_logMessage; }
     /** The file or device that a hint can say more about; empty for none. */
     std::string GetPath() const { return m_path; }
+    /** Why a call for it has failed, an errno; 0 where none has. */
+    int GetError() const { return m_error; }
 
 private:
     ReturnCode m_returnCode;
     std::string m_displayMessage;
     std::string m_logMessage;
     std::string m_path;
+    int m_error;
 };
 
 class CommandLineException : public Exception {
@@ -65,7 +68,7 @@ public:
 
 class FileIoException : public Exception {
 public:
-    explicit FileIoException(const std::string& msg, const std::string& path = "");
+    explicit FileIoException(const std::string& msg, const std::string& path = "", int error = 0);
 };
 
 /** An operating-system call failed; errno as it stands at construction goes to the log. */

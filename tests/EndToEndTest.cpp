@@ -212,6 +212,7 @@ TEST_F(EndToEndTest, HintsOnATerminalAndNowhereElse) {
     const PseudoTerminal silent;
     const Simulator ecr;
     const Simulator otherSet({"--protocol-set", "0"});
+    const Simulator busy({"--busy"});
     const Process holder({"/usr/bin/flock", "/dev/" + held.Tty(), "/bin/sleep", "60"});
     while (system(("flock -n /dev/" + held.Tty() + " true").c_str()) == 0) std::this_thread::yield();
     ini = File("TAVO.ini", "[ECR_Till]\nRetryCount=1\n");
@@ -222,6 +223,10 @@ TEST_F(EndToEndTest, HintsOnATerminalAndNowhereElse) {
           {{tty, "/ECR=B"}, 0, "no section [ECR_B] in " + ini},
           {{}, 10, "no TTY in " + ini + ", [ECR_Till] or [Common]; tavo-line list shows the ports"},
           {{"/TTY=none"}, 50, "no such device; tavo-line list shows "},
+          {{tty, "/ComSettings=baud=9600"}, 0, "/ComSettings has no effect on the command line"},
+          {{"bad"}, 1, "correct it; tavo /?"},
+          {{"/TTY=" + busy.Tty()}, 3, "try again later"},
+          {{tty, "/ResultFile=/none/a"}, 13, "/none/a: No such file or directory"},
           {{"/TTY=/dev/ttyS9"}, 50, "TTY is a name below /dev"},
           {{"/TTY=" + held.Tty()}, 16, "held by flock, process "},
           {{"/TTY=" + silent.Tty(), "/SerialProtocolRetryCount=1", "/SerialProtocolResponseMaxTime=100"},
@@ -251,7 +256,9 @@ TEST_F(EndToEndTest, WritesAResultThatAProgramReadsWhateverItIs) {
     Simulator ecr({"--reject", "2:3", "--reject", "5", "--password", "s3cret", "--trace=json"});
     const std::string tty = "/TTY=" + ecr.Tty();
     const std::string path = folder / "T%2F1.json";
-    const std::string readme = ReadText(SOURCE_FOLDER "/README.md");
+    const std::string page = ReadText(SOURCE_FOLDER "/README.md");
+    const size_t table = page.find("| Member |");
+    const std::string readme = page.substr(table, page.find("\n\n", table) - table);
     ini = File("TAVO.ini", "[ECR_T/1]\n");
     const auto result = [&](const char* filter) {
         return RunProgram({"/usr/bin/jq", "-c", filter, path}).output;

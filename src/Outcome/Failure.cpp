@@ -20,7 +20,7 @@ void LogIfPossible(std::string_view message) {
 ReturnCode HandleException(Exception* e) {
     const std::unique_ptr<Exception> failure(e);
     LogIfPossible(failure->GetLogMessage());
-    lastFailure = {Trim(failure->GetDisplayMessage(), "\n"), failure->GetPath()};
+    lastFailure = {Trim(failure->GetDisplayMessage(), "\n"), failure->GetPath(), failure->GetError()};
     Print(failure->GetDisplayMessage() + "\n");
     return failure->GetReturnCode();
 }

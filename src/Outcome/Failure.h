@@ -15,6 +15,7 @@ ReturnCode HandleException(Exception* e);
 struct Failure {
     std::string text;  // as it was printed, in one line
     std::string path;  // of the file or device concerned; empty for none
+    int error = 0;     // why a call for it has failed, an errno; 0 where none has
 };
 
 /** The last one; empty without one. */

@@ -5,6 +5,7 @@
 
 #include <cerrno>
 #include <csignal>
+#include <cstring>
 #include <string>
 #include <utility>
 #include <vector>
@@ -14,6 +15,7 @@
 #include "Format.h"
 #include "IniFile.h"
 #include "Logging.h"
+#include "Outcome/ExitStatus.h"
 #include "Outcome/Failure.h"
 #include "Path.h"
 #include "Settings.h"
@@ -50,7 +52,11 @@ void ShowToPerson(const Hint& hint) {
 std::string HintOnSettings() {
     if (const std::string hint = GetIniFileHint(); !hint.empty()) return hint;
     for (const auto& [name, value] : AppConfig::GetParameters()) {
-        if (value.empty() || FindSetting(name) != nullptr) continue;
+        const Setting* const setting = FindSetting(name);
+        if (value.empty()) continue;
+        if (setting != nullptr && (setting->places & SettingPlace_CommandLine) == 0)
+            return "/" + name + " has no effect on the command line; tavo-check --setup tells where it has";
+        if (setting != nullptr) continue;
         const std::string nearest = GetNearestSetting(name);
         return "no setting /" + Printable(name) + (nearest.empty() ? "" : "; /" + nearest + "?");
     }
@@ -73,7 +79,8 @@ std::string HintOnConfiguration() {
            "[Common]; tavo-line list shows the ports";
 }
 
-/** On a file that another run is writing, or a log that could not be opened. */
+/** On a file that another run is writing, a log that could not be opened, or why the system refuses a file.
+ */
 std::string HintOnFile() {
     const std::string& file = GetLastFailure().path;
     for (const std::string& log : GetLogPaths())
@@ -81,6 +88,7 @@ std::string HintOnFile() {
             const std::string place = File::Exists(log) ? log : Path::GetDirectoryName(log);
             return Printable(place) + " is " + DescribeRights(place) + "; LogFilePath names another folder";
         }
+    if (const int error = GetLastFailure().error; error != 0) return Printable(file) + ": " + strerror(error);
     struct stat status {};
     if (stat(file.c_str(), &status) != 0) return "";
     for (const std::string& locked : {FileLock::GetPath(file, status), file})
@@ -127,7 +135,7 @@ std::string HintOn(ReturnCode status) {
         case ReturnCode_EcrPortLocked: return DescribeHolders(InspectPort(AppConfig::Get(settings::tty)));
         case ReturnCode_SystemError: return HintOnPort();
         case ReturnCode_FileIoError: return HintOnFile();
-        default: return "";
+        default: return FindExitStatus(status)->whatToDo;
     }
 }
 

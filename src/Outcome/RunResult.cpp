@@ -81,12 +81,15 @@ bool IsSecret(const std::string& word) {
 
 std::string WithoutSecret(const std::string& word) { return IsSecret(word) ? "" : word; }
 
-/** An error may have a password in it that was not taken for one. */
+/** Whether a text about the run may have a password in it that was not taken for one. */
+bool MayBeSecret(const RunOutline& run, const ExitStatus& status, const std::string& text) {
+    return ToUpper(text).find("PASSW") != std::string::npos &&
+           (status.code == ReturnCode_CmdLineError || IsSecret(run.params.filePath));
+}
+
 std::string GetMessage(const RunOutline& run, const ExitStatus& status) {
     const std::string& failure = GetLastFailure().text;
-    const bool mayBeSecret = ToUpper(failure).find("PASSW") != std::string::npos &&
-                             (status.code == ReturnCode_CmdLineError || IsSecret(run.params.filePath));
-    if (!failure.empty() && !mayBeSecret) return failure;
+    if (!failure.empty() && !MayBeSecret(run, status, failure)) return failure;
     std::string found;  // lines that were left out, of a run that failed at nothing else
     for (const std::string& text : FileErrors::GetSummaries()) found += (found.empty() ? "" : "; ") + text;
     return found.empty() || !failure.empty() || status.code == ReturnCode_OK ? status.meaning : found;
@@ -167,7 +170,8 @@ std::string GetResult(const RunOutline& run, int status) {
         .Add("class", statusClassNames[exitStatus.statusClass])
         .Add("message", GetMessage(run, exitStatus));
     const std::string hint = GetHint(exitStatus.code);
-    if (&exitStatus != &interruptedStatus && !hint.empty()) result.Add("hint", hint);
+    if (&exitStatus != &interruptedStatus && !hint.empty() && !MayBeSecret(run, exitStatus, hint))
+        result.Add("hint", hint);
     return result.GetText();
 }
 
