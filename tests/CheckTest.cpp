@@ -203,8 +203,9 @@ TEST_F(CheckTest, NamesEveryTrapOfASpreadsheetAndNothingInACleanFile) {
     // what the tool refuses is explained in the same words
     for (const char* number : {"4.74E+12", "1.23456789012346E+019", "12.05.2026", "12-May", "12:05", "20%",
                                "1 234.5", "1?234.50", "1 234.50\xA0\x80"})
-        EXPECT_TRUE(ListMatches(Check({"3", File("a.csv", clean + "6,\"Milk\"," + number + "\n")}).output,
-                                "one point: [^\n]*(column|without)", "$&") != "")
+        EXPECT_NE(ListMatches(Check({"3", File("a.csv", clean + "6,\"Milk\"," + number + "\n")}).output,
+                              "one point: [^\n]*(column|without)", "$&"),
+                  "")
             << number;
 }
 
