@@ -50,7 +50,7 @@ void ShowToPerson(const Hint& hint) {
 }
 
 std::string HintOnSettings() {
-    if (const std::string hint = GetIniFileHint(); !hint.empty()) return hint;
+    if (std::string hint = GetIniFileHint(); !hint.empty()) return hint;
     for (const auto& [name, value] : AppConfig::GetParameters()) {
         const Setting* const setting = FindSetting(name);
         if (value.empty()) continue;
@@ -70,7 +70,7 @@ std::string HintOnSettings() {
 
 std::string HintOnConfiguration() {
     if (!AppConfig::Get(settings::tty).empty()) return "tavo-check --setup shows every setting";
-    if (const std::string hint = GetIniFileHint(); !hint.empty()) return hint;
+    if (std::string hint = GetIniFileHint(); !hint.empty()) return hint;
     const std::string file = Printable(IniFile::GetFile());
     const std::string section = AppConfig::GetEcrSection();
     if (section.empty() && AppConfig::GetEcrNames().size() > 1)
