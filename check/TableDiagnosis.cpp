@@ -252,16 +252,16 @@ private:
         VisitColumn(field, [&](const Row& row, const Cell& cell) {
             const std::string digits = Unquoted(cell.text);
             const size_t length = digits.size();
-            const bool isRight = HasBarcodeLength(digits) && digits.back() == CheckDigitOf(digits);
+            // numbers of the shop's own, of another length than the barcodes among them, have no check digit
+            const bool isOwn = counts[length] >= fewestRows && 2 * right[length] <= counts[length];
+            const bool isBarcode = HasBarcodeLength(digits) && !isOwn;
+            const bool isRight = isBarcode && digits.back() == CheckDigitOf(digits);
             const Row* const first = isRight ? articles.emplace(digits, &row).first->second : &row;
             if (first->cells[0].text != row.cells[0].text)
                 Warn(row, field,
                      Format("barcode %s is that of another article, too, in line %d", digits.c_str(),
                             first->line));
-            // numbers of the shop's own, of another length than the barcodes among them, have no check digit
-            const bool isOwn = counts[length] >= fewestRows && 2 * right[length] <= counts[length];
-            if (HasBarcodeLength(digits) && !isOwn && !IsWeighed(digits) &&
-                digits.back() != CheckDigitOf(digits))
+            if (isBarcode && !isRight && !IsWeighed(digits))
                 Warn(row, field,
                      Format("barcode %s has a wrong check digit: %c would be right", digits.c_str(),
                             CheckDigitOf(digits)));
