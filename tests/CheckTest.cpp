@@ -293,16 +293,17 @@ TEST_F(CheckTest, TellsFirstWhatIsNoFileOfItsKind) {
 }
 
 TEST_F(CheckTest, FixesWhatIsCertainInACopyThatPasses) {
-    const std::string path = File(
-        "a.csv",
-        "\xEF\xBB\2771;\"P\xC3\xA4rnu; \"\"Eesti\"\"\";1,25;24\r2;\"b, c\";-0,5;7\r\n3;\"d\";1;\"1,5\"\n");
+    const std::string path = File("a.csv",
+                                  "\xEF\xBB\2771;\"P\xC3\xA4rnu; \"\"Eesti\"\"\";1,25;24\r2;\"b, "
+                                  "\xC3\xA4\";-0,5;7\r\n3;\"d\";1;\"1,5\"\n");
     const RunResult fixed = Check({"--fix", folder / "b.csv", "--codepage", "CP1257", "3", path});
     EXPECT_EQ(ReadText(folder / "b.csv"),
-              "1,\"P\344rnu; \"\"Eesti\"\"\",1.25,24\n2,\"b, c\",-0.5,7\r\n3,\"d\",1,\"1,5\"\n");
+              "1,\"P\344rnu; \"\"Eesti\"\"\",1.25,24\n2,\"b, \344\",-0.5,7\r\n3,\"d\",1,\"1,5\"\n");
     EXPECT_EQ(Matches(fixed.output, "(fixed: )?line [^\n]*|Return.*"),
               "fixed: line 1: byte-order mark removed\nfixed: line 1: decimal comma in field 3 is a point "
               "now\nfixed: line 1: delimiter\nfixed: line 1: letters converted\nfixed: line 1: line "
               "end\nfixed: line 2: decimal comma in field 3 is a point now\nfixed: line 2: delimiter\nfixed: "
+              "line 2: letters converted\nfixed: "
               "line 3: delimiter\nReturn value 0\n");
     for (const auto& [text, delimiter, copy] :
          {std::tuple(std::string("1;\"a\";1,25\n2;\"b\";2,5\n"), ";",
