@@ -98,12 +98,10 @@ ReturnCode End(ReturnCode status, bool isJson) {
 ReturnCode Run(int argc, char* argv[]) {
     bool isJson = false;
     try {
-        return CallWithinMemory([&] {
-            const CheckOptions options = ParseCheckOptions(argc, argv);
-            if (const std::optional<ReturnCode> status = Inform(options)) return *status;
-            isJson = options.isJson;
-            return End(options.isSetup ? CheckSetup(options) : CheckFile(options), isJson);
-        });
+        const CheckOptions options = ParseCheckOptions(argc, argv);
+        if (const std::optional<ReturnCode> status = Inform(options)) return *status;
+        isJson = options.isJson;
+        return End(options.isSetup ? CheckSetup(options) : CheckFile(options), isJson);
     } catch (Exception* e) {
         if (!isJson) return End(HandleException(e), false);
         const std::unique_ptr<Exception> failure(e);

@@ -77,6 +77,9 @@ public:
     explicit SystemException(const std::string& msg, const std::string& path = "");
 };
 
+/** Of a SystemException for memory that is not to be had. */
+inline constexpr const char* notEnoughMemory = "Not enough memory";
+
 /** A broken invariant; thrown as InternalException(__FILE__, __LINE__), which only the log shows. */
 class InternalException : public Exception {
 public:
@@ -105,16 +108,6 @@ class NetworkSystemException : public Exception {
 public:
     explicit NetworkSystemException(const std::string& msg, int code = 0);
 };
-
-/** Runs the action; memory that is missing fails as any other call of the system. */
-template <class Action>
-auto CallWithinMemory(const Action& action) {
-    try {
-        return action();
-    } catch (const std::bad_alloc&) {
-        throw new SystemException("Not enough memory");
-    }
-}
 
 /** Runs the action; false where that fails, for whatever reason, and the failure does not matter. */
 template <class Action>

@@ -1,6 +1,7 @@
 #include "Outcome/Driver.h"
 
 #include <memory>
+#include <new>
 
 #include "AppConfig.h"
 #include "Commands.h"
@@ -20,16 +21,17 @@ ReturnCode ExecuteOnOpenLink(const BaseCommandParameters& params) {
 
 ReturnCode Attempt(const BaseCommandParameters& params, ProtocolID protocol) {
     try {
-        return CallWithinMemory([&] {
-            ConnectToEcr(protocol);
-            const ReturnCode result = ExecuteOnOpenLink(params);
-            DisconnectFromEcr();
-            return result;
-        });
+        ConnectToEcr(protocol);
+        const ReturnCode result = ExecuteOnOpenLink(params);
+        DisconnectFromEcr();
+        return result;
     } catch (Exception* e) {
         std::unique_ptr<Exception> failure(e);
         DisconnectFromEcr(e);
         return HandleException(failure.release());
+    } catch (const std::bad_alloc&) {
+        DisconnectFromEcr();  // first of all: an exception wants memory, too
+        return HandleException(new SystemException(notEnoughMemory));
     }
 }
 
