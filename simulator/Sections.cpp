@@ -45,7 +45,7 @@ void Sections::Load(byte section) {
     for (int place = 0; file.Read(position, length, sizeof length) == sizeof length; place++) {
         Record record(static_cast<size_t>(length[0] | length[1] << 8));
         position += static_cast<off_t>(sizeof length);
-        if (file.Read(position, record.data(), record.size()) != record.size()) ThrowReadError(path);
+        if (file.Read(position, record.data(), record.size()) != record.size()) ThrowReadError(path, 0);
         position += static_cast<off_t>(record.size());
         m_sections[section][KeyOf(record, place)] = record;
     }

@@ -53,9 +53,9 @@ bool IsSupported(const byte* header) {
 std::vector<byte> ReadRows(const SourceFile& file, const std::string& filename, uint32_t offset,
                            uint64_t size) {
     if (size == 0) return {};  // wherever they are said to begin
-    if (offset + size > static_cast<uint64_t>(file.GetSize())) ThrowReadError(filename);
+    if (offset + size > static_cast<uint64_t>(file.GetSize())) ThrowReadError(filename, 0);
     std::vector<byte> rows(static_cast<size_t>(size));  // of a file with less than 2 GiB
-    if (file.Read(static_cast<off_t>(offset), rows.data(), rows.size()) != size) ThrowReadError(filename);
+    if (file.Read(static_cast<off_t>(offset), rows.data(), rows.size()) != size) ThrowReadError(filename, 0);
     return rows;
 }
 
@@ -77,7 +77,7 @@ void BmpFileReader::Open(const std::string& filename) {
     byte header[headersSize] = {};
     const size_t headerLength = ioFile.Read(0, header, sizeof header);
     if (!IsSupported(header)) throw new FileIoException("Wrong bitmap file format");
-    if (headerLength < palette) ThrowReadError(filename);
+    if (headerLength < palette) ThrowReadError(filename, 0);
 
     bitmapHeight = static_cast<int>(GetField(header, biHeight));
     bitmapWidth = static_cast<int>(GetField(header, biWidth));

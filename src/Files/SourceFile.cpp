@@ -15,7 +15,8 @@ void SourceFile::Open(const std::string& filename) {
     m_filename = filename;
     if (!m_file.Reset(open(filename.c_str(), O_RDONLY | O_CLOEXEC)) || !m_file.IsOpen())
         ThrowOpenError(filename);
-    if (fstat(m_file.Get(), &m_opened) != 0 || S_ISDIR(m_opened.st_mode)) ThrowReadError(filename);
+    if (fstat(m_file.Get(), &m_opened) != 0) ThrowReadError(filename);
+    if (S_ISDIR(m_opened.st_mode)) ThrowReadError(filename, EISDIR);
     if (m_opened.st_size > INT_MAX) ThrowTooLarge();
 }
 

@@ -66,7 +66,7 @@ void TargetFile::OpenAndLock() {
     if (fstat(m_file.Get(), &m_status) != 0) ThrowWriteError(m_filename);
     if (!S_ISREG(m_status.st_mode)) return;
     if (m_isPrivate && (m_status.st_uid != geteuid() || fchmod(m_file.Get(), 0600) != 0))
-        ThrowOpenError(m_filename);
+        ThrowOpenError(m_filename, EPERM);
     if (!m_lock.Take(m_filename, m_file.Get(), m_status))
         throw new FileIoException("File '" + Printable(m_filename) + "' is being written by another run",
                                   m_filename);
@@ -78,13 +78,14 @@ void TargetFile::OpenAndLock() {
 void TargetFile::CopyFormerContent() const {
     const Descriptor source(open(m_filename.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK));
     struct stat found {};
-    if (!source.IsOpen() || fstat(source.Get(), &found) != 0 || !File::IsSame(found, m_status))
-        ThrowReadError(m_filename);
+    if (!source.IsOpen() || fstat(source.Get(), &found) != 0) ThrowReadError(m_filename);
+    if (!File::IsSame(found, m_status)) ThrowReadError(m_filename, 0);
     if (m_status.st_size == 0) return;
     // made new and renamed: whatever stands under the name is replaced, never written into
     const std::string kept = m_filename + "~";
     TemporaryFile copy(m_filename);
     uint64_t size = 0;
+    errno = 0;  // a file that becomes shorter meanwhile is no call that fails
     const bool isCopied = copy.Get() != -1 &&
                           fchmod(copy.Get(), GetRightsLike(m_status) & m_status.st_mode) == 0 &&
                           ReadAll(source.Get(),

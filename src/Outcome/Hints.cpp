@@ -90,10 +90,10 @@ std::string HintOnFile() {
         }
     if (const int error = GetLastFailure().error; error != 0) return Printable(file) + ": " + strerror(error);
     struct stat status {};
-    if (stat(file.c_str(), &status) != 0) return "";
-    for (const std::string& locked : {FileLock::GetPath(file, status), file})
-        if (std::string holders = DescribeHolders(locked); !holders.empty()) return holders;
-    return "";
+    if (stat(file.c_str(), &status) == 0)
+        for (const std::string& locked : {FileLock::GetPath(file, status), file})
+            if (std::string holders = DescribeHolders(locked); !holders.empty()) return holders;
+    return FindExitStatus(ReturnCode_FileIoError)->whatToDo;
 }
 
 /** The program that finds out more, with the port that the command line named. */

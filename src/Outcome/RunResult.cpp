@@ -193,7 +193,7 @@ bool IsInUse(const RunOutline& run, const std::string& path) {
 }
 
 void Write(const RunOutline& run, const std::string& path, const std::string& result) {
-    if (IsInUse(run, path)) ThrowWriteError(path);
+    if (IsInUse(run, path)) ThrowWriteError(path, 0);
     ReplaceFile(path, result + "\n");
 }
 

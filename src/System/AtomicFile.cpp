@@ -24,7 +24,7 @@ std::string GetFolderOf(const std::string& filename) { return filename.substr(0,
 mode_t GetRights(const std::string& filename) {
     struct stat status {};
     // a renamed file would stand in the place of the device or pipe, for everybody
-    if (stat(filename.c_str(), &status) == 0 && !S_ISREG(status.st_mode)) ThrowWriteError(filename);
+    if (stat(filename.c_str(), &status) == 0 && !S_ISREG(status.st_mode)) ThrowWriteError(filename, 0);
     status = {};
     lstat(filename.c_str(), &status);  // a link is replaced by a file
     return GetRightsLike(status);
