@@ -174,10 +174,10 @@ ReturnCode CheckFile(const CheckOptions& options) {
         Tell(GetVerdicts(), true);
     else
         Print(told);
-    const std::vector<Finding> lines =
+    const std::vector<Finding> findings =
         verdict.hasLines && contents.empty() ? Explain(params.filePath, rules) : std::vector<Finding>();
-    Tell(lines, options.isJson);
-    if (options.isStrict && verdict.status == ReturnCode_OK && !(contents.empty() && lines.empty()))
+    Tell(findings, options.isJson);
+    if (options.isStrict && verdict.status == ReturnCode_OK && !(contents.empty() && findings.empty()))
         verdict.status = ReturnCode_InputFileSyntaxError;
     if (options.isJson)
         Print(JsonObject()
