@@ -21,6 +21,7 @@ SettingPlace PlaceOf(const std::string& section) {
     const std::string prefix = AppConfig::ecrSectionPrefix;
     if (section.empty()) return SettingPlace_Top;
     if (IniFile::IsSameName(section, AppConfig::commonSection)) return SettingPlace_Common;
+    if (IniFile::IsSameName(section, AppConfig::nightSection)) return SettingPlace_Night;
     return IniFile::IsSameName(section.substr(0, prefix.size()), prefix) ? SettingPlace_EcrSection
                                                                          : SettingPlace_None;
 }
@@ -47,6 +48,7 @@ std::string DiagnosePlace(const Setting& setting, SettingPlace place) {
     } names[] = {{SettingPlace_CommandLine, "on the command line"},
                  {SettingPlace_EcrSection, "in the section of a register"},
                  {SettingPlace_Common, "in [Common]"},
+                 {SettingPlace_Night, "in [Night]"},
                  {SettingPlace_Top, "above the first section heading of the INI file"}};
     std::string places;
     for (const auto& entry : names)
@@ -108,8 +110,8 @@ std::string DiagnoseFileType(const std::string& value) {
 std::string DiagnoseText(const Setting& setting, const std::string& value) {
     std::string name = setting.name;
     const std::string shown = &setting == &settings::password ? "..." : "'" + Printable(value) + "'";
-    for (const char* comment : {" ;", "\t;", " #", "\t#"})
-        if (value.find(comment) != std::string::npos)
+    for (const char* comment : {" ;", "\t;", " #", "\t#"})  // which the shell has
+        if (&setting != &settings::onTrouble && value.find(comment) != std::string::npos)
             return name.append(": there are no comments, the whole value is ").append(shown);
     if (&setting == &settings::comSettings) return DiagnoseComSettings(value);
     if (&setting == &settings::fileType) return DiagnoseFileType(value);

@@ -64,6 +64,8 @@ SettingInUse InUse(const Setting& setting) {
         parameter = {IniFile::GetString("", name, ""), SettingPlace_Top};
     else if (setting.places == SettingPlace_Common)
         parameter = {IniFile::GetString(AppConfig::commonSection, name, ""), SettingPlace_Common};
+    else if ((setting.places & SettingPlace_Night) != 0 && (parameter.place & setting.places) == 0)
+        parameter = {IniFile::GetString(AppConfig::nightSection, name, ""), SettingPlace_Night};
     if (parameter.value.empty()) parameter = {GetDefault(setting), SettingPlace_None};
     if (&setting == &settings::password && !parameter.value.empty()) parameter.value = "...";
     switch (parameter.place) {
@@ -71,6 +73,7 @@ SettingInUse InUse(const Setting& setting) {
         case SettingPlace_EcrSection:
             return {&setting, parameter.value, "[" + AppConfig::GetEcrSection() + "]"};
         case SettingPlace_Common: return {&setting, parameter.value, "[Common]"};
+        case SettingPlace_Night: return {&setting, parameter.value, "[Night]"};
         case SettingPlace_Top: return {&setting, parameter.value, "top of the INI file"};
         default: return {&setting, parameter.value, "default"};
     }

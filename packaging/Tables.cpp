@@ -6,6 +6,7 @@
 #include "EcrComm/CommChannels/FrameVersion.h"
 #include "Format.h"
 #include "LineOptions.h"
+#include "NightOptions.h"
 #include "Options.h"
 #include "Options/CommandLine.h"
 #include "Outcome/ExitStatus.h"
@@ -125,7 +126,9 @@ std::string FillTemplate(std::string text) {
                   {"@CHECK_OPTIONS@", GetNames(GetCheckOptionHelp())},
                   {"@CHECK_OPTIONS_MAN@\n", GetMan(GetCheckOptionHelp())},
                   {"@LINE_OPTIONS@", GetNames(GetLineOptionHelp())},
-                  {"@LINE_OPTIONS_MAN@\n", GetMan(GetLineOptionHelp())}};
+                  {"@LINE_OPTIONS_MAN@\n", GetMan(GetLineOptionHelp())},
+                  {"@NIGHT_OPTIONS@", GetNames(GetNightOptionHelp())},
+                  {"@NIGHT_OPTIONS_MAN@\n", GetMan(GetNightOptionHelp())}};
     for (const auto& entry : values)
         for (size_t at; (at = text.find(entry.placeholder)) != std::string::npos;)
             text.replace(at, std::string(entry.placeholder).size(), entry.value);

@@ -21,6 +21,7 @@ class AppConfig {
 public:
     static constexpr const char* commonSection = "Common";
     static constexpr const char* ecrSectionPrefix = "ECR_";
+    static constexpr const char* nightSection = "Night";  // in place of Common for settings of tavo-night
 
     static void Clear();
     /** Stores a value for this run; "persistent" changes nothing, the INI file is never written. */

@@ -12,7 +12,10 @@ enum SettingPlace : unsigned {
     SettingPlace_EcrSection = 2,  // of the INI file
     SettingPlace_Common = 4,      // its section [Common]
     SettingPlace_Top = 8,         // above its first section heading
-    SettingPlace_Any = SettingPlace_CommandLine | SettingPlace_EcrSection | SettingPlace_Common
+    SettingPlace_Night = 16,      // its section [Night], of tavo-night
+    SettingPlace_Any = SettingPlace_CommandLine | SettingPlace_EcrSection | SettingPlace_Common,
+    SettingPlace_WholeNight = SettingPlace_CommandLine | SettingPlace_Night,
+    SettingPlace_NightOrEcr = SettingPlace_WholeNight | SettingPlace_EcrSection
 };
 
 /** The numbers that work as they are written, and the one that holds where none is set. AppConfig does not
@@ -151,6 +154,30 @@ inline constexpr NumberSetting serverPortTo("ServerPortTo", SettingPlace_Any, {0
                                             "server mode; this platform has none");
 inline constexpr NumberSetting connectionTimeout("ConnectionTimeout", SettingPlace_Any, {0, 30, INT_MAX}, "s",
                                                  "server mode; this platform has none");
+inline constexpr TextSetting folder("Folder", SettingPlace_WholeNight, "/var/lib/tavo",
+                                    "tavo-night: folder of reports, results and ledger");
+inline constexpr TextSetting prices("Prices", SettingPlace_NightOrEcr, "prices.csv",
+                                    "tavo-night: file of prices to send, in Folder unless it has a path; "
+                                    "without that file none are sent");
+inline constexpr NumberSetting section("Section", SettingPlace_NightOrEcr, {1, 3, INT_MAX}, "",
+                                       "tavo-night: section of the register that holds the prices");
+inline constexpr TextSetting report("Report", SettingPlace_NightOrEcr, "70",
+                                    "tavo-night: report to read and clear, or several as 70,71");
+inline constexpr NumberSetting tries("Tries", SettingPlace_WholeNight, {1, 3, INT_MAX}, "attempts",
+                                     "tavo-night: runs for each job of a register, as long as another one "
+                                     "may help");
+inline constexpr NumberSetting pause("Pause", SettingPlace_WholeNight, {0, 60, INT_MAX}, "s",
+                                     "tavo-night: time between two of them");
+inline constexpr NumberSetting jobs("Jobs", SettingPlace_WholeNight, {1, 64, 4096}, "",
+                                    "tavo-night: runs at the same time, at most");
+inline constexpr NumberSetting maxAge("MaxAge", SettingPlace_WholeNight, {1, 30, INT_MAX}, "h",
+                                      "tavo-night: a register is missing when a job of its was not good for "
+                                      "so long");
+inline constexpr NumberSetting keep("Keep", SettingPlace_WholeNight, {1, 60, INT_MAX}, "nights",
+                                    "tavo-night: how long prune keeps the files of a report that was booked");
+inline constexpr TextSetting onTrouble("OnTrouble", SettingPlace_WholeNight, "",
+                                       "tavo-night: command for the shell, run when a night is not well, and "
+                                       "when all is well again");
 
 /** In the order in which they are shown. */
 inline constexpr const Setting* all[] = {&configFilePath,
@@ -189,7 +216,17 @@ inline constexpr const Setting* all[] = {&configFilePath,
                                          &withTC,
                                          &serverPortFrom,
                                          &serverPortTo,
-                                         &connectionTimeout};
+                                         &connectionTimeout,
+                                         &folder,
+                                         &prices,
+                                         &section,
+                                         &report,
+                                         &tries,
+                                         &pause,
+                                         &jobs,
+                                         &maxAge,
+                                         &keep,
+                                         &onTrouble};
 
 constexpr bool AreDefaultsInRange() {
     for (const Setting* setting : all)

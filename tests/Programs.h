@@ -23,7 +23,8 @@ struct RunResult {
 };
 
 /** The programs of the build. */
-constexpr const char* programs[] = {TAVO_PROGRAM, ECRSIM_PROGRAM, TAVO_CHECK_PROGRAM, TAVO_LINE_PROGRAM};
+constexpr const char* programs[] = {TAVO_PROGRAM, ECRSIM_PROGRAM, TAVO_CHECK_PROGRAM, TAVO_LINE_PROGRAM,
+                                    TAVO_NIGHT_PROGRAM};
 
 /**
  * A program that runs beside the test; one that still runs at the end is killed. The first word that is a

@@ -42,17 +42,7 @@ std::string GetRegister() {
 /** Stands for the register where none is named. */
 constexpr const char* noRegister = "default";
 
-/** "2026-11-21T18:20:01.250+02:00" */
-std::string ToIso(const timespec& time) {
-    std::tm local{};
-    localtime_r(&time.tv_sec, &local);
-    char text[40];
-    const size_t length = std::strftime(text, sizeof text, "%Y-%m-%dT%H:%M:%S%z", &local);
-    constexpr size_t zoneLength = 5;
-    return std::string(text, length)
-        .insert(length - 2, ":")
-        .insert(length - zoneLength, Format(".%03ld", time.tv_nsec / 1'000'000));
-}
+std::string ToSeconds(long long ns) { return Format("%.3f", static_cast<double>(ns) / 1e9); }
 
 /** Of the time, the process and a random number. */
 std::string MakeId(const timespec& now) {
@@ -151,8 +141,9 @@ JsonObject GetOutline(const RunOutline& run, const char* state) {
         S_ISREG(file.st_mode))
         result.Add("bytes", file.st_size);
     if (run.isCommandKnown && Clears(run.params.command)) result.Add("clear", clearStates[GetClearState()]);
+    if (run.clearTime != 0) result.AddJson("clearAfter", ToSeconds(run.clearTime - run.startTime));
     result.Add("start", ToIso(run.start))
-        .AddJson("seconds", Format("%.3f", static_cast<double>(GetTimeNs() - run.startTime) / 1e9))
+        .AddJson("seconds", ToSeconds(GetTimeNs() - run.startTime))
         .Add("attempts", GetAttemptCount())
         .Add("frameVersion", GetFrameVersion(version).number)
         .AddJson("records", GetRecords())
@@ -246,10 +237,12 @@ void SetCommand(RunOutline& run, const BaseCommandParameters& params) {
         WriteIfPossible(run, path);
     run.isResultRefused = false;
     OnClearing([&run, path] {
-        if (GetClearState() == ClearState_Requested)
+        if (GetClearState() == ClearState_Requested) {
+            run.clearTime = GetTimeNs();
             Write(run, path, GetOutline(run, "running").GetText());
-        else
+        } else {
             WriteIfPossible(run, path);
+        }
     });
 }
 

@@ -15,6 +15,7 @@ struct RunOutline {
     std::string id;                  // that no other run has
     timespec start{};
     long long startTime = 0;       // ns of the raw clock
+    long long clearTime = 0;       // of it, when the ECR was about to be asked to clear; 0: it was not
     bool isResultRefused = false;  // its file cannot be written, which was told
 };
 

@@ -1,0 +1,124 @@
+#include "NightFolder.h"
+
+#include <dirent.h>
+#include <fcntl.h>
+#include <pwd.h>
+#include <sys/file.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <map>
+#include <memory>
+
+#include "Children.h"
+#include "Exceptions.h"
+#include "Format.h"
+#include "ReportFile.h"
+#include "Settlement.h"
+#include "System/Clock.h"
+#include "System/FileStream.h"
+#include "System/Output.h"
+#include "Tools.h"
+
+namespace {
+
+constexpr const char* rooms[] = {"/reports", "/results", "/checks", "/sent"};
+
+std::string GetUserName(uid_t user) {
+    const passwd* const entry = getpwuid(user);
+    return entry != nullptr ? entry->pw_name : std::to_string(user);
+}
+
+/** Names of files by the number in them, "Till1-1795000000000.csv" or "Till1-1795000000000-Send.json". */
+std::map<long long, std::string> FindNumbered(const std::string& folder) {
+    std::map<long long, std::string> found;
+    const std::unique_ptr<DIR, int (*)(DIR*)> list(opendir(folder.c_str()), closedir);
+    while (const dirent* entry = list ? readdir(list.get()) : nullptr) {
+        std::string name = entry->d_name;
+        if (name.size() > 5 && name.compare(name.size() - 5, 5, ".json") == 0) name.resize(name.rfind('-'));
+        const size_t start = name.rfind('-');
+        const long long number = start == std::string::npos ? 0 : std::atoll(name.c_str() + start + 1);
+        if (number > 0) found[number] = entry->d_name;
+    }
+    return found;
+}
+
+/** A night was killed while they were read, or before that was noted. */
+void NoteReadings(Ledger& ledger) {
+    for (Report& report : ledger.FindReports("state = 'reading' AND sha256 IS NULL")) {
+        Transaction noting(ledger.Get());
+        const ReportState state = NoteReading(ledger, report);
+        noting.Commit();
+        Print(Format("%s: report %d, read by a night that was cut off, is %s\n", report.registerName.c_str(),
+                     report.section, reportStateNames[state]));
+    }
+}
+
+/** Such as after an older copy of the ledger was put back. */
+void AdoptUnknown(Ledger& ledger, const std::map<long long, std::string>& reports,
+                  const std::map<long long, std::string>& results) {
+    for (const auto& [number, name] : reports) {
+        Statement known(ledger.Get(), "SELECT 1 FROM report WHERE number = ?", number);
+        if (known.Step()) continue;
+        Transaction adopting(ledger.Get());
+        const auto result = results.find(number);
+        ledger.Adopt(number, "reports/" + name, result == results.end() ? "" : "results/" + result->second);
+        adopting.Commit();
+        Print("reports/" + Printable(name) + " is not in the ledger: it waits for a decision\n");
+    }
+}
+
+}  // namespace
+
+void CheckOwner(const std::string& folder) {
+    struct stat status {};
+    if (lstat(folder.c_str(), &status) != 0) ThrowOpenError(folder);
+    const std::string named = "'" + Printable(folder) + "'";
+    if (!S_ISDIR(status.st_mode)) throw new FileIoException(named + " is no folder");
+    if (status.st_uid != geteuid())
+        throw new FileIoException(named + " belongs to " + GetUserName(status.st_uid) +
+                                  ": run it as this user (sudo -u " + GetUserName(status.st_uid) + ")");
+    if ((status.st_mode & (S_IWGRP | S_IWOTH)) != 0)
+        throw new FileIoException(named + " may be written by others: chmod go-w");
+}
+
+void PrepareFolder(const std::string& folder) {
+    const auto make = [](const std::string& path) {
+        constexpr mode_t rights = 0755;
+        if (mkdir(path.c_str(), rights) != 0 && errno != EEXIST) ThrowOpenError(path);
+        CheckOwner(path);
+    };
+    make(folder);
+    for (const char* room : rooms) make(folder + room);
+}
+
+bool NightLock::Take(const std::string& folder) {
+    const auto lock = [](Descriptor& file, const std::string& path) {
+        if (!file.IsOpen()) file.Reset(open(path.c_str(), O_RDWR | O_CREAT | O_NOFOLLOW | O_CLOEXEC, 0600));
+        if (!file.IsOpen()) ThrowOpenError(path);
+        return flock(file.Get(), LOCK_EX | LOCK_NB) == 0;
+    };
+    if (!lock(m_night, folder + "/lock")) return false;
+    constexpr int patienceMs = 60'000;
+    constexpr int checkMs = 100;
+    const Deadline patience(patienceMs);
+    while (!lock(m_runs, folder + "/runs.lock"))  // SIGTERM has reached them when their night was killed
+        if (WaitForSignal(checkMs) || patience.IsOver()) return false;
+    return true;
+}
+
+void TakeOver(Ledger& ledger) {
+    const std::map<long long, std::string> reports = FindNumbered(ledger.GetFolder() + "/reports");
+    const std::map<long long, std::string> results = FindNumbered(ledger.GetFolder() + "/results");
+    for (const auto* numbered : {&reports, &results})
+        if (!numbered->empty()) ledger.SkipNumbers(numbered->rbegin()->first);
+    NoteReadings(ledger);
+    AdoptUnknown(ledger, reports, results);
+}
+
+const char* DescribeFile(const Ledger& ledger, const Report& report) {
+    const std::optional<std::string> bytes = ReadReportFile(ledger.GetFolder(), report.file);
+    if (!bytes) return "gone";
+    return GetSha256(*bytes) == report.sha256 ? "there" : "changed";
+}

@@ -1,0 +1,19 @@
+#pragma once
+
+#include <string>
+#include <vector>
+
+#include "NightSettings.h"
+
+/** What tavo-night ends with. */
+inline constexpr int statusWell = 0;
+inline constexpr int statusPerson = 1;
+inline constexpr int statusLater = 75;  // a later run may mend something
+
+/** The file that is there as long as the last night is known to be well. */
+inline constexpr const char* wellFile = "/well";
+
+/** Serves these registers, all without names: goes on with a night that was cut off or may be mended, or
+ * begins one. The status to end with; what happened is printed. CommandLineException for an unknown register.
+ */
+int RunNight(const NightSettings& settings, const std::vector<std::string>& names);

@@ -1,0 +1,158 @@
+#include "NightSettings.h"
+
+#include <climits>
+#include <cstdlib>
+#include <map>
+
+#include "AppConfig.h"
+#include "Exceptions.h"
+#include "Format.h"
+#include "IniFile.h"
+#include "Options/CommandLine.h"
+#include "Outcome/Hints.h"
+#include "System/AtomicFile.h"
+#include "Tools.h"
+
+namespace {
+
+/** AppConfig reads the file for every question, which a thousand registers would wait for. */
+class Settings {
+public:
+    Settings() {
+        IniFile::VisitLines([&](const IniLine& line) {
+            // the first one of a name that has a value
+            if (line.key && !line.value.empty())
+                m_values.emplace(ToUpper(line.section) + "\n" + ToUpper(*line.key), line.value);
+        });
+    }
+
+    /** As AppConfig finds it, for the register of this name; empty for no register. */
+    std::string Find(const Setting& setting, const std::string& registerName) const {
+        const auto& given = AppConfig::GetParameters();
+        const auto word = given.find(setting.name);
+        if (word != given.end() && !word->second.empty()) return word->second;
+        const bool isNights = (setting.places & SettingPlace_Night) != 0;
+        std::string value;
+        if (!registerName.empty()) value = FindIn(AppConfig::ecrSectionPrefix + registerName, setting.name);
+        if (value.empty())
+            value = FindIn(isNights ? AppConfig::nightSection : AppConfig::commonSection, setting.name);
+        return value;
+    }
+    std::string Get(const TextSetting& setting, const std::string& registerName = "") const {
+        const std::string value = Find(setting, registerName);
+        return value.empty() ? setting.byDefault : value;
+    }
+    int Get(const NumberSetting& setting, const std::string& registerName = "") const {
+        const std::string value = Find(setting, registerName);
+        if (value.empty()) return setting.range.byDefault;
+        const int number = ParseNumber(setting, value);
+        if (number < setting.range.least || number > setting.range.most) Refuse(setting, value);
+        return number;
+    }
+    /** "70,71" */
+    std::vector<int> GetList(const TextSetting& setting, const std::string& registerName) const {
+        const std::string value = Get(setting, registerName);
+        std::vector<int> numbers;
+        for (size_t start = 0, end; start <= value.size(); start = end + 1) {
+            end = std::min(value.find(',', start), value.size());
+            numbers.push_back(ParseNumber(setting, Trim(value.substr(start, end - start), " ")));
+        }
+        return numbers;
+    }
+
+private:
+    std::string FindIn(const std::string& section, const char* name) const {
+        const auto found = m_values.find(ToUpper(section) + "\n" + ToUpper(name));
+        return found == m_values.end() ? "" : found->second;
+    }
+    [[noreturn]] static void Refuse(const Setting& setting, const std::string& value) {
+        throw new ConfigurationException(
+            Format("%s = %s is no value for it", setting.name, Printable(value).c_str()));
+    }
+    static int ParseNumber(const Setting& setting, const std::string& value) {
+        const int number = ToInt(value);
+        if (value.empty() || !IsNumber(value) || number == INT_MAX) Refuse(setting, value);
+        return number;
+    }
+
+    std::map<std::string, std::string> m_values;  // of SECTION and NAME
+};
+
+/** Of a path in the folder, or anywhere. */
+std::string Locate(const std::string& folder, const std::string& path) {
+    return path.find('/') == std::string::npos ? folder + "/" + path : path;
+}
+
+std::string GetFolder(const Settings& all) {
+    const std::string given = TrimRight(all.Get(settings::folder), "/");
+    const std::string real = GetRealPath(given);
+    return real.empty() ? given : real;
+}
+
+RegisterSettings LoadRegister(const Settings& all, const std::string& folder, const std::string& name) {
+    RegisterSettings loaded;
+    loaded.name = name;
+    loaded.prices = Locate(folder, all.Get(settings::prices, name));
+    loaded.section = all.Get(settings::section, name);
+    loaded.reports = all.GetList(settings::report, name);
+    loaded.delimiter = all.Get(settings::delimiter, name)[0];
+    for (const Setting* setting : std::initializer_list<const Setting*>{
+             &settings::delimiter, &settings::fileType, &settings::serialProtocolVersion,
+             &settings::ignoreDuplicates, &settings::sortInputFileLines})
+        loaded.fileRules += all.Find(*setting, name) + "\n";
+    // a night has no other register to wait for: it must end, and lines are not closed in the middle of an
+    // answer
+    constexpr const char* scriptTime = "2000";
+    constexpr const char* quietTime = "2500";
+    if (all.Find(settings::comStallMaxTime, name).empty())
+        loaded.forRuns.push_back(Format("/%s=%s", settings::comStallMaxTime.name, scriptTime));
+    if (all.Find(settings::lineQuietTime, name).empty())
+        loaded.forRuns.push_back(Format("/%s=%s", settings::lineQuietTime.name, quietTime));
+    return loaded;
+}
+
+/** Those of tavo go on to it. */
+std::vector<std::string> SelectForRuns(const std::vector<std::string>& words) {
+    std::vector<std::string> selected;
+    for (const std::string& word : words) {
+        std::string name;
+        std::string value;
+        ParseConfigParam(word, name, value);
+        for (const Setting* own :
+             std::initializer_list<const Setting*>{&settings::ecr, &settings::resultFile})
+            if (name == own->name) throw new CommandLineException("/" + name + " is set by the night itself");
+        const Setting* const setting = FindSetting(name);
+        if (setting == nullptr) throw new CommandLineException("no setting /" + Printable(name));
+        if ((setting->places & SettingPlace_Night) == 0) selected.push_back(word);
+    }
+    return selected;
+}
+
+}  // namespace
+
+NightSettings LoadNightSettings(const std::vector<std::string>& words) {
+    NightSettings night;
+    night.forEveryRun = SelectForRuns(words);
+    LoadSettings(words);
+    if (const std::string hint = GetIniFileHint(); !hint.empty()) throw new ConfigurationException(hint);
+    const Settings all;
+    constexpr int msPerSecond = 1000;
+    constexpr long long msPerHour = 3'600'000;
+    night.folder = GetFolder(all);
+    night.tries = all.Get(settings::tries);
+    night.pauseMs = std::min(all.Get(settings::pause), INT_MAX / msPerSecond) * msPerSecond;
+    night.jobs = all.Get(settings::jobs);
+    night.maxAgeMs = all.Get(settings::maxAge) * msPerHour;
+    night.keepMs = all.Get(settings::keep) * 24 * msPerHour;
+    night.onTrouble = all.Get(settings::onTrouble);
+    for (const std::string& name : AppConfig::GetEcrNames()) {
+        if (!name.empty() && Printable(name) == name)
+            night.registers.push_back(LoadRegister(all, night.folder, name));
+        else
+            night.problems.push_back(
+                "[ECR_" + Printable(name) +
+                "] is left out: no register can have this name (tavo-check --setup tells "
+                "the line)");
+    }
+    return night;
+}

@@ -1,0 +1,157 @@
+#include <cerrno>
+#include <cstdio>
+#include <memory>
+#include <new>
+
+#include "Children.h"
+#include "Exceptions.h"
+#include "Format.h"
+#include "NightFolder.h"
+#include "NightOptions.h"
+#include "NightRun.h"
+#include "Options/CommandLine.h"
+#include "Reports.h"
+#include "Status.h"
+#include "System/AtomicFile.h"
+#include "System/Output.h"
+#include "Tools.h"
+
+namespace {
+
+/** What a failure wants: room may be made by a later run's time, anything else by a person. */
+int TellFailure(Exception* e, std::string& told) {
+    const std::unique_ptr<Exception> failure(e);
+    told = failure->GetDisplayMessage();
+    std::fprintf(stderr, "tavo-night: %s\n", told.c_str());
+    return failure->GetError() == ENOSPC ? statusLater : statusPerson;
+}
+
+/** Tells whoever is to know: of every night that is not well, and once when all is well again. */
+void TellOthers(const NightSettings& settings, int status, const std::string& failure) {
+    const std::string told = settings.folder + "/told";
+    const bool wasTold = File::Exists(told);
+    if (settings.onTrouble.empty() || (status == statusWell && !wasTold)) return;
+    const std::string json =
+        ToJson(failure.empty() ? GetStatus(settings) : GetStatusOfFailure(failure, status)) + "\n";
+    if (status != statusWell) TryQuietly([&] { ReplaceFile(told, ""); });
+    constexpr int limitMs = 60'000;
+    const CommandResult result = RunCommand({"/bin/sh", "-c", settings.onTrouble}, json, limitMs);
+    if (result.status != 0)
+        Print(Format("OnTrouble ended with %d: %s\n", result.status, Printable(result.output).c_str()));
+    else if (status == statusWell)
+        File::Delete(told);
+}
+
+int Run(const NightOptions& options) {
+    const NightSettings settings = LoadNightSettings(options.settings);
+    std::string failure;
+    int status = statusPerson;
+    try {
+        status = RunNight(settings, options.words);
+    } catch (CommandLineException*) {
+        throw;  // nothing was done
+    } catch (Exception* e) {
+        status = TellFailure(e, failure);
+    }
+    TellOthers(settings, status, failure);
+    return status;
+}
+
+Ledger OpenLedger(const NightSettings& settings, Database::Access access) {
+    if (access == Database::Access::Write) CheckOwner(settings.folder);
+    if (!Ledger::Exists(settings.folder))
+        throw new FileIoException("there was no night yet in " + Printable(settings.folder));
+    return Ledger(settings.folder, access);
+}
+
+int ShowStatus(const NightOptions& options) {
+    Status status;
+    try {
+        status = GetStatus(LoadNightSettings(options.settings));
+    } catch (Exception* e) {
+        const std::unique_ptr<Exception> failure(e);
+        status = GetStatusOfFailure(failure->GetDisplayMessage(), statusPerson);
+    }
+    Print(options.isMetrics ? ToMetrics(status) : options.isJson ? ToJson(status) + "\n" : ToText(status));
+    return options.isMetrics ? statusWell : status.status;
+}
+
+int ShowReports(const NightOptions& options) {
+    Ledger ledger = OpenLedger(LoadNightSettings(options.settings), Database::Access::Read);
+    ShowReports(ledger, options.isAll, options.isJson);
+    return statusWell;
+}
+
+int Book(const NightOptions& options) {
+    if (options.words.empty()) throw new CommandLineException("book needs the ID of a report");
+    Ledger ledger = OpenLedger(LoadNightSettings(options.settings), Database::Access::Write);
+    return Book(ledger, options.words) ? statusWell : statusPerson;
+}
+
+int Settle(const NightOptions& options) {
+    if (options.words.size() != 1 || options.isKept == options.isDropped)
+        throw new CommandLineException("settle needs one ID, and --keep or --drop");
+    Ledger ledger = OpenLedger(LoadNightSettings(options.settings), Database::Access::Write);
+    return DecideOn(ledger, options.words[0], options.isKept) ? statusWell : statusPerson;
+}
+
+int Prune(const NightOptions& options) {
+    const NightSettings settings = LoadNightSettings(options.settings);
+    Ledger ledger = OpenLedger(settings, Database::Access::Write);
+    Prune(ledger, settings.keepMs);
+    return statusWell;
+}
+
+constexpr struct {
+    const char* name;
+    const char* words;
+    const char* meaning;
+    int (*run)(const NightOptions& options);
+} commands[] = {
+    {"run", "[REGISTER...]",
+     "the night: prices, then reports, for each register of the INI file, side by side; goes on with one "
+     "that was cut "
+     "off",
+     Run},
+    {"reports", "[--all] [--json]", "what is to be booked, and what waits for a person", ShowReports},
+    {"book", "ID...", "these have been booked", Book},
+    {"settle", "ID --keep|--drop", "decide about one that waits: it is to be booked, or not", Settle},
+    {"status", "[--json|--metrics]", "how things stand for each register", ShowStatus},
+    {"prune", "", "remove the files of what was booked long ago", Prune}};
+
+std::string GetUsage() {
+    std::string text =
+        "Usage: tavo-night COMMAND [options] [/Name=Value ...]\nMany registers, every night; each report is "
+        "to be booked exactly once.\n\n";
+    for (const auto& command : commands)
+        text += Format("  %-29s %s\n", Format("%s %s", command.name, command.words).c_str(), command.meaning);
+    return text + "\n" + FormatOptionHelp(GetNightOptionHelp(), 29) +
+           "\nEnds with 0 when all is well, 75 when a later run may mend it, otherwise 1: a person is "
+           "wanted.\n";
+}
+
+int RunCommandLine(int argc, char* argv[]) {
+    const NightOptions options = ParseNightOptions(argc, argv);
+    if (options.isHelpRequested || options.isVersionRequested) {
+        Print(options.isHelpRequested ? GetUsage() : GetVersionText("tavo-night"));
+        return statusWell;
+    }
+    for (const auto& command : commands)
+        if (options.command == command.name) return command.run(options);
+    throw new CommandLineException("no command " + Printable(options.command) + "; tavo-night --help");
+}
+
+}  // namespace
+
+int main(int argc, char* argv[]) {
+    OpenStandardDescriptors();
+    try {
+        return RunCommandLine(argc, argv);
+    } catch (Exception* e) {
+        std::string told;
+        return TellFailure(e, told);
+    } catch (const std::bad_alloc&) {
+        std::fputs("tavo-night: not enough memory\n", stderr);
+        return statusLater;
+    }
+}

@@ -1,0 +1,303 @@
+#include <sys/stat.h>
+
+#include "EndToEnd.h"
+#include "Settlement.h"
+#include "Status.h"
+#include "Tools.h"
+
+/** What becomes of a reading, by what its run has left. */
+class SettlementTest : public testing::Test {
+protected:
+    void SetUp() override {
+        for (const char* name : {"reports", "results", "checks"}) mkdir((folder / name).c_str(), 0700);
+    }
+    /** A reading with this file and result; "" for none. */
+    Report Read(const std::string& text, const std::string& result) {
+        Report report = ledger->AddReport(1, "Till 1", 70);
+        if (!text.empty()) WriteText(folder / report.file, text);
+        if (!result.empty()) WriteText(folder / report.result, result);
+        NoteReading(*ledger, report);
+        return *ledger->FindReport(report.id);
+    }
+    std::string StateOf(const Report& report) {
+        return reportStateNames[ledger->FindReport(report.id)->state];
+    }
+
+    TempFolder folder;
+    std::optional<Ledger> ledger{std::in_place, TrimRight(folder / "", "/"), Database::Access::Write};
+};
+
+TEST_F(SettlementTest, AReportIsReadyOnlyWhereTheRegisterHasClearedIt) {
+    const std::string requested =
+        R"({"state":"running","clear":"requested","clearAfter":5,"records":{"read":2},"frameVersion":3})";
+    const Report former = Read("1,5\r\n", R"({"clear":"no","status":5,"records":{"read":1}})");
+    EXPECT_EQ(StateOf(former), "reading");
+    EXPECT_EQ(StateOf(Read("", R"({"clear":"no","status":0,"records":{"read":0}})")), "dropped");
+    EXPECT_EQ(StateOf(former), "waiting") << "somebody else has cleared the register";
+    EXPECT_EQ(StateOf(Read("", "")), "dropped");
+    EXPECT_EQ(StateOf(Read("1,5\r\n", "")), "waiting");
+    EXPECT_EQ(StateOf(Read("1,5\r\n", "{")), "waiting");
+    EXPECT_EQ(StateOf(Read("", R"({"clear":"done","status":0,"records":{"read":1}})")), "waiting");
+    const Report partial = Read("1,5\r\n2,", R"({"state":"running","clear":"no","records":{"read":0}})");
+    EXPECT_EQ(StateOf(Read("1,5\r\n2,6\r\n", R"({"clear":"done","status":143,"records":{"read":2}})")),
+              "ready");
+    EXPECT_EQ(StateOf(partial), "superseded");
+    const std::string text = "1,\"a,b\",5\r\n2,\"c\",0.5\r\n";
+    for (const auto& [later, records, afterMs, state] :
+         {std::tuple("", 0, 99'999'999, "ready"),
+          {"1,\"a,b\",5\r\n2,\"c\",0.5\r\n", 2, 64'000, "superseded"},
+          {"2,\"c\",0.50\r\n3,\"d\",1\r\n1,\"a,b\",5.1\r\n", 3, 64'000, "superseded"},
+          {"1,\"a,b\",4\r\n2,\"c\",0.5\r\n", 2, 64'000, "waiting"},
+          {"1,\"a,b\",5\r\n2,\"x\",0.5\r\n", 2, 64'000, "waiting"},
+          {"2,\"c\",0.5\r\n", 1, 64'000, "waiting"},
+          {"1,\"a,b\",5\r\n2,\"c\",0.5\r\n", 2, 66'000, "waiting"},
+          {"1,\"a,b\",5\r\n2,\"c\",0.5\r\n", 2, -1, "waiting"}}) {
+        const Report report = Read(text, requested);
+        ASSERT_EQ(StateOf(report), "whole");
+        WriteText(folder / "checks/1.csv", later);
+        BootTime end = report.requested;
+        end.ms += afterMs - 5'000;
+        if (afterMs < 0) end = {"another boot", end.ms + 1};
+        Settle(*ledger, report, "checks/1.csv", records, end, ',');
+        EXPECT_EQ(StateOf(report), state) << later;
+    }
+    // lines without a key of their own may stand there twice
+    EXPECT_TRUE(HasAllOf("1;5\n1;5\n1;5\n", "1;5\n1;5\n", ';'));
+    EXPECT_FALSE(HasAllOf("1;5\n2;5\n", "1;5\n1;5\n", ';'));
+}
+
+TEST_F(SettlementTest, AnIdNeverComesAgain) {
+    const Report first = Read("", "");
+    ledger->SkipNumbers(first.number + 1'000'000'000);  // the clock was set back
+    const Report second = Read("", "");
+    EXPECT_EQ(second.number, first.number + 1'000'000'001);
+    ledger.emplace(TrimRight(folder / "", "/"), Database::Access::Write);
+    EXPECT_GT(Read("", "").number, second.number);
+    EXPECT_NE(second.id.find("+Till%201+" + std::to_string(second.number)), std::string::npos) << second.id;
+}
+
+/** The program, with registers of its own. */
+class NightTest : public EndToEndTest {
+protected:
+    void SetUp() override {
+        if (*EMULATOR != '\0') GTEST_SKIP() << "the program starts others itself, without the emulator";
+    }
+    /** The registers of the INI file. */
+    void SetRegisters(const std::vector<std::pair<std::string, std::string>>& registers) {
+        std::string text =
+            "[Common]\nLogFilePath=" + folder / "log" +
+            "\nLineQuietTime=0\nSerialProtocolRetryCount=2\nSerialProtocolResponseMaxTime=100\n" +
+            "[Night]\nFolder=" + night + "\nPause=0\n" + settings;
+        for (const auto& [name, lines] : registers) text += "[ECR_" + name + "]\n" + lines + "\n";
+        ini = File("TAVO.ini", text);
+    }
+    static std::string At(const Simulator& ecr) { return "TTY=" + ecr.Tty(); }
+    RunResult Night(std::vector<std::string> words) const {
+        words.insert(words.begin(), TAVO_NIGHT_PROGRAM);
+        words.push_back("/ConfigFilePath=" + ini);
+        return RunProgram(words);
+    }
+    std::string Query(const std::string& sql) const {
+        return RunProgram({"/usr/bin/sqlite3", night + "/ledger.db", sql}).output;
+    }
+    /** Of what `reports` shows. */
+    std::string Field(const std::string& filter, const char* all = "--json") const {
+        return RunInShell("", {TAVO_NIGHT_PROGRAM, "reports", "--json", all, "/ConfigFilePath=" + ini},
+                          "| jq -r '[.reports[]" + filter + "]|join(\" \")' | tr -d '\\n'")
+            .output;
+    }
+    void Sell(const Simulator& ecr, const std::string& text) const {
+        EXPECT_EQ(Tavo(ecr, {"send", "70", File("sold.csv", text)}).status, 0);
+    }
+
+    const std::string night = folder / "night";
+    std::string settings;
+};
+
+TEST_F(NightTest, ServesEveryRegisterAndGoesOnWithWhatIsLeft) {
+    const Simulator first;
+    const Simulator second;
+    const auto busy = std::make_unique<Simulator>(std::vector<std::string>{"--busy"});
+    const std::vector<std::pair<std::string, std::string>> good = {{"Till 1", At(first)}, {"b", At(second)}};
+    SetRegisters(good);
+    EXPECT_EQ(Night({"status"}).status, 1) << "there was no night yet";
+    EXPECT_EQ(Night({"run", "c"}).status, 1);
+    EXPECT_FALSE(std::filesystem::exists(night)) << "an unknown register: nothing is done";
+    Sell(first, "1,5\n");
+    EXPECT_EQ(Night({"run"}).status, 0);
+    EXPECT_EQ(Night({"status"}).status, 0);
+    EXPECT_EQ(Field(".file|ltrimstr(\"" + night + "/\")").substr(0, 17), "reports/Till%201-");
+
+    File("night/prices.csv", "1,2\n");
+    EXPECT_EQ(Night({"status"}).status, 1) << "prices that nobody has sent yet";
+    auto registers = good;
+    registers.insert(registers.end(), {{"off", At(*busy)}, {"unset", ""}});
+    SetRegisters(registers);
+    EXPECT_EQ(Night({"run"}).status, 75);
+    EXPECT_EQ(Section(second, "3"), "1,2\r\n");
+    EXPECT_EQ(
+        Query(
+            "SELECT register, name, class, count(*) FROM job JOIN run USING (night, register) WHERE night = 2"
+            " AND class <> 'ok' GROUP BY 1, 2"),
+        "off|prices|retry|6\noff|report 70|retry|6\nunset|prices|fix-setup|2\nunset|report 70|fix-setup|2\n");
+    EXPECT_EQ(Night({"status"}).status, 1) << "a person is wanted for one, whatever may be mended";
+    const std::string runs = "SELECT count(*) FROM run WHERE register IN ('Till 1', 'b')";
+    EXPECT_EQ(Query(runs), "6\n");
+    registers.pop_back();
+    const Simulator back;
+    registers[2].second = At(back);
+    SetRegisters(registers);
+    EXPECT_EQ(Night({"run"}).status, 1) << "the night goes on: it still has the register that has no port";
+    EXPECT_EQ(Query("SELECT max(number), count(*) FROM night"), "2|2\n");
+    EXPECT_EQ(Query(runs), "6\n") << "only what was left is done";
+    EXPECT_EQ(Night({"run"}).status, 0) << "another night";
+    registers.emplace_back("late", At(back));
+    SetRegisters(registers);
+    EXPECT_EQ(Night({"status"}).output.find("late: prices missing: it was never served; good: never"), 0U);
+    registers.pop_back();
+    SetRegisters(registers);
+    for (const auto& [hours, status] : {std::pair(29, 0), {2, 1}, {-40, 1}}) {
+        Query(Format("UPDATE job SET ended = ended - %d * 3600000", hours));
+        EXPECT_EQ(Night({"status"}).status, status)
+            << "a night that did not begin; a clock that was set back";
+    }
+}
+
+TEST_F(NightTest, KeepsBackPricesThatAreNotCertain) {
+    const Simulator comma;
+    const Simulator semicolon;
+    SetRegisters({{"a", At(comma)}, {"b", At(comma)}, {"c", At(semicolon) + "\nDelimiter=;"}});
+    mkdir(night.c_str(), 0755);
+    std::string text;
+    for (int i = 1; i < 7; i++) text += Format("%d,\"Item\",%d,5\n", i, i);
+    File("night/prices.csv", text + "7,\"Item\",7,25,1\n");
+    Sell(comma, "1,5\n");
+    const RunResult run = Night({"run"});
+    EXPECT_EQ(run.status, 1) << run.output;
+    EXPECT_EQ(Section(comma, "3") + Section(semicolon, "3"), "");
+    EXPECT_EQ(ListMatches(run.output, "is kept back \\(fix-file\\): [^\n]*; for (.*)\n", "$1;"), "a, b;c;")
+        << run.output;
+    EXPECT_EQ(Field(".state"), "ready") << "the reports are read all the same";
+    File("night/prices.csv", "1,\"Item\",2.5\n");
+    SetRegisters({{"a", At(comma)}});
+    EXPECT_EQ(Night({"run"}).status, 0);
+    EXPECT_EQ(Section(comma, "3"), "1,\"Item\",2.5\r\n");
+}
+
+TEST_F(NightTest, ABackOfficeBooksEachReportOnceByTheExamplesOfThePage) {
+    const Simulator ecr;
+    SetRegisters({{"Till 1", At(ecr)}});
+    const std::string page = ReadText(SOURCE_FOLDER "/docs/night.md");
+    File("tavo-night", "#!/bin/sh\n[ ! -e killed ] || [ $1 = reports ] || exit 1\nexec " TAVO_NIGHT_PROGRAM
+                       " \"$@\" /ConfigFilePath=" +
+                           ini + "\n");
+    chmod((folder / "tavo-night").c_str(), 0700);
+    for (const auto& [interpreter, count] :
+         {std::pair("python3", "sqlite3 books.db 'SELECT line FROM sale'"), {"sh", "cat booked/*"}}) {
+        const size_t start =
+            page.find(std::string("    #!/") + (interpreter[0] == 's' ? "bin/sh" : "usr/bin/env"));
+        const std::string script = page.substr(start, page.find("\n\n", start) - start);
+        File("book", ReplaceAll(script, "(^|\n)    ", "$1") + "\n");
+        const std::string line = Format("%s,1\r\n", interpreter[0] == 's' ? "2" : "1");
+        Sell(ecr, line);
+        EXPECT_EQ(Night({"run"}).status, 0);
+        const std::string id = Field("|select(.state == \"ready\").id");
+        const auto book = [&] {
+            return RunInShell("cd " + folder / "" + "; PATH=.:$PATH", {interpreter, "./book"}, "2>/dev/null")
+                .status;
+        };
+        File("killed", "");  // between the booking and telling it
+        EXPECT_NE(book(), 0);
+        std::remove((folder / "killed").c_str());
+        EXPECT_EQ(book(), 0);
+        EXPECT_EQ(book(), 0);
+        const std::string booked = RunInShell("cd " + folder / "" + ";" + count, {}, "").output;
+        EXPECT_EQ(Trim(ReplaceAll(booked, "[\r\n]+", "\n"), "\n"), Trim(line, "\r\n"));
+        EXPECT_EQ(Field(".id"), "");
+        EXPECT_EQ(Night({"book", id}).status, 0) << "twice changes nothing";
+        EXPECT_EQ(Night({"book", id + "0"}).status, 1);
+        EXPECT_EQ(Night({"settle", id, "--drop"}).status, 1);
+    }
+    // the files of what was booked go, and nothing else
+    Sell(ecr, "3,1\n");
+    EXPECT_EQ(Night({"run"}).status, 0);
+    Query("UPDATE change SET time = time - 61 * 86400000; UPDATE run SET ended = ended - 61 * 86400000");
+    EXPECT_EQ(Night({"prune"}).status, 0);
+    EXPECT_EQ(Field(".is", "--all"), "gone gone there");
+    EXPECT_EQ(Night({"book", Field("|select(.state == \"booked\").id", "--all").substr(0, 1)}).status, 1);
+    EXPECT_EQ(Night({"status"}).status, 0);
+    File("night/" + Field(".file|ltrimstr(\"" + night + "/\")"), "3,2\r\n");
+    EXPECT_EQ(Night({"reports"}).output.substr(0, 8), "changed\t");
+    EXPECT_EQ(Night({"status"}).status, 1);
+}
+
+TEST_F(NightTest, AnOlderLedgerPutBackBooksNothingTwice) {
+    const Simulator ecr;
+    SetRegisters({{"Till 1", At(ecr)}});
+    Sell(ecr, "1,5\n");
+    EXPECT_EQ(Night({"run"}).status, 0);
+    RunProgram({"/usr/bin/sqlite3", night + "/ledger.db", ".backup " + folder / "copy.db"});
+    Sell(ecr, "1,6\n");
+    EXPECT_EQ(Night({"run"}).status, 0);
+    const std::string ids = Field(".id");
+    for (const char* file : {"/ledger.db", "/ledger.db-wal", "/ledger.db-shm"})
+        std::remove((night + file).c_str());
+    std::filesystem::copy(folder / "copy.db", night + "/ledger.db");
+    EXPECT_EQ(Night({"run"}).status, 1);
+    EXPECT_EQ(Field(".id"), ids);
+    EXPECT_EQ(Field(".state"), "ready waiting");
+    const std::string id = ids.substr(ids.find(' ') + 1);
+    EXPECT_EQ(Night({"book", id}).status, 1) << "it waits";
+    for (const auto& [decision, state] :
+         {std::pair("--keep", "ready"), {"--drop", "dropped"}, {"--keep", "ready"}}) {
+        EXPECT_EQ(Night({"settle", id, decision}).status, 0);
+        EXPECT_EQ(Field("|select(.id == \"" + id + "\").state", "--all"), state);
+    }
+    EXPECT_EQ(Night({"book", id}).status, 0);
+    EXPECT_EQ(Night({"settle", id, "--drop"}).status, 1);
+    WriteText(night + "/ledger.db", std::string(9000, 'x'));
+    for (const char* command : {"run", "status", "reports", "prune"})
+        EXPECT_EQ(Night({command}).status, 1) << command;
+    EXPECT_TRUE(ReadText(night + "/ledger.db") == std::string(9000, 'x'));
+}
+
+TEST_F(NightTest, TellsTroubleAndKeepsOthersOut) {
+    const Simulator ecr;
+    const std::string told = folder / "told.json";
+    settings = "OnTrouble=cat >>" + told + "; exit 3\n";
+    SetRegisters({{"Till \"1\"", At(ecr)}});
+    EXPECT_EQ(Night({"run"}).status, 0);
+    EXPECT_FALSE(std::filesystem::exists(told));
+    const RunResult trouble = Night({"run", "/TTY=none"});
+    EXPECT_EQ(trouble.status, 1);
+    EXPECT_NE(trouble.output.find("OnTrouble ended with 3"), std::string::npos);
+    EXPECT_EQ(RunProgram({"/usr/bin/jq", "-c", "[.status,.jobs[0].class,.jobs[0].register]", told}).output,
+              "[1,\"fix-setup\",\"Till \\\"1\\\"\"]\n");
+    settings = "OnTrouble=cat >>" + told + "\n";
+    SetRegisters({{"Till \"1\"", At(ecr)}});
+    for (int i = 0; i < 2; i++) EXPECT_EQ(Night({"run"}).status, 0);
+    EXPECT_EQ(RunProgram({"/usr/bin/jq", "-c", ".status", told}).output, "1\n0\n")
+        << "once when all is well again";
+    EXPECT_NE(
+        Night({"status", "--metrics"})
+            .output.find(
+                "tavo_night_job_good_timestamp_seconds{register=\"Till \\\"1\\\"\",job=\"report 70\"} 1"),
+        std::string::npos);
+    // what cannot be written down leaves no former "well"
+    const RunResult full =
+        RunInShell("ulimit -f 1;", {TAVO_NIGHT_PROGRAM, "run", "/ConfigFilePath=" + ini}, "");
+    EXPECT_NE(full.status, 0) << full.output;
+    EXPECT_NE(Night({"status"}).status, 0);
+    EXPECT_EQ(Night({"run"}).status, 0);
+    const Process other({"/usr/bin/flock", night + "/lock", "/bin/sleep", "60"});
+    while (system(("flock -n " + night + "/lock true").c_str()) == 0) std::this_thread::yield();
+    EXPECT_EQ(Night({"run"}).status, 75);
+    EXPECT_EQ(Night({"status"}).status, 0) << "the other one tells";
+    chmod(night.c_str(), 0777);
+    for (const char* command : {"run", "prune"}) EXPECT_EQ(Night({command}).status, 1) << command;
+    EXPECT_EQ(Night({"reports", "/Jobs=0"}).status, 1);
+    EXPECT_EQ(Night({"reports", "/ECR=a"}).status, 1);
+    EXPECT_EQ(Night({"reports", "/Reprot=7"}).status, 1);
+    SetRegisters({{"Till", "Report=70;71"}});
+    EXPECT_EQ(Night({"status"}).status, 1);
+}
