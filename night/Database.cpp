@@ -48,6 +48,8 @@ Statement::Statement(Database& database, const char* text)
     m_statement.reset(statement);
 }
 
+void Statement::Reset() { sqlite3_reset(m_statement.get()); }
+
 void Statement::Bind(int position, long long value) {
     if (sqlite3_bind_int64(m_statement.get(), position, value) != SQLITE_OK) m_database.Fail();
 }

@@ -35,6 +35,13 @@ public:
         (Bind(++position, values), ...);
     }
 
+    /** From its beginning, with other values. */
+    template <class... Values>
+    void Restart(const Values&... values) {
+        Reset();
+        int position = 0;
+        (Bind(++position, values), ...);
+    }
     /** The next row; false behind the last one. */
     bool Step();
     /** Of the row; a column counts from 0, and is 0 or empty where it is null. */
@@ -43,6 +50,7 @@ public:
     bool IsNull(int column) const;
 
 private:
+    void Reset();
     void Bind(int position, long long value);
     void Bind(int position, const std::string& value);
 

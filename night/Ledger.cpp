@@ -230,16 +230,18 @@ NightRow Ledger::GetLastNight() {
     return {last.GetNumber(0), last.GetNumber(1), last.GetNumber(2) != 0};
 }
 
-std::vector<JobRow> Ledger::GetLastJobs() {
-    // of bare columns beside max() SQLite takes those of the row that has it
-    Statement rows(
-        m_database,
-        "SELECT register, name, class, told, good, max(night) FROM job JOIN"
-        " (SELECT register AS r, name AS n, max(CASE class WHEN 'ok' THEN ended END) AS good FROM job"
-        " GROUP BY register, name) ON r = register AND n = name GROUP BY register, name");
-    std::vector<JobRow> jobs;
-    while (rows.Step())
-        jobs.push_back(
-            {rows.GetText(0), rows.GetText(1), rows.GetText(2), rows.GetText(3), rows.GetNumber(4)});
-    return jobs;
+std::optional<JobRow> Ledger::FindLastJob(const std::string& registerName, const std::string& name) {
+    const auto find = [&](std::optional<Statement>& statement, const char* text) {
+        if (!statement) statement.emplace(m_database, text);
+        statement->Restart(registerName, name);
+        return statement->Step();
+    };
+    if (!find(m_lastJob,
+              "SELECT class, told FROM job WHERE register = ? AND name = ? ORDER BY night DESC LIMIT 1"))
+        return std::nullopt;
+    const bool wasGood =
+        find(m_lastGood,
+             "SELECT ended FROM job WHERE register = ? AND name = ? AND class = 'ok' ORDER BY night"
+             " DESC LIMIT 1");
+    return JobRow{m_lastJob->GetText(0), m_lastJob->GetText(1), wasGood ? m_lastGood->GetNumber(0) : 0};
 }

@@ -45,10 +45,8 @@ struct Report {
     BootTime requested;  // not later than the clearing was requested
 };
 
-/** A job of a register in a night: "prices" or "report 70". */
+/** How a job of a register was in the last night that had it: "prices" or "report 70". */
 struct JobRow {
-    std::string registerName;
-    std::string name;
     std::string className;  // as statusClassNames; empty while it is not done
     std::string told;
     long long lastGood = 0;  // ms since 1970, in any night; 0: never
@@ -100,8 +98,7 @@ public:
     std::optional<Report> FindReport(const std::string& id);
 
     NightRow GetLastNight();
-    /** The jobs of each register in the last night that served it. */
-    std::vector<JobRow> GetLastJobs();
+    std::optional<JobRow> FindLastJob(const std::string& registerName, const std::string& name);
 
 private:
     static const std::string selectReports;
@@ -111,5 +108,8 @@ private:
 
     std::string m_folder;
     Database m_database;
+    // prepared once: a chain has thousands of jobs
+    std::optional<Statement> m_lastJob;
+    std::optional<Statement> m_lastGood;
     long long m_lastNumber = 0;
 };

@@ -1,7 +1,6 @@
 #include "Status.h"
 
 #include <algorithm>
-#include <map>
 
 #include "Exceptions.h"
 #include "Format.h"
@@ -21,13 +20,12 @@ bool MayBeMended(const JobStatus& job) {
     return job.className.empty() || job.className == statusClassNames[StatusClass_Retry];
 }
 
-JobStatus GetJob(const NightSettings& settings,
-                 const std::map<std::pair<std::string, std::string>, JobRow>& rows,
-                 const std::string& registerName, const std::string& name) {
+JobStatus GetJob(const NightSettings& settings, Ledger& ledger, const std::string& registerName,
+                 const std::string& name) {
     JobStatus job{registerName, name, missing, "it was never served", 0};
-    const auto found = rows.find({registerName, name});
-    if (found == rows.end()) return job;
-    const JobRow& row = found->second;
+    const std::optional<JobRow> found = ledger.FindLastJob(registerName, name);
+    if (!found) return job;
+    const JobRow& row = *found;
     job.className = row.className;
     job.told = row.className.empty() ? "the last night has not come to it" : row.told;
     job.lastGood = row.lastGood;
@@ -89,13 +87,11 @@ Status GetStatus(const NightSettings& settings) {
         return GetStatusOfFailure("there was no night yet in " + Printable(settings.folder), statusPerson);
     Status status;
     Ledger ledger(settings.folder, Database::Access::Read);
-    std::map<std::pair<std::string, std::string>, JobRow> rows;
-    for (const JobRow& row : ledger.GetLastJobs()) rows[{row.registerName, row.name}] = row;
     for (const RegisterSettings& served : settings.registers) {
         if (PriceCheck::HasPrices(served))
-            status.jobs.push_back(GetJob(settings, rows, served.name, "prices"));
+            status.jobs.push_back(GetJob(settings, ledger, served.name, "prices"));
         for (const int report : served.reports)
-            status.jobs.push_back(GetJob(settings, rows, served.name, Format("report %d", report)));
+            status.jobs.push_back(GetJob(settings, ledger, served.name, Format("report %d", report)));
     }
     status.problems = settings.problems;
     if (settings.registers.empty()) status.problems.push_back("the INI file has no register");

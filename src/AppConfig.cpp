@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <cstdio>
 #include <optional>
+#include <set>
 #include <string_view>
 
 #include "IniFile.h"
@@ -85,14 +86,12 @@ std::string AppConfig::GetEcrSection() { return m_ecrSection; }
 std::vector<std::string> AppConfig::GetEcrNames() {
     constexpr size_t prefixLength = std::string_view(ecrSectionPrefix).size();
     std::vector<std::string> names;
+    std::set<std::string> known;  // in capital letters
     IniFile::VisitLines([&](const IniLine& line) {
         if (!line.isHeading || !IniFile::IsSameName(line.section.substr(0, prefixLength), ecrSectionPrefix))
             return;
         const std::string name = line.section.substr(prefixLength);
-        const bool isKnown = std::any_of(names.begin(), names.end(), [&](const std::string& known) {
-            return IniFile::IsSameName(known, name);
-        });
-        if (!isKnown) names.push_back(name);
+        if (known.insert(ToUpper(name)).second) names.push_back(name);
     });
     return names;
 }
