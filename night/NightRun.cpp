@@ -77,6 +77,7 @@ public:
     int End();
 
 private:
+    void RemoveLeftJobs(const std::vector<const RegisterSettings*>& served);
     void AddJobs(const RegisterSettings& settings);
     void StartRuns();
     void Start(Line& line);
@@ -121,11 +122,32 @@ void Night::Begin(const std::vector<const RegisterSettings*>& served) {
         m_ledger.Get(),
         "INSERT INTO night VALUES (?, ?, NULL, NULL) ON CONFLICT DO UPDATE SET ended = NULL, status = NULL",
         m_number, GetWallTime());
+    RemoveLeftJobs(served);
     for (const RegisterSettings* settings : served) AddJobs(*settings);
     beginning.Commit();
     Print(FormatWallTime(GetWallTime()) +
           (isContinued ? ", goes on with the night of " + FormatWallTime(last.begun) : ", a night begins") +
           Format(": %zu registers\n", served.size()));
+}
+
+/** Of registers that are served once more, perhaps with other settings, and of those that are there no more.
+ */
+void Night::RemoveLeftJobs(const std::vector<const RegisterSettings*>& served) {
+    Statement rows(m_ledger.Get(), "SELECT DISTINCT register FROM job WHERE night = ?", m_number);
+    while (rows.Step()) {
+        const std::string name = rows.GetText(0);
+        const auto isThis = [&](const std::string& other) { return other == name; };
+        const bool isServed =
+            std::any_of(served.begin(), served.end(),
+                        [&](const RegisterSettings* settings) { return isThis(settings->name); });
+        const bool isKnown =
+            std::any_of(m_settings.registers.begin(), m_settings.registers.end(),
+                        [&](const RegisterSettings& settings) { return isThis(settings.name); });
+        if (isServed || !isKnown)
+            Change(m_ledger.Get(),
+                   "DELETE FROM job WHERE night = ? AND register = ? AND ifnull(class, '') <> 'ok'", m_number,
+                   name);
+    }
 }
 
 void Night::AddJobs(const RegisterSettings& settings) {

@@ -1,5 +1,6 @@
 #include <sys/stat.h>
 
+#include "Children.h"
 #include "EndToEnd.h"
 #include "Settlement.h"
 #include "Status.h"
@@ -130,7 +131,9 @@ TEST_F(NightTest, ServesEveryRegisterAndGoesOnWithWhatIsLeft) {
 
     File("night/prices.csv", "1,2\n");
     EXPECT_EQ(Night({"status"}).status, 1) << "prices that nobody has sent yet";
+    const PseudoTerminal silent;
     auto registers = good;
+    registers.insert(registers.begin(), {"first", "TTY=" + silent.Tty()});
     registers.insert(registers.end(), {{"off", At(*busy)}, {"unset", ""}});
     SetRegisters(registers);
     EXPECT_EQ(Night({"run"}).status, 75);
@@ -139,15 +142,21 @@ TEST_F(NightTest, ServesEveryRegisterAndGoesOnWithWhatIsLeft) {
         Query(
             "SELECT register, name, class, count(*) FROM job JOIN run USING (night, register) WHERE night = 2"
             " AND class <> 'ok' GROUP BY 1, 2"),
-        "off|prices|retry|6\noff|report 70|retry|6\nunset|prices|fix-setup|2\nunset|report 70|fix-setup|2\n");
+        "first|prices|retry|6\nfirst|report 70|retry|6\noff|prices|retry|6\noff|report "
+        "70|retry|6\nunset|prices|fix-setup|2\nunset|report 70|fix-setup|2\n");
+    EXPECT_EQ(Query("SELECT max(ended) FROM job WHERE register <> 'first' AND class = 'ok' AND ended >"
+                    " (SELECT min(ended) FROM run WHERE register = 'first')"),
+              "\n")
+        << "one that is off holds up no other";
     EXPECT_EQ(Night({"status"}).status, 1) << "a person is wanted for one, whatever may be mended";
+    registers.erase(registers.begin());
     const std::string runs = "SELECT count(*) FROM run WHERE register IN ('Till 1', 'b')";
     EXPECT_EQ(Query(runs), "6\n");
     registers.pop_back();
     const Simulator back;
     registers[2].second = At(back);
     SetRegisters(registers);
-    EXPECT_EQ(Night({"run"}).status, 1) << "the night goes on: it still has the register that has no port";
+    EXPECT_EQ(Night({"run"}).status, 0) << "the night goes on, without the register that is gone";
     EXPECT_EQ(Query("SELECT max(number), count(*) FROM night"), "2|2\n");
     EXPECT_EQ(Query(runs), "6\n") << "only what was left is done";
     EXPECT_EQ(Night({"run"}).status, 0) << "another night";
@@ -262,6 +271,9 @@ TEST_F(NightTest, AnOlderLedgerPutBackBooksNothingTwice) {
 }
 
 TEST_F(NightTest, TellsTroubleAndKeepsOthersOut) {
+    const CommandResult late = RunCommand({"/bin/sh", "-c", "cat; sleep 60 & wait"}, "told", 200);
+    EXPECT_EQ(late.status, 124);
+    EXPECT_EQ(late.output, "told");
     const Simulator ecr;
     const std::string told = folder / "told.json";
     settings = "OnTrouble=cat >>" + told + "; exit 3\n";
