@@ -84,6 +84,7 @@ bool WaitForSignal(int timeoutMs) {
 pid_t StartChild(const std::vector<std::string>& words, const ChildFiles& files) {
     std::vector<std::string> copies = words;
     std::vector<char*> pointers;
+    pointers.reserve(words.size() + 1);
     for (std::string& word : copies) pointers.push_back(word.data());
     pointers.push_back(nullptr);
     const pid_t parent = getpid();

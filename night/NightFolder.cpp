@@ -93,6 +93,12 @@ void PrepareFolder(const std::string& folder) {
     for (const char* room : rooms) make(folder + room);
 }
 
+Ledger OpenLedger(const std::string& folder, Database::Access access) {
+    if (access == Database::Access::Write) CheckOwner(folder);
+    if (!Ledger::Exists(folder)) throw new FileIoException("there was no night yet in " + Printable(folder));
+    return {folder, access};
+}
+
 bool NightLock::Take(const std::string& folder) {
     const auto lock = [](Descriptor& file, const std::string& path) {
         if (!file.IsOpen()) file.Reset(open(path.c_str(), O_RDWR | O_CREAT | O_NOFOLLOW | O_CLOEXEC, 0600));

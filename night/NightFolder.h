@@ -11,6 +11,9 @@ void PrepareFolder(const std::string& folder);
 /** The same of a folder that is there. */
 void CheckOwner(const std::string& folder);
 
+/** The ledger that is there; FileIoException where there is none. */
+Ledger OpenLedger(const std::string& folder, Database::Access access);
+
 /** One night at a time, and none while runs of a former one have not ended. */
 class NightLock {
 public:

@@ -366,6 +366,8 @@ void Night::EndRuns() {
         if (line.process != 0) kill(line.process, SIGTERM);
 }
 
+}  // namespace
+
 std::vector<const RegisterSettings*> SelectRegisters(const NightSettings& settings,
                                                      const std::vector<std::string>& names) {
     std::vector<const RegisterSettings*> selected;
@@ -386,10 +388,7 @@ std::vector<const RegisterSettings*> SelectRegisters(const NightSettings& settin
     return selected;
 }
 
-}  // namespace
-
-int RunNight(const NightSettings& settings, const std::vector<std::string>& names) {
-    const std::vector<const RegisterSettings*> served = SelectRegisters(settings, names);
+int RunNight(const NightSettings& settings, const std::vector<const RegisterSettings*>& served) {
     HoldSignals();
     PrepareFolder(settings.folder);
     NightLock lock;

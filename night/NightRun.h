@@ -13,7 +13,11 @@ inline constexpr int statusLater = 75;  // a later run may mend something
 /** The file that is there as long as the last night is known to be well. */
 inline constexpr const char* wellFile = "/well";
 
-/** Serves these registers, all without names: goes on with a night that was cut off or may be mended, or
- * begins one. The status to end with; what happened is printed. CommandLineException for an unknown register.
- */
-int RunNight(const NightSettings& settings, const std::vector<std::string>& names);
+/** The registers of these names, all without names. CommandLineException for an unknown one,
+ * ConfigurationException where there is none. */
+std::vector<const RegisterSettings*> SelectRegisters(const NightSettings& settings,
+                                                     const std::vector<std::string>& names);
+
+/** Serves them: goes on with a night that was cut off or may be mended, or begins one. The status to end
+ * with; what happened is printed. */
+int RunNight(const NightSettings& settings, const std::vector<const RegisterSettings*>& served);

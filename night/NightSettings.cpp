@@ -143,7 +143,7 @@ NightSettings LoadNightSettings(const std::vector<std::string>& words) {
     night.pauseMs = std::min(all.Get(settings::pause), INT_MAX / msPerSecond) * msPerSecond;
     night.jobs = all.Get(settings::jobs);
     night.maxAgeMs = all.Get(settings::maxAge) * msPerHour;
-    night.keepMs = all.Get(settings::keep) * 24 * msPerHour;
+    night.keepMs = all.Get(settings::keep) * 24LL * msPerHour;
     night.onTrouble = all.Get(settings::onTrouble);
     for (const std::string& name : AppConfig::GetEcrNames()) {
         if (!name.empty() && Printable(name) == name)

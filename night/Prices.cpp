@@ -31,10 +31,10 @@ std::string ReadAll(const std::string& path) {
 std::string GetFirstLine(const std::string& output) {
     for (size_t start = 0, end; start < output.size(); start = end + 1) {
         end = std::min(output.find('\n', start), output.size());
-        const std::string line = output.substr(start, end - start);
+        std::string line = output.substr(start, end - start);
         if (line.compare(0, 4, "Line") == 0 || line.compare(0, 4, "line") == 0) return line;
     }
-    return Trim(output.substr(0, output.find("\n")), " ");
+    return Trim(output.substr(0, output.find('\n')), " ");
 }
 
 }  // namespace

@@ -18,11 +18,16 @@
 
 namespace {
 
+int Refuse(const std::string& why) {
+    std::fprintf(stderr, "tavo-night: %s\n", why.c_str());
+    return statusPerson;
+}
+
 /** What a failure wants: room may be made by a later run's time, anything else by a person. */
 int TellFailure(Exception* e, std::string& told) {
     const std::unique_ptr<Exception> failure(e);
     told = failure->GetDisplayMessage();
-    std::fprintf(stderr, "tavo-night: %s\n", told.c_str());
+    Refuse(told);
     return failure->GetError() == ENOSPC ? statusLater : statusPerson;
 }
 
@@ -44,24 +49,16 @@ void TellOthers(const NightSettings& settings, int status, const std::string& fa
 
 int Run(const NightOptions& options) {
     const NightSettings settings = LoadNightSettings(options.settings);
+    const std::vector<const RegisterSettings*> served = SelectRegisters(settings, options.words);
     std::string failure;
     int status = statusPerson;
     try {
-        status = RunNight(settings, options.words);
-    } catch (CommandLineException*) {
-        throw;  // nothing was done
+        status = RunNight(settings, served);
     } catch (Exception* e) {
         status = TellFailure(e, failure);
     }
     TellOthers(settings, status, failure);
     return status;
-}
-
-Ledger OpenLedger(const NightSettings& settings, Database::Access access) {
-    if (access == Database::Access::Write) CheckOwner(settings.folder);
-    if (!Ledger::Exists(settings.folder))
-        throw new FileIoException("there was no night yet in " + Printable(settings.folder));
-    return Ledger(settings.folder, access);
 }
 
 int ShowStatus(const NightOptions& options) {
@@ -77,27 +74,27 @@ int ShowStatus(const NightOptions& options) {
 }
 
 int ShowReports(const NightOptions& options) {
-    Ledger ledger = OpenLedger(LoadNightSettings(options.settings), Database::Access::Read);
+    Ledger ledger = OpenLedger(LoadNightSettings(options.settings).folder, Database::Access::Read);
     ShowReports(ledger, options.isAll, options.isJson);
     return statusWell;
 }
 
 int Book(const NightOptions& options) {
-    if (options.words.empty()) throw new CommandLineException("book needs the ID of a report");
-    Ledger ledger = OpenLedger(LoadNightSettings(options.settings), Database::Access::Write);
+    if (options.words.empty()) return Refuse("book needs the ID of a report");
+    Ledger ledger = OpenLedger(LoadNightSettings(options.settings).folder, Database::Access::Write);
     return Book(ledger, options.words) ? statusWell : statusPerson;
 }
 
 int Settle(const NightOptions& options) {
     if (options.words.size() != 1 || options.isKept == options.isDropped)
-        throw new CommandLineException("settle needs one ID, and --keep or --drop");
-    Ledger ledger = OpenLedger(LoadNightSettings(options.settings), Database::Access::Write);
+        return Refuse("settle needs one ID, and --keep or --drop");
+    Ledger ledger = OpenLedger(LoadNightSettings(options.settings).folder, Database::Access::Write);
     return DecideOn(ledger, options.words[0], options.isKept) ? statusWell : statusPerson;
 }
 
 int Prune(const NightOptions& options) {
     const NightSettings settings = LoadNightSettings(options.settings);
-    Ledger ledger = OpenLedger(settings, Database::Access::Write);
+    Ledger ledger = OpenLedger(settings.folder, Database::Access::Write);
     Prune(ledger, settings.keepMs);
     return statusWell;
 }
@@ -138,7 +135,16 @@ int RunCommandLine(int argc, char* argv[]) {
     }
     for (const auto& command : commands)
         if (options.command == command.name) return command.run(options);
-    throw new CommandLineException("no command " + Printable(options.command) + "; tavo-night --help");
+    return Refuse("no command " + Printable(options.command) + "; tavo-night --help");
+}
+
+int RunToEnd(int argc, char* argv[]) {
+    try {
+        return RunCommandLine(argc, argv);
+    } catch (Exception* e) {
+        std::string told;
+        return TellFailure(e, told);
+    }
 }
 
 }  // namespace
@@ -146,10 +152,7 @@ int RunCommandLine(int argc, char* argv[]) {
 int main(int argc, char* argv[]) {
     OpenStandardDescriptors();
     try {
-        return RunCommandLine(argc, argv);
-    } catch (Exception* e) {
-        std::string told;
-        return TellFailure(e, told);
+        return RunToEnd(argc, argv);
     } catch (const std::bad_alloc&) {
         std::fputs("tavo-night: not enough memory\n", stderr);
         return statusLater;

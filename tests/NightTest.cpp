@@ -89,7 +89,8 @@ protected:
             "[Common]\nLogFilePath=" + folder / "log" +
             "\nLineQuietTime=0\nSerialProtocolRetryCount=2\nSerialProtocolResponseMaxTime=100\n" +
             "[Night]\nFolder=" + night + "\nPause=0\n" + settings;
-        for (const auto& [name, lines] : registers) text += "[ECR_" + name + "]\n" + lines + "\n";
+        for (const auto& [name, lines] : registers)
+            text.append("[ECR_").append(name).append("]\n").append(lines) += '\n';
         ini = File("TAVO.ini", text);
     }
     static std::string At(const Simulator& ecr) { return "TTY=" + ecr.Tty(); }
@@ -201,8 +202,9 @@ TEST_F(NightTest, ABackOfficeBooksEachReportOnceByTheExamplesOfThePage) {
                        " \"$@\" /ConfigFilePath=" +
                            ini + "\n");
     chmod((folder / "tavo-night").c_str(), 0700);
-    for (const auto& [interpreter, count] :
+    for (const auto& [program, count] :
          {std::pair("python3", "sqlite3 books.db 'SELECT line FROM sale'"), {"sh", "cat booked/*"}}) {
+        const std::string interpreter = program;
         const size_t start =
             page.find(std::string("    #!/") + (interpreter[0] == 's' ? "bin/sh" : "usr/bin/env"));
         const std::string script = page.substr(start, page.find("\n\n", start) - start);
