@@ -163,8 +163,8 @@ std::string Ledger::MakeId(const std::string& registerName, long long number) {
 }
 
 void Ledger::Adopt(long long number, const std::string& file, const std::string& result) {
-    const std::string bytes = ReadReportFile(m_folder, file).value_or("");
-    const std::string json = ReadReportFile(m_folder, result).value_or("");
+    const std::string bytes = ReadRegularFile(m_folder + "/" + file, false).value_or("");
+    const std::string json = ReadRegularFile(m_folder + "/" + result, false).value_or("");
     Statement outline(m_database,
                       "SELECT ifnull(json_extract(j, '$.register'), ''), json_extract(j, '$.section'),"
                       " json_extract(j, '$.records.read') FROM (SELECT iif(json_valid(?1), ?1, '{}') AS j)",

@@ -8,7 +8,6 @@
 #include <unistd.h>
 
 #include <cerrno>
-#include <map>
 #include <memory>
 
 #include "Children.h"
@@ -28,20 +27,6 @@ constexpr const char* rooms[] = {"/reports", "/results", "/checks", "/sent"};
 std::string GetUserName(uid_t user) {
     const passwd* const entry = getpwuid(user);
     return entry != nullptr ? entry->pw_name : std::to_string(user);
-}
-
-/** Names of files by the number in them, "Till1-1795000000000.csv" or "Till1-1795000000000-Send.json". */
-std::map<long long, std::string> FindNumbered(const std::string& folder) {
-    std::map<long long, std::string> found;
-    const std::unique_ptr<DIR, int (*)(DIR*)> list(opendir(folder.c_str()), closedir);
-    while (const dirent* entry = list ? readdir(list.get()) : nullptr) {
-        std::string name = entry->d_name;
-        if (name.size() > 5 && name.compare(name.size() - 5, 5, ".json") == 0) name.resize(name.rfind('-'));
-        const size_t start = name.rfind('-');
-        const long long number = start == std::string::npos ? 0 : std::atoll(name.c_str() + start + 1);
-        if (number > 0) found[number] = entry->d_name;
-    }
-    return found;
 }
 
 /** A night was killed while they were read, or before that was noted. */
@@ -114,6 +99,27 @@ bool NightLock::Take(const std::string& folder) {
     return true;
 }
 
+std::vector<std::string> ListFolder(const std::string& folder) {
+    std::vector<std::string> names;
+    const std::unique_ptr<DIR, int (*)(DIR*)> list(opendir(folder.c_str()), closedir);
+    while (const dirent* entry = list ? readdir(list.get()) : nullptr)
+        if (entry->d_name[0] != '.') names.emplace_back(entry->d_name);
+    return names;
+}
+
+std::map<long long, std::string> FindNumbered(const std::string& folder) {
+    std::map<long long, std::string> found;
+    for (const std::string& name : ListFolder(folder)) {
+        // "Till1-1795000000000.csv" or "Till1-1795000000000-Send.json"
+        const bool isResult = name.size() > 5 && name.compare(name.size() - 5, 5, ".json") == 0;
+        const size_t end = isResult ? name.rfind('-') : name.size();
+        const size_t start = name.rfind('-', end - 1);
+        const long long number = start == std::string::npos ? 0 : std::atoll(name.c_str() + start + 1);
+        if (number > 0) found[number] = name;
+    }
+    return found;
+}
+
 void TakeOver(Ledger& ledger) {
     const std::map<long long, std::string> reports = FindNumbered(ledger.GetFolder() + "/reports");
     const std::map<long long, std::string> results = FindNumbered(ledger.GetFolder() + "/results");
@@ -124,7 +130,7 @@ void TakeOver(Ledger& ledger) {
 }
 
 const char* DescribeFile(const Ledger& ledger, const Report& report) {
-    const std::optional<std::string> bytes = ReadReportFile(ledger.GetFolder(), report.file);
+    const std::optional<std::string> bytes = ReadRegularFile(ledger.GetFolder() + "/" + report.file, false);
     if (!bytes) return "gone";
     return GetSha256(*bytes) == report.sha256 ? "there" : "changed";
 }

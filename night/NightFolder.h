@@ -1,5 +1,6 @@
 #pragma once
 
+#include <map>
 #include <string>
 
 #include "Ledger.h"
@@ -30,6 +31,11 @@ private:
 /** Puts right what a killed night has left: readings that nobody noted, files that the ledger does not know.
  * Each is told. */
 void TakeOver(Ledger& ledger);
+
+/** Names that do not begin with a point. */
+std::vector<std::string> ListFolder(const std::string& folder);
+/** Names of files in a folder by the number in them, which is the time at which they were named. */
+std::map<long long, std::string> FindNumbered(const std::string& folder);
 
 /** What a report's file is now: "there", "changed" or "gone". */
 const char* DescribeFile(const Ledger& ledger, const Report& report);

@@ -78,6 +78,7 @@ public:
 
 private:
     void RemoveLeftJobs(const std::vector<const RegisterSettings*>& served);
+    void LeaveToPerson();
     void AddJobs(const RegisterSettings& settings);
     void StartRuns();
     void Start(Line& line);
@@ -123,6 +124,7 @@ void Night::Begin(const std::vector<const RegisterSettings*>& served) {
         "INSERT INTO night VALUES (?, ?, NULL, NULL) ON CONFLICT DO UPDATE SET ended = NULL, status = NULL",
         m_number, GetWallTime());
     RemoveLeftJobs(served);
+    LeaveToPerson();
     for (const RegisterSettings* settings : served) AddJobs(*settings);
     beginning.Commit();
     Print(FormatWallTime(GetWallTime()) +
@@ -150,6 +152,22 @@ void Night::RemoveLeftJobs(const std::vector<const RegisterSettings*>& served) {
     }
 }
 
+/** What no run will settle any more. */
+void Night::LeaveToPerson() {
+    for (const Report& report : m_ledger.FindReports("state IN ('reading', 'whole')")) {
+        const bool isServed = std::any_of(
+            m_settings.registers.begin(), m_settings.registers.end(), [&](const RegisterSettings& settings) {
+                return settings.name == report.registerName &&
+                       std::count(settings.reports.begin(), settings.reports.end(), report.section) > 0;
+            });
+        if (!isServed)
+            m_ledger.SetState(
+                report, ReportState_Waiting,
+                "it was not settled, and no register of the INI file has it any more: --keep if the "
+                "register has been cleared since, --drop if another report has these records");
+    }
+}
+
 void Night::AddJobs(const RegisterSettings& settings) {
     Line line;
     line.settings = &settings;
@@ -170,16 +188,16 @@ void Night::AddJobs(const RegisterSettings& settings) {
 }
 
 bool Night::Serve() {
-    {
-        Transaction keeping(m_ledger.Get());
-        for (Line& line : m_lines)
-            while (!line.jobs.empty() && line.jobs[0].report == 0) {
-                const CheckedPrices& checked = m_prices.Check(*line.settings);
-                if (checked.statusClass == StatusClass_Ok) break;
-                EndJob(line, checked.statusClass, "the prices are kept back: " + checked.told);
-            }
-        keeping.Commit();
+    for (const Line& line : m_lines)
+        if (!line.jobs.empty() && line.jobs[0].report == 0) m_prices.Check(*line.settings);
+    Transaction keeping(m_ledger.Get());
+    for (Line& line : m_lines) {
+        if (line.jobs.empty() || line.jobs[0].report != 0) continue;
+        const CheckedPrices& checked = m_prices.Check(*line.settings);
+        if (checked.statusClass != StatusClass_Ok)
+            EndJob(line, checked.statusClass, "the prices are kept back: " + checked.told);
     }
+    keeping.Commit();
     for (const std::string& finding : m_prices.GetFindings()) Print(finding + "\n");
     const auto isServed = [](const Line& line) { return line.jobs.empty(); };
     while (!std::all_of(m_lines.begin(), m_lines.end(), isServed)) {

@@ -1,8 +1,5 @@
 #include "Prices.h"
 
-#include <sys/stat.h>
-
-#include <cerrno>
 #include <cstring>
 #include <memory>
 
@@ -12,20 +9,9 @@
 #include "Path.h"
 #include "ReportFile.h"
 #include "System/AtomicFile.h"
-#include "System/FileStream.h"
 #include "Tools.h"
 
 namespace {
-
-std::string ReadAll(const std::string& path) {
-    const FileStream file(std::fopen(path.c_str(), "re"));
-    if (!file) ThrowOpenError(path);
-    std::string bytes;
-    char block[65536];
-    for (size_t size; (size = std::fread(block, 1, sizeof block, file.get())) > 0;) bytes.append(block, size);
-    if (std::ferror(file.get()) != 0) ThrowReadError(path);
-    return bytes;
-}
 
 /** What tells most: the first line of a program's output that is not of the end. */
 std::string GetFirstLine(const std::string& output) {
@@ -49,27 +35,31 @@ const CheckedPrices& PriceCheck::Check(const RegisterSettings& settings) {
         settings.prices + "\n" + std::to_string(settings.section) + "\n" + settings.fileRules;
     auto found = m_checked.find(rules);
     if (found == m_checked.end()) found = m_checked.emplace(rules, Examine(settings)).first;
-    found->second.registers.push_back(settings.name);
+    found->second.registers.insert(settings.name);
     return found->second;
 }
 
 CheckedPrices PriceCheck::Examine(const RegisterSettings& settings) const {
     CheckedPrices checked;
-    std::string bytes;
+    checked.statusClass = StatusClass_FixSetup;
+    std::optional<std::string> bytes;
     try {
-        bytes = ReadAll(settings.prices);
+        bytes = ReadRegularFile(settings.prices, true);
     } catch (Exception* e) {
         const std::unique_ptr<Exception> failure(e);
-        checked.statusClass = StatusClass_FixSetup;
         checked.told = failure->GetDisplayMessage() + ": " + std::strerror(failure->GetError());
+        return checked;
+    }
+    if (!bytes) {
+        checked.told = "it is no regular file";
         return checked;
     }
     // its kind of file goes by the ending of its name
     const std::string name = Path::GetFileName(settings.prices);
     const size_t ending = name.rfind('.');
-    checked.copy = m_night.folder + "/sent/" + GetSha256(bytes) +
+    checked.copy = m_night.folder + "/sent/" + GetSha256(*bytes) +
                    (ending == std::string::npos ? "" : "." + Path::EncodeName(name.substr(ending + 1)));
-    if (!File::Exists(checked.copy)) ReplaceFile(checked.copy, bytes);
+    ReplaceFile(checked.copy, *bytes);
     std::vector<std::string> words = {m_programs + "tavo-check", "--strict", std::to_string(settings.section),
                                       checked.copy};
     words.insert(words.end(), m_night.forEveryRun.begin(), m_night.forEveryRun.end());
@@ -84,11 +74,13 @@ CheckedPrices PriceCheck::Examine(const RegisterSettings& settings) const {
 
 std::vector<std::string> PriceCheck::GetFindings() const {
     std::vector<std::string> findings;
-    for (const auto& [rules, checked] : m_checked)
-        if (checked.statusClass != StatusClass_Ok)
-            findings.push_back(
-                Printable(rules.substr(0, rules.find('\n'))) + " is kept back (" +
-                statusClassNames[checked.statusClass] + "): " + Printable(checked.told) + "; for " +
-                Join(checked.registers.data(), static_cast<int>(checked.registers.size()), ", "));
+    for (const auto& [rules, checked] : m_checked) {
+        if (checked.statusClass == StatusClass_Ok) continue;
+        std::string registers;
+        for (const std::string& name : checked.registers) registers += (registers.empty() ? "" : ", ") + name;
+        findings.push_back(Printable(rules.substr(0, rules.find('\n'))) + " is kept back (" +
+                           statusClassNames[checked.statusClass] + "): " + Printable(checked.told) +
+                           "; for " + registers);
+    }
     return findings;
 }

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <map>
+#include <set>
 #include <string>
 #include <utility>
 
@@ -11,8 +12,8 @@
 struct CheckedPrices {
     std::string copy;  // what was checked is what is sent, whatever happens to the file meanwhile
     StatusClass statusClass = StatusClass_Ok;
-    std::string told;                    // why it is kept back
-    std::vector<std::string> registers;  // that would have got it
+    std::string told;                 // why it is kept back
+    std::set<std::string> registers;  // that would have got it
 };
 
 /** Checks each file once for all registers with the same rules, by tavo-check --strict. */

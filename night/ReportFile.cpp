@@ -9,9 +9,9 @@
 #include "System/Descriptor.h"
 #include "System/FileStream.h"
 
-std::optional<std::string> ReadReportFile(const std::string& folder, const std::string& file) {
-    const std::string path = folder + "/" + file;
-    const Descriptor opened(open(path.c_str(), O_RDONLY | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC));
+std::optional<std::string> ReadRegularFile(const std::string& path, bool areLinksFollowed) {
+    const int links = areLinksFollowed ? 0 : O_NOFOLLOW;
+    const Descriptor opened(open(path.c_str(), O_RDONLY | O_NONBLOCK | O_CLOEXEC | links));
     if (!opened.IsOpen() && errno != ENOENT && errno != ELOOP) ThrowOpenError(path);
     struct stat status {};
     if (!opened.IsOpen() || fstat(opened.Get(), &status) != 0 || !S_ISREG(status.st_mode))

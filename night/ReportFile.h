@@ -3,8 +3,9 @@
 #include <optional>
 #include <string>
 
-/** The bytes of a regular file below the folder, links not followed; nothing where there is none. */
-std::optional<std::string> ReadReportFile(const std::string& folder, const std::string& file);
+/** The bytes of a regular file; nothing where there is none, or where a link stands in its place that is not
+ * to be followed. FileIoException where it cannot be read. */
+std::optional<std::string> ReadRegularFile(const std::string& path, bool areLinksFollowed);
 
 /** In hexadecimal. */
 std::string GetSha256(const std::string& bytes);

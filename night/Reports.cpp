@@ -1,10 +1,12 @@
 #include "Reports.h"
 
+#include <sys/stat.h>
 #include <unistd.h>
 
 #include <algorithm>
 #include <cerrno>
 #include <cstring>
+#include <set>
 
 #include "Format.h"
 #include "NightFolder.h"
@@ -63,6 +65,15 @@ bool Remove(const std::string& path) {
     return Tell(path, std::strerror(errno));
 }
 
+/** Copies of prices that no night has made for so long. */
+void RemoveSent(const std::string& folder, long long oldest) {
+    for (const std::string& name : ListFolder(folder)) {
+        struct stat status {};
+        const std::string path = folder + "/" + name;
+        if (lstat(path.c_str(), &status) == 0 && status.st_mtime < oldest / 1000) Remove(path);
+    }
+}
+
 }  // namespace
 
 void ShowReports(Ledger& ledger, bool isAll, bool isJson) {
@@ -107,17 +118,14 @@ void Prune(Ledger& ledger, long long keepMs) {
              "state = 'booked' AND (SELECT max(time) FROM change WHERE report = number) < ?", oldest))
         Remove(folder + "/" + report.file);
     // a reading that is not settled needs its result
-    Statement runs(
-        ledger.Get(),
-        "SELECT result FROM run WHERE ended < ? AND number NOT IN (SELECT number FROM report WHERE state IN"
-        " ('reading', 'whole', 'ready', 'waiting'))",
-        oldest);
-    while (runs.Step()) Remove(folder + "/" + runs.GetText(0));
+    std::set<long long> needed;
+    for (const Report& report : ledger.FindReports("state IN ('reading', 'whole', 'waiting', 'ready')"))
+        needed.insert(report.number);
+    for (const auto& [number, name] : FindNumbered(folder + "/results"))
+        if (number < oldest && needed.count(number) == 0) Remove(folder + "/results/" + name);
+    RemoveSent(folder + "/sent", oldest);
     Transaction forgetting(ledger.Get());
-    Change(ledger.Get(),
-           "DELETE FROM run WHERE ended < ? AND number NOT IN (SELECT number FROM report WHERE state IN"
-           " ('reading', 'whole', 'ready', 'waiting'))",
-           oldest);
+    Change(ledger.Get(), "DELETE FROM run WHERE ended < ?", oldest);
     // but the last one that served a register
     Change(ledger.Get(),
            "DELETE FROM job WHERE ended < ? AND night < (SELECT max(night) FROM job AS later WHERE"

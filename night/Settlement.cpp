@@ -79,7 +79,7 @@ void EndFormer(Ledger& ledger, const Report& by, bool hasAll) {
 
 /** The report's state and what was read. */
 void Keep(Ledger& ledger, Report& report, const RunOutcome& outcome, long long requestedMs) {
-    const std::optional<std::string> bytes = ReadReportFile(ledger.GetFolder(), report.file);
+    const std::optional<std::string> bytes = ReadRegularFile(ledger.GetFolder() + "/" + report.file, false);
     report.records = outcome.records;
     report.bytes = bytes ? static_cast<long long>(bytes->size()) : 0;
     report.sha256 = bytes ? GetSha256(*bytes) : "";
@@ -160,8 +160,8 @@ ReportState Settle(Ledger& ledger, const Report& report, const std::string& late
         EndFormer(ledger, report, true);
         return become(ReportState_Ready, "the register had cleared: it holds nothing of it any more");
     }
-    const std::string former = ReadReportFile(ledger.GetFolder(), report.file).value_or("");
-    const std::string later = ReadReportFile(ledger.GetFolder(), laterFile).value_or("");
+    const std::string former = ReadRegularFile(ledger.GetFolder() + "/" + report.file, false).value_or("");
+    const std::string later = ReadRegularFile(ledger.GetFolder() + "/" + laterFile, false).value_or("");
     const bool isInTime = !end.boot.empty() && end.boot == report.requested.boot &&
                           end.ms >= report.requested.ms && end.ms - report.requested.ms <= longestDoubtMs;
     const bool isUnchanged = GetSha256(former) == report.sha256;

@@ -159,7 +159,7 @@ inline constexpr TextSetting folder("Folder", SettingPlace_WholeNight, "/var/lib
 inline constexpr TextSetting prices("Prices", SettingPlace_NightOrEcr, "prices.csv",
                                     "tavo-night: file of prices to send, in Folder unless it has a path; "
                                     "without that file none are sent");
-inline constexpr NumberSetting section("Section", SettingPlace_NightOrEcr, {1, 3, INT_MAX}, "",
+inline constexpr NumberSetting section("Section", SettingPlace_NightOrEcr, {0, 3, 255}, "",
                                        "tavo-night: section of the register that holds the prices");
 inline constexpr TextSetting report("Report", SettingPlace_NightOrEcr, "70",
                                     "tavo-night: report to read and clear, or several as 70,71");
