@@ -270,6 +270,10 @@ TEST_F(NightTest, AnOlderLedgerPutBackBooksNothingTwice) {
     for (const char* command : {"run", "status", "reports", "prune"})
         EXPECT_EQ(Night({command}).status, 1) << command;
     EXPECT_TRUE(ReadText(night + "/ledger.db") == std::string(9000, 'x'));
+    for (const char* file : {"/ledger.db", "/ledger.db-wal", "/ledger.db-shm"})
+        std::remove((night + file).c_str());
+    EXPECT_EQ(Night({"run"}).status, 1);
+    EXPECT_EQ(Field(".state"), "waiting waiting");
 }
 
 TEST_F(NightTest, TellsTroubleAndKeepsOthersOut) {
@@ -287,6 +291,11 @@ TEST_F(NightTest, TellsTroubleAndKeepsOthersOut) {
     EXPECT_NE(trouble.output.find("OnTrouble ended with 3"), std::string::npos);
     EXPECT_EQ(RunProgram({"/usr/bin/jq", "-c", "[.status,.jobs[0].class,.jobs[0].register]", told}).output,
               "[1,\"fix-setup\",\"Till \\\"1\\\"\"]\n");
+    const std::string words =
+        ListMatches(ReadText(SOURCE_FOLDER "/docs/night.md"), "    (jq -c '.*') [|] curl", "$1");
+    EXPECT_EQ(
+        RunInShell(words + " " + told, {}, "").output.find("{\"text\":[\"Till \\\"1\\\": 50 SystemError"),
+        0U);
     settings = "OnTrouble=cat >>" + told + "\n";
     SetRegisters({{"Till \"1\"", At(ecr)}});
     for (int i = 0; i < 2; i++) EXPECT_EQ(Night({"run"}).status, 0);
