@@ -20,11 +20,18 @@ constexpr int writeSignals[] = {SIGPIPE, SIGXFSZ};
 
 bool isInterrupted = false;
 
+constexpr int cannotExecute = 127;
+
+/** But those that the caller has set to be ignored, as nohup does. */
 sigset_t GetHeldSignals() {
     sigset_t held;
     sigemptyset(&held);
     sigaddset(&held, SIGCHLD);
-    for (const int interrupt : interrupts) sigaddset(&held, interrupt);
+    for (const int interrupt : interrupts) {
+        struct sigaction action {};
+        sigaction(interrupt, nullptr, &action);
+        if (action.sa_handler != SIG_IGN) sigaddset(&held, interrupt);
+    }
     return held;
 }
 
@@ -39,11 +46,10 @@ sigset_t GetHeldSignals() {
     const int none = open("/dev/null", O_RDWR);
     dup2(files.input == -1 ? none : files.input, STDIN_FILENO);
     dup2(files.output == -1 ? none : files.output, STDOUT_FILENO);
-    dup2(STDOUT_FILENO, STDERR_FILENO);
+    if (files.output != STDOUT_FILENO) dup2(STDOUT_FILENO, STDERR_FILENO);
     if (none > STDERR_FILENO) close(none);
     if (files.kept != -1) fcntl(files.kept, F_SETFD, 0);
     execv(words[0], words);
-    constexpr int cannotExecute = 127;
     _exit(cannotExecute);
 }
 
@@ -51,29 +57,31 @@ EndedChild Describe(pid_t id, int status) {
     return {id, WIFEXITED(status) ? WEXITSTATUS(status) : 128 + WTERMSIG(status)};
 }
 
-Descriptor MakePassingFile(const std::string& content) {
-    const int file = memfd_create("tavo", MFD_CLOEXEC);
-    if (file == -1 || !WriteAll(file, content.data(), content.size()) || lseek(file, 0, SEEK_SET) != 0)
-        throw new SystemException("No memory for a command's input and output");
-    return Descriptor(file);
+}  // namespace
+
+PassingFile::PassingFile(const std::string& content) : m_file(memfd_create("tavo", MFD_CLOEXEC)) {
+    if (!m_file.IsOpen() || !WriteAll(Get(), content.data(), content.size()) ||
+        lseek(Get(), 0, SEEK_SET) != 0)
+        throw new SystemException("No memory for a command's input or output");
 }
 
-std::string ReadPassingFile(int file) {
-    std::string text(static_cast<size_t>(lseek(file, 0, SEEK_END)), '\0');
-    const ssize_t size = pread(file, text.data(), text.size(), 0);
+std::string PassingFile::Read() const {
+    constexpr size_t longest = size_t{1} << 20U;
+    std::string text(longest, '\0');
+    const ssize_t size = pread(Get(), text.data(), text.size(), 0);
     text.resize(static_cast<size_t>(size < 0 ? 0 : size));
     return text;
 }
 
-}  // namespace
-
 void HoldSignals() {
+    std::signal(SIGCHLD, SIG_DFL);  // ignored, it would leave nothing to be waited for
     const sigset_t held = GetHeldSignals();
     sigprocmask(SIG_BLOCK, &held, nullptr);
     for (const int signal : writeSignals) std::signal(signal, SIG_IGN);
 }
 
 bool WaitForSignal(int timeoutMs) {
+    if (isInterrupted) return true;
     const sigset_t held = GetHeldSignals();
     const timespec timeout{timeoutMs / 1000, timeoutMs % 1000 * 1'000'000L};
     const int signal = sigtimedwait(&held, nullptr, &timeout);
@@ -89,9 +97,8 @@ pid_t StartChild(const std::vector<std::string>& words, const ChildFiles& files)
     pointers.push_back(nullptr);
     const pid_t parent = getpid();
     const pid_t child = fork();
-    if (child == -1) throw new SystemException("Unable to start '" + words[0] + "'");
     if (child == 0) BecomeChild(pointers.data(), files, parent);
-    setpgid(child, child);  // whoever comes first
+    if (child != -1) setpgid(child, child);  // whoever comes first
     return child;
 }
 
@@ -102,21 +109,21 @@ std::optional<EndedChild> TakeEndedChild() {
     return Describe(id, status);
 }
 
-CommandResult RunCommand(const std::vector<std::string>& words, const std::string& input, int limitMs) {
-    const Descriptor given = MakePassingFile(input);
-    const Descriptor taken = MakePassingFile("");
-    const pid_t child = StartChild(words, {given.Get(), taken.Get(), -1});
-    constexpr int checkMs = 1000;
+int RunCommand(const std::vector<std::string>& words, const ChildFiles& files, int limitMs) {
+    const pid_t child = StartChild(words, files);
     const Deadline limit(limitMs);
     int status = 0;
-    while (waitpid(child, &status, WNOHANG) == 0) {
-        if (limitMs >= 0 && limit.IsOver()) {
-            kill(-child, SIGKILL);
-            waitpid(child, nullptr, 0);
-            constexpr int tooLate = 124;
-            return {tooLate, ReadPassingFile(taken.Get())};
+    pid_t ended = child;
+    while (child != -1 && (ended = waitpid(child, &status, WNOHANG)) == 0) {
+        constexpr int checkMs = 100;
+        const timespec time{0, checkMs * 1'000'000L};
+        if (!limit.IsOver()) {
+            nanosleep(&time, nullptr);
+            continue;
         }
-        WaitForSignal(limitMs >= 0 ? std::min(checkMs, limit.GetRemainingMs()) : checkMs);
+        kill(-child, SIGKILL);
+        waitpid(child, nullptr, 0);
+        return 124;
     }
-    return {Describe(child, status).status, ReadPassingFile(taken.Get())};
+    return child == -1 || ended == -1 ? cannotExecute : Describe(child, status).status;
 }

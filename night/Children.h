@@ -25,8 +25,7 @@ struct ChildFiles {
     int kept = -1;    // open for as long as it lives
 };
 
-/** Starts it; SystemException where there is no process to be had. One that cannot be executed ends with 127.
- */
+/** Starts it; -1 where there is no process to be had. One that cannot be executed ends with 127. */
 pid_t StartChild(const std::vector<std::string>& words, const ChildFiles& files);
 
 struct EndedChild {
@@ -37,10 +36,18 @@ struct EndedChild {
 /** One that has ended; nothing where none has. */
 std::optional<EndedChild> TakeEndedChild();
 
-struct CommandResult {
-    int status = 0;  // 124 where it did not end in time, and was killed with what it has started
-    std::string output;
+/** What a command reads or has written, in memory. */
+class PassingFile {
+public:
+    explicit PassingFile(const std::string& content);
+    int Get() const { return m_file.Get(); }
+    /** From its beginning, 1 MiB at most. */
+    std::string Read() const;
+
+private:
+    Descriptor m_file;
 };
 
-/** Runs a command to its end; without a limit for -1. */
-CommandResult RunCommand(const std::vector<std::string>& words, const std::string& input, int limitMs);
+/** Runs a command to its end: its status; 124 where it did not end in time, and was killed with what it has
+ * started; 127 where it could not be started. */
+int RunCommand(const std::vector<std::string>& words, const ChildFiles& files, int limitMs);

@@ -38,7 +38,9 @@ void Database::Fail() const {
     const char* const reason = Get() == nullptr ? sqlite3_errstr(code) : sqlite3_errmsg(Get());
     const int error = Get() == nullptr ? 0 : sqlite3_system_errno(Get());
     throw new FileIoException("Ledger '" + Printable(m_path) + "': " + reason, m_path,
-                              code == SQLITE_FULL || error == ENOSPC ? ENOSPC : 0);
+                              code == SQLITE_BUSY   ? EAGAIN
+                              : code == SQLITE_FULL ? ENOSPC
+                                                    : error);
 }
 
 Statement::Statement(Database& database, const char* text)

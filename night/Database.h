@@ -7,7 +7,7 @@ struct sqlite3;
 struct sqlite3_stmt;
 
 /** An SQLite database. What fails is a FileIoException with the file's name and SQLite's reason; its error is
- * ENOSPC where there is no room. */
+ * ENOSPC where there is no room, EAGAIN where another one holds it for too long. */
 class Database {
 public:
     enum class Access { Read, Write };

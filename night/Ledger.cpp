@@ -5,6 +5,7 @@
 
 #include <algorithm>
 #include <climits>
+#include <cstdlib>
 #include <ctime>
 
 #include "Exceptions.h"
@@ -19,16 +20,19 @@
 namespace {
 
 constexpr const char* ledgerName = "/ledger.db";
+constexpr long long ledgerFormat = 1;  // grows when a column changes its meaning
 
 constexpr const char* schema =
     "CREATE TABLE ledger (format INTEGER, host TEXT, id TEXT, made INTEGER);"
     "CREATE TABLE night (number INTEGER PRIMARY KEY, begun INTEGER, ended INTEGER, status INTEGER);"
-    "CREATE TABLE job (night INTEGER REFERENCES night, register TEXT, name TEXT, class TEXT, told TEXT,"
+    "CREATE TABLE job (night INTEGER REFERENCES night, register TEXT COLLATE NOCASE, name TEXT, class TEXT, "
+    "told TEXT,"
     " ended INTEGER, PRIMARY KEY (register, name, night)) WITHOUT ROWID;"
     "CREATE TABLE run (number INTEGER PRIMARY KEY, night INTEGER REFERENCES night, register TEXT, command "
     "TEXT,"
     " section INTEGER, begun INTEGER, ended INTEGER, status INTEGER, result TEXT);"
-    "CREATE TABLE report (number INTEGER PRIMARY KEY, id TEXT UNIQUE, night INTEGER, register TEXT,"
+    "CREATE TABLE report (number INTEGER PRIMARY KEY, id TEXT UNIQUE, night INTEGER, register TEXT COLLATE "
+    "NOCASE,"
     " section INTEGER, file TEXT, result TEXT, begun INTEGER, records INTEGER, bytes INTEGER, sha256 TEXT,"
     " state TEXT, reason TEXT, boot TEXT, requested INTEGER);"
     "CREATE INDEX report_by_state ON report (state, register, section);"
@@ -54,9 +58,26 @@ std::string MakeLedgerId() {
     return Format("%012llx", chance >> 16U);
 }
 
+/** The register's name, of "reports/Till%201-70-1795000000000.csv". */
+std::string DecodeStem(const std::string& file) {
+    const size_t start = file.find('/') + 1;
+    const size_t end = file.rfind('-', file.rfind('-') - 1);
+    std::string name;
+    for (size_t i = start; i < std::min(end, file.size()); i++) {
+        const bool isCode = file[i] == '%' && i + 2 < file.size();
+        name += isCode ? static_cast<char>(std::strtol(file.substr(i + 1, 2).c_str(), nullptr, 16)) : file[i];
+        if (isCode) i += 2;
+    }
+    return name;
+}
+
 bool HasTables(Database& database) {
     Statement known(database, "SELECT 1 FROM sqlite_master WHERE name = 'ledger'");
-    return known.Step();
+    if (!known.Step()) return false;
+    Statement made(database, "SELECT format FROM ledger");
+    if (!made.Step() || made.GetNumber(0) != ledgerFormat)
+        throw new FileIoException("The ledger is of another version of tavo-night");
+    return true;
 }
 
 /** Opened to be written, SQLite would at once begin to mend what it takes for an interrupted change. */
@@ -73,6 +94,8 @@ Database OpenSound(const std::string& path, Database::Access access) {
 
 ReportState ParseState(const std::string& name) {
     const auto* const found = std::find(std::begin(reportStateNames), std::end(reportStateNames), name);
+    if (found == std::end(reportStateNames))
+        throw new FileIoException("The ledger has a report in the state '" + Printable(name) + "'");
     return static_cast<ReportState>(found - std::begin(reportStateNames));
 }
 
@@ -98,9 +121,9 @@ BootTime BootTime::Now() {
     return {boot, now.tv_sec * 1000LL + now.tv_nsec / 1'000'000};
 }
 
-std::string GetFileStem(const std::string& registerName, long long number) {
+std::string GetFileStem(const std::string& registerName, int section, long long number) {
     constexpr size_t longest = 60;  // of a long name, which would leave no room for the rest
-    return GetRegisterFileName(registerName).substr(0, longest) + Format("-%lld", number);
+    return GetRegisterFileName(registerName).substr(0, longest) + Format("-%d-%lld", section, number);
 }
 
 bool Ledger::Exists(const std::string& folder) {
@@ -124,8 +147,7 @@ void Ledger::MakeTables() {
     Transaction making(m_database);
     if (HasTables(m_database)) return;
     m_database.Execute(schema);
-    constexpr long long format = 1;  // grows when a column changes its meaning
-    Change(m_database, "INSERT INTO ledger VALUES (?, ?, ?, ?)", format, GetHostName(), MakeLedgerId(),
+    Change(m_database, "INSERT INTO ledger VALUES (?, ?, ?, ?)", ledgerFormat, GetHostName(), MakeLedgerId(),
            GetWallTime());
     making.Commit();
 }
@@ -142,7 +164,7 @@ Report Ledger::AddReport(long long night, const std::string& registerName, int s
     report.begun = GetWallTime();
     report.requested = BootTime::Now();
     report.id = MakeId(registerName, report.number);
-    const std::string stem = GetFileStem(registerName, report.number);
+    const std::string stem = GetFileStem(registerName, section, report.number);
     report.file = "reports/" + stem + ".csv";
     report.result = "results/" + stem + "-ReadAndClear.json";
     Change(m_database,
@@ -166,19 +188,25 @@ void Ledger::Adopt(long long number, const std::string& file, const std::string&
     const std::string bytes = ReadRegularFile(m_folder + "/" + file, false).value_or("");
     const std::string json = ReadRegularFile(m_folder + "/" + result, false).value_or("");
     Statement outline(m_database,
-                      "SELECT ifnull(json_extract(j, '$.register'), ''), json_extract(j, '$.section'),"
-                      " json_extract(j, '$.records.read') FROM (SELECT iif(json_valid(?1), ?1, '{}') AS j)",
+                      "SELECT json_extract(j, '$.register'), json_extract(j, '$.section'),"
+                      " json_extract(j, '$.records.read'), json_extract(j, '$.clear')"
+                      " FROM (SELECT iif(json_valid(?1), ?1, '{}') AS j)",
                       json);
     outline.Step();
+    const std::string registerName = outline.IsNull(0) ? DecodeStem(file) : outline.GetText(0);
     Report report;
     report.number = number;
     Change(m_database,
            "INSERT INTO report (number, id, register, section, file, result, begun, records, bytes, sha256)"
            " VALUES (?, ?, ?, ?, ?, ?, ?, ?, ?, ?)",
-           number, MakeId(outline.GetText(0), number), outline.GetText(0), outline.GetNumber(1), file, result,
-           number, outline.GetNumber(2), static_cast<long long>(bytes.size()), GetSha256(bytes));
-    SetState(report, ReportState_Waiting,
-             "its file was found, but no row of it: --keep if it has not been booked yet, --drop if it has");
+           number, MakeId(registerName, number), registerName, outline.GetNumber(1), file, result, number,
+           outline.GetNumber(2), static_cast<long long>(bytes.size()), GetSha256(bytes));
+    if (outline.GetText(3) == "no")
+        SetState(report, ReportState_Superseded, "it broke off before the clearing: a later reading has it");
+    else
+        SetState(
+            report, ReportState_Waiting,
+            "its file was found, but no row of it: --keep if it has not been booked yet, --drop if it has");
 }
 
 void Ledger::SetState(const Report& report, ReportState state, const std::string& reason) {
@@ -221,6 +249,11 @@ std::vector<Report> Ledger::ReadReports(Statement& rows) {
 std::optional<Report> Ledger::FindReport(const std::string& id) {
     const std::vector<Report> found = FindReports("id = ?", id);
     return found.empty() ? std::nullopt : std::optional(found[0]);
+}
+
+long long Ledger::GetLastNumber() {
+    Statement last(m_database, "SELECT max(number) FROM report");
+    return last.Step() ? last.GetNumber(0) : 0;
 }
 
 NightRow Ledger::GetLastNight() {

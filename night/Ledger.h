@@ -64,7 +64,7 @@ long long GetWallTime();
 std::string FormatWallTime(long long ms);
 
 /** What the names of a register's files begin with. */
-std::string GetFileStem(const std::string& registerName, long long number);
+std::string GetFileStem(const std::string& registerName, int section, long long number);
 
 /** What became of each report and each night: an SQLite database in the folder of the night; docs/night.md,
  * "The ledger". A change of states is for the caller to put into a transaction. */
@@ -98,6 +98,8 @@ public:
     std::optional<Report> FindReport(const std::string& id);
 
     NightRow GetLastNight();
+    /** Of a report. */
+    long long GetLastNumber();
     std::optional<JobRow> FindLastJob(const std::string& registerName, const std::string& name);
 
 private:

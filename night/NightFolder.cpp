@@ -13,6 +13,7 @@
 #include "Children.h"
 #include "Exceptions.h"
 #include "Format.h"
+#include "Options/CommandLine.h"
 #include "ReportFile.h"
 #include "Settlement.h"
 #include "System/Clock.h"
@@ -33,10 +34,11 @@ std::string GetUserName(uid_t user) {
 void NoteReadings(Ledger& ledger) {
     for (Report& report : ledger.FindReports("state = 'reading' AND sha256 IS NULL")) {
         Transaction noting(ledger.Get());
-        const ReportState state = NoteReading(ledger, report);
+        const ReportState state = NoteReading(ledger, report, false);
         noting.Commit();
-        Print(Format("%s: report %d, read by a night that was cut off, is %s\n", report.registerName.c_str(),
-                     report.section, reportStateNames[state]));
+        if (state != ReportState_Dropped)
+            Print(Format("%s: report %d, read by a night that was cut off, is %s\n",
+                         report.registerName.c_str(), report.section, reportStateNames[state]));
     }
 }
 
@@ -62,8 +64,8 @@ void CheckOwner(const std::string& folder) {
     const std::string named = "'" + Printable(folder) + "'";
     if (!S_ISDIR(status.st_mode)) throw new FileIoException(named + " is no folder");
     if (status.st_uid != geteuid())
-        throw new FileIoException(named + " belongs to " + GetUserName(status.st_uid) +
-                                  ": run it as this user (sudo -u " + GetUserName(status.st_uid) + ")");
+        throw new FileIoException(named + " belongs to " + GetUserName(status.st_uid) + ", and this is " +
+                                  GetUserName(geteuid()) + ": run it as the one whom it is to belong to");
     if ((status.st_mode & (S_IWGRP | S_IWOTH)) != 0)
         throw new FileIoException(named + " may be written by others: chmod go-w");
 }
@@ -110,12 +112,13 @@ std::vector<std::string> ListFolder(const std::string& folder) {
 std::map<long long, std::string> FindNumbered(const std::string& folder) {
     std::map<long long, std::string> found;
     for (const std::string& name : ListFolder(folder)) {
-        // "Till1-1795000000000.csv" or "Till1-1795000000000-Send.json"
-        const bool isResult = name.size() > 5 && name.compare(name.size() - 5, 5, ".json") == 0;
-        const size_t end = isResult ? name.rfind('-') : name.size();
-        const size_t start = name.rfind('-', end - 1);
-        const long long number = start == std::string::npos ? 0 : std::atoll(name.c_str() + start + 1);
-        if (number > 0) found[number] = name;
+        // "Till1-70-1795000000000.csv" or "Till1-3-1795000000000-Send.json"
+        constexpr size_t digits = 13;
+        size_t end = name.rfind('.');
+        if (name.find(".json") == end) end = name.rfind('-', end);
+        const std::string number = end < name.size() && end > digits ? name.substr(end - digits, digits) : "";
+        if (!number.empty() && IsNumber(number) && name[end - digits - 1] == '-')
+            found[std::atoll(number.c_str())] = name;
     }
     return found;
 }
@@ -130,7 +133,9 @@ void TakeOver(Ledger& ledger) {
 }
 
 const char* DescribeFile(const Ledger& ledger, const Report& report) {
-    const std::optional<std::string> bytes = ReadRegularFile(ledger.GetFolder() + "/" + report.file, false);
+    std::optional<std::string> bytes;
+    const std::string path = ledger.GetFolder() + "/" + report.file;
+    if (!TryQuietly([&] { bytes = ReadRegularFile(path, false); })) return "unreadable";
     if (!bytes) return "gone";
     return GetSha256(*bytes) == report.sha256 ? "there" : "changed";
 }

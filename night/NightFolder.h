@@ -37,5 +37,5 @@ std::vector<std::string> ListFolder(const std::string& folder);
 /** Names of files in a folder by the number in them, which is the time at which they were named. */
 std::map<long long, std::string> FindNumbered(const std::string& folder);
 
-/** What a report's file is now: "there", "changed" or "gone". */
+/** What a report's file is now: "there", "changed", "gone" or "unreadable". */
 const char* DescribeFile(const Ledger& ledger, const Report& report);

@@ -27,10 +27,13 @@ namespace {
 
 /** A night that began longer ago is not gone on with. */
 constexpr long long longestNightMs = 12LL * 3'600'000;
+/** What was done longer ago is done again: a run by hand at noon is not the night. */
+constexpr long long longestGoodMs = 6LL * 3'600'000;
 
 struct Job {
     std::string name;
-    int report = 0;  // 0: prices
+    bool isPrices = false;
+    int report = 0;  // otherwise
     int tries = 0;
 };
 
@@ -60,11 +63,7 @@ public:
         : m_settings(settings),
           m_ledger(ledger),
           m_prices(settings, GetAppDirectory()),
-          m_runsLock(runsLock) {
-        const std::string log = settings.folder + "/log";
-        m_log.Reset(
-            open(log.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_APPEND | O_NOFOLLOW | O_CLOEXEC, 0640));
-    }
+          m_runsLock(runsLock) {}
     Night(const Night&) = delete;
     Night& operator=(const Night&) = delete;
     ~Night() { EndRuns(); }
@@ -89,7 +88,7 @@ private:
     void EndSend(Line& line, int status);
     void EndReading(Line& line, int status);
     void EndCheck(Line& line, int status);
-    void TryAgain(Line& line, const ExitStatus& status, const std::string& told);
+    void TryAgain(Line& line, const ExitStatus& status, const std::string& told, int pauseMs);
     void EndJob(Line& line, StatusClass statusClass, const std::string& told);
     void EndRuns();
     int GetTimeout() const;
@@ -103,12 +102,20 @@ private:
     std::vector<Line> m_lines;
 };
 
-/** Of a program that could not be executed, too. */
+/** For whoever starts it behind a power cut: made when the night begins, there until it has come to its end.
+ */
+constexpr const char* unfinishedFile = "/unfinished";
+
+constexpr int notForked = -1;
+
+/** Of a run that could not be started, too. */
 const ExitStatus& GetExitStatus(int status) {
-    static constexpr ExitStatus notStarted = {ReturnCode_SystemError, "NotStarted", StatusClass_FixSetup,
-                                              "tavo could not be started", ""};
+    static constexpr ExitStatus notExecuted = {ReturnCode_SystemError, "NotStarted", StatusClass_FixSetup,
+                                               "tavo could not be started", ""};
+    static constexpr ExitStatus noProcess = {ReturnCode_SystemError, "NotStarted", StatusClass_Retry,
+                                             "there was no process to be had", ""};
     const ExitStatus* const found = FindExitStatus(status);
-    return found != nullptr ? *found : notStarted;
+    return found != nullptr ? *found : status == notForked ? noProcess : notExecuted;
 }
 
 void Night::Begin(const std::vector<const RegisterSettings*>& served) {
@@ -117,6 +124,11 @@ void Night::Begin(const std::vector<const RegisterSettings*>& served) {
     Statement later(m_ledger.Get(), "SELECT 1 FROM night WHERE number = ? AND (ended IS NULL OR status = 75)",
                     last.number);
     const bool isContinued = later.Step() && std::llabs(age) < longestNightMs;
+    const std::string unfinished = m_settings.folder + unfinishedFile;
+    if (!isContinued || !File::Exists(unfinished)) ReplaceFile(unfinished, "");
+    const std::string log = m_settings.folder + "/log";
+    const int mode = O_WRONLY | O_CREAT | O_APPEND | O_NOFOLLOW | O_CLOEXEC | (isContinued ? 0 : O_TRUNC);
+    m_log.Reset(open(log.c_str(), mode, 0640));
     Transaction beginning(m_ledger.Get());
     m_number = isContinued ? last.number : last.number + 1;
     Change(
@@ -138,7 +150,7 @@ void Night::RemoveLeftJobs(const std::vector<const RegisterSettings*>& served) {
     Statement rows(m_ledger.Get(), "SELECT DISTINCT register FROM job WHERE night = ?", m_number);
     while (rows.Step()) {
         const std::string name = rows.GetText(0);
-        const auto isThis = [&](const std::string& other) { return other == name; };
+        const auto isThis = [&](const std::string& other) { return IniFile::IsSameName(other, name); };
         const bool isServed =
             std::any_of(served.begin(), served.end(),
                         [&](const RegisterSettings* settings) { return isThis(settings->name); });
@@ -157,7 +169,7 @@ void Night::LeaveToPerson() {
     for (const Report& report : m_ledger.FindReports("state IN ('reading', 'whole')")) {
         const bool isServed = std::any_of(
             m_settings.registers.begin(), m_settings.registers.end(), [&](const RegisterSettings& settings) {
-                return settings.name == report.registerName &&
+                return IniFile::IsSameName(settings.name, report.registerName) &&
                        std::count(settings.reports.begin(), settings.reports.end(), report.section) > 0;
             });
         if (!isServed)
@@ -171,16 +183,18 @@ void Night::LeaveToPerson() {
 void Night::AddJobs(const RegisterSettings& settings) {
     Line line;
     line.settings = &settings;
-    if (PriceCheck::HasPrices(settings)) line.jobs.push_back({"prices"});
-    for (const int report : settings.reports) line.jobs.push_back({Format("report %d", report), report});
+    if (PriceCheck::HasPrices(settings)) line.jobs.push_back({"prices", true});
+    for (const int report : settings.reports)
+        line.jobs.push_back({Format("report %d", report), false, report});
     std::vector<Job> left;
     for (const Job& job : line.jobs) {
         Change(m_ledger.Get(),
                "INSERT INTO job (night, register, name) VALUES (?, ?, ?) ON CONFLICT DO NOTHING", m_number,
                settings.name, job.name);
-        Statement done(m_ledger.Get(),
-                       "SELECT 1 FROM job WHERE night = ? AND register = ? AND name = ? AND class = 'ok'",
-                       m_number, settings.name, job.name);
+        Statement done(
+            m_ledger.Get(),
+            "SELECT 1 FROM job WHERE night = ? AND register = ? AND name = ? AND class = 'ok' AND ended > ?",
+            m_number, settings.name, job.name, GetWallTime() - longestGoodMs);
         if (!done.Step()) left.push_back(job);
     }
     line.jobs = left;
@@ -189,10 +203,11 @@ void Night::AddJobs(const RegisterSettings& settings) {
 
 bool Night::Serve() {
     for (const Line& line : m_lines)
-        if (!line.jobs.empty() && line.jobs[0].report == 0) m_prices.Check(*line.settings);
+        if (!line.jobs.empty() && line.jobs[0].isPrices && !WaitForSignal(0)) m_prices.Check(*line.settings);
+    if (WaitForSignal(0)) return false;
     Transaction keeping(m_ledger.Get());
     for (Line& line : m_lines) {
-        if (line.jobs.empty() || line.jobs[0].report != 0) continue;
+        if (line.jobs.empty() || !line.jobs[0].isPrices) continue;
         const CheckedPrices& checked = m_prices.Check(*line.settings);
         if (checked.statusClass != StatusClass_Ok)
             EndJob(line, checked.statusClass, "the prices are kept back: " + checked.told);
@@ -236,12 +251,16 @@ void Night::StartRuns() {
     }
     beginning.Commit();
     for (Line* line : begun) Start(*line);
+    Transaction ending(m_ledger.Get());
+    for (Line* line : begun)
+        if (line->process == notForked) EndRun(*line, notForked);
+    ending.Commit();
 }
 
 Run Night::PrepareRun(Line& line) {
     const Job& job = line.jobs[0];
     const std::string& name = line.settings->name;
-    if (job.report == 0) {
+    if (job.isPrices) {
         Run run = MakeRun("Send", line.settings->section, name);
         run.file = m_prices.Check(*line.settings).copy;
         return run;
@@ -267,7 +286,7 @@ Run Night::MakeRun(const char* command, int section, const std::string& register
     run.number = m_ledger.TakeNumber();
     run.command = command;
     run.section = section;
-    run.result = "results/" + GetFileStem(registerName, run.number) + "-" + command + ".json";
+    run.result = "results/" + GetFileStem(registerName, section, run.number) + "-" + command + ".json";
     run.begun = GetWallTime();
     return run;
 }
@@ -306,44 +325,46 @@ void Night::EndRun(Line& line, int status) {
 void Night::EndSend(Line& line, int status) {
     const RunOutcome outcome = ReadOutcome(m_ledger.Get(), m_settings.folder + "/" + line.run.result);
     if (status == ReturnCode_OK) return EndJob(line, StatusClass_Ok, "sent");
-    TryAgain(line, GetExitStatus(status), outcome.told);
+    TryAgain(line, GetExitStatus(status), outcome.told, m_settings.pauseMs);
 }
 
 void Night::EndReading(Line& line, int status) {
     Report& report = *line.run.report;
-    const ReportState state = NoteReading(m_ledger, report);
+    const ReportState state = NoteReading(m_ledger, report, FindExitStatus(status) != nullptr);
     const RunOutcome outcome = ReadOutcome(m_ledger.Get(), m_settings.folder + "/" + report.result);
-    const bool isTaken = status == ReturnCode_OK || outcome.clear == "done";
     if (report.bytes == 0) unlink((m_settings.folder + "/" + report.file).c_str());
-    if (isTaken && state != ReportState_Waiting)
-        return EndJob(line, StatusClass_Ok, Format("%lld records", report.records));
-    TryAgain(line, GetExitStatus(status), outcome.told);
-    if (state == ReportState_Whole) line.pause = Deadline(0);  // the sooner, the more it tells
+    line.pause = Deadline(0);
+    if (state != ReportState_Waiting && (outcome.isGood || outcome.clear == "done"))
+        EndJob(line, StatusClass_Ok, Format("%lld records", report.records));
+    else if (state != ReportState_Whole)  // of which the next run finds out more, the sooner the better
+        TryAgain(line, GetExitStatus(status), outcome.told, m_settings.pauseMs);
 }
 
 void Night::EndCheck(Line& line, int status) {
     const RunOutcome outcome = ReadOutcome(m_ledger.Get(), m_settings.folder + "/" + line.run.result);
     const Report& report = *line.run.report;
-    ReportState state = ReportState_Whole;
-    if (status == ReturnCode_OK && outcome.isCertain)
-        state = Settle(m_ledger, report, line.run.file, outcome.records, BootTime::Now(),
-                       line.settings->delimiter);
+    const bool isRead = status == ReturnCode_OK && outcome.isGood && outcome.isCertain;
+    const ReportState state =
+        isRead ? Settle(m_ledger, report, line.run.file, outcome, BootTime::Now(), line.settings->delimiter)
+               : ReportState_Whole;
     unlink((m_settings.folder + "/" + line.run.file).c_str());
+    const ExitStatus& noAnswer = *FindExitStatus(ReturnCode_CommunicationError);
     if (state == ReportState_Ready)
         EndJob(line, StatusClass_Ok, Format("%lld records", report.records));
-    else if (state == ReportState_Whole)
-        TryAgain(line, GetExitStatus(status == ReturnCode_OK ? ReturnCode_CommunicationError : status),
-                 outcome.told);
+    else if (state != ReportState_Whole)
+        TryAgain(line, noAnswer, "the answer to the clearing was lost", 0);
+    else if (status == ReturnCode_OK)
+        TryAgain(line, noAnswer, "a reading over a bad line settles nothing", m_settings.pauseMs);
     else
-        line.pause = Deadline(0);
+        TryAgain(line, GetExitStatus(status), outcome.told, m_settings.pauseMs);
 }
 
 /** The job's next run is behind a pause, if there is to be one. */
-void Night::TryAgain(Line& line, const ExitStatus& status, const std::string& told) {
+void Night::TryAgain(Line& line, const ExitStatus& status, const std::string& told, int pauseMs) {
     const std::string text =
         Format("%d %s: ", status.code, status.name) + (told.empty() ? status.meaning : told);
     Job& job = line.jobs[0];
-    line.pause = Deadline(m_settings.pauseMs);
+    line.pause = Deadline(pauseMs);
     if (status.statusClass != StatusClass_Retry || ++job.tries >= m_settings.tries)
         EndJob(line, status.statusClass, text);
 }
@@ -406,18 +427,19 @@ std::vector<const RegisterSettings*> SelectRegisters(const NightSettings& settin
     return selected;
 }
 
-int RunNight(const NightSettings& settings, const std::vector<const RegisterSettings*>& served) {
+std::optional<int> RunNight(const NightSettings& settings,
+                            const std::vector<const RegisterSettings*>& served) {
     HoldSignals();
-    PrepareFolder(settings.folder);
-    NightLock lock;
-    if (!lock.Take(settings.folder)) {
-        Print("another night is at work in " + Printable(settings.folder) + "\n");
-        return statusLater;
+    const std::string ended = settings.folder + endedFile;
+    try {
+        PrepareFolder(settings.folder);
+    } catch (...) {
+        unlink(ended.c_str());
+        throw;
     }
-    const std::string well = settings.folder + wellFile;
-    unlink(well.c_str());  // what takes no room, whatever else fails
-    const std::string unfinished = settings.folder + "/unfinished";  // for who starts it behind a power cut
-    ReplaceFile(unfinished, "");
+    NightLock lock;
+    if (!lock.Take(settings.folder)) return std::nullopt;
+    unlink(ended.c_str());  // what takes no room, whatever else fails
     for (const std::string& problem : settings.problems) Print(problem + "\n");
     Ledger ledger(settings.folder, Database::Access::Write);
     TakeOver(ledger);
@@ -425,7 +447,7 @@ int RunNight(const NightSettings& settings, const std::vector<const RegisterSett
     night.Begin(served);
     if (!night.Serve()) return statusLater;
     const int status = night.End();
-    if (status == statusWell) ReplaceFile(well, "");
-    if (status != statusLater) unlink(unfinished.c_str());
+    ReplaceFile(ended, "");
+    if (status != statusLater) unlink((settings.folder + unfinishedFile).c_str());
     return status;
 }

@@ -3,6 +3,8 @@
 #include <climits>
 #include <cstdlib>
 #include <map>
+#include <memory>
+#include <optional>
 
 #include "AppConfig.h"
 #include "Exceptions.h"
@@ -20,9 +22,7 @@ class Settings {
 public:
     Settings() {
         IniFile::VisitLines([&](const IniLine& line) {
-            // the first one of a name that has a value
-            if (line.key && !line.value.empty())
-                m_values.emplace(ToUpper(line.section) + "\n" + ToUpper(*line.key), line.value);
+            if (line.key) m_values[ToUpper(line.section) + "\n" + ToUpper(*line.key)] = line.value;
         });
     }
 
@@ -83,18 +83,36 @@ std::string Locate(const std::string& folder, const std::string& path) {
     return path.find('/') == std::string::npos ? folder + "/" + path : path;
 }
 
+/** Absolute, also where it is not there yet. */
 std::string GetFolder(const Settings& all) {
     const std::string given = TrimRight(all.Get(settings::folder), "/");
     const std::string real = GetRealPath(given);
-    return real.empty() ? given : real;
+    if (!real.empty()) return real;
+    return given[0] == '/' ? given : GetRealPath(".") + "/" + given;
+}
+
+/** What makes a report of the prices, or one file of two reports. */
+void CheckReports(const RegisterSettings& loaded) {
+    for (const int report : loaded.reports) {
+        constexpr int largest = 255;
+        if (report > largest || std::count(loaded.reports.begin(), loaded.reports.end(), report) > 1)
+            throw new ConfigurationException(
+                Format("Report %d: numbers are 0 to %d, each once", report, largest));
+        if (report == loaded.section && File::Exists(loaded.prices))
+            throw new ConfigurationException(Format("Report %d is the Section of the prices", report));
+    }
 }
 
 RegisterSettings LoadRegister(const Settings& all, const std::string& folder, const std::string& name) {
     RegisterSettings loaded;
     loaded.name = name;
+    loaded.tty = all.Find(settings::tty, name);
     loaded.prices = Locate(folder, all.Get(settings::prices, name));
     loaded.section = all.Get(settings::section, name);
     loaded.reports = all.GetList(settings::report, name);
+    CheckReports(loaded);
+    if (!all.Find(settings::prices, name).empty() && !File::Exists(loaded.prices))
+        throw new ConfigurationException("Prices = " + Printable(loaded.prices) + " is not there");
     loaded.delimiter = all.Get(settings::delimiter, name)[0];
     for (const Setting* setting : std::initializer_list<const Setting*>{
              &settings::delimiter, &settings::fileType, &settings::serialProtocolVersion,
@@ -109,6 +127,32 @@ RegisterSettings LoadRegister(const Settings& all, const std::string& folder, co
     if (all.Find(settings::lineQuietTime, name).empty())
         loaded.forRuns.push_back(Format("/%s=%s", settings::lineQuietTime.name, quietTime));
     return loaded;
+}
+
+/** What two names of one port have in common. */
+std::string GetPort(const std::string& tty) {
+    const std::string real = tty.empty() ? "" : GetRealPath("/dev/" + tty);
+    return real.empty() ? tty : real;
+}
+
+/** One that cannot be served as it is set is left out, and told. */
+void AddRegister(NightSettings& night, const Settings& all, const std::string& name,
+                 std::map<std::string, std::string>& ports) {
+    const auto leaveOut = [&](const std::string& why) {
+        night.problems.push_back("[ECR_" + Printable(name) + "] is left out: " + why);
+    };
+    if (name.empty() || Printable(name) != name) return leaveOut("no register can have this name");
+    try {
+        const RegisterSettings loaded = LoadRegister(all, night.folder, name);
+        // the report of one would pass for the other's
+        const std::string port = GetPort(loaded.tty);
+        if (!port.empty() && !ports.emplace(port, name).second)
+            return leaveOut(ports[port] + " has the same TTY");
+        night.registers.push_back(loaded);
+    } catch (Exception* e) {
+        const std::unique_ptr<Exception> failure(e);
+        leaveOut(failure->GetLogMessage());
+    }
 }
 
 /** Those of tavo go on to it. */
@@ -145,14 +189,10 @@ NightSettings LoadNightSettings(const std::vector<std::string>& words) {
     night.maxAgeMs = all.Get(settings::maxAge) * msPerHour;
     night.keepMs = all.Get(settings::keep) * 24LL * msPerHour;
     night.onTrouble = all.Get(settings::onTrouble);
-    for (const std::string& name : AppConfig::GetEcrNames()) {
-        if (!name.empty() && Printable(name) == name)
-            night.registers.push_back(LoadRegister(all, night.folder, name));
-        else
-            night.problems.push_back(
-                "[ECR_" + Printable(name) +
-                "] is left out: no register can have this name (tavo-check --setup tells "
-                "the line)");
-    }
+    const std::optional<IniText> text = IniFile::ReadText();
+    if (text && text->end)
+        night.problems.push_back(Printable(IniFile::GetFile()) + " ends at a control character");
+    std::map<std::string, std::string> ports;
+    for (const std::string& name : AppConfig::GetEcrNames()) AddRegister(night, all, name, ports);
     return night;
 }

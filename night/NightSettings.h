@@ -7,6 +7,7 @@
 struct RegisterSettings {
     std::string name;  // as the INI file writes it
     std::string prices;
+    std::string tty;
     int section = 0;  // of the prices
     std::vector<int> reports;
     char delimiter = ',';

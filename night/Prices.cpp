@@ -13,14 +13,11 @@
 
 namespace {
 
-/** What tells most: the first line of a program's output that is not of the end. */
+constexpr size_t largestPrices = size_t{64} << 20U;
+
+/** Of a program's output, with what follows on its line only. */
 std::string GetFirstLine(const std::string& output) {
-    for (size_t start = 0, end; start < output.size(); start = end + 1) {
-        end = std::min(output.find('\n', start), output.size());
-        std::string line = output.substr(start, end - start);
-        if (line.compare(0, 4, "Line") == 0 || line.compare(0, 4, "line") == 0) return line;
-    }
-    return Trim(output.substr(0, output.find('\n')), " ");
+    return TrimRight(output.substr(0, output.find('\n')), " \r");
 }
 
 }  // namespace
@@ -44,14 +41,14 @@ CheckedPrices PriceCheck::Examine(const RegisterSettings& settings) const {
     checked.statusClass = StatusClass_FixSetup;
     std::optional<std::string> bytes;
     try {
-        bytes = ReadRegularFile(settings.prices, true);
+        bytes = ReadRegularFile(settings.prices, true, largestPrices);
     } catch (Exception* e) {
         const std::unique_ptr<Exception> failure(e);
         checked.told = failure->GetDisplayMessage() + ": " + std::strerror(failure->GetError());
         return checked;
     }
     if (!bytes) {
-        checked.told = "it is no regular file";
+        checked.told = Format("it is no regular file of at most %zu bytes", largestPrices);
         return checked;
     }
     // its kind of file goes by the ending of its name
@@ -64,11 +61,16 @@ CheckedPrices PriceCheck::Examine(const RegisterSettings& settings) const {
                                       checked.copy};
     words.insert(words.end(), m_night.forEveryRun.begin(), m_night.forEveryRun.end());
     words.push_back("/ECR=" + settings.name);
-    const CommandResult check = RunCommand(words, "", -1);
-    const ExitStatus* const status = FindExitStatus(check.status);
+    words.push_back("/Progress=0");
+    const PassingFile output("");
+    constexpr int limitMs = 600'000;
+    const ExitStatus* const status = FindExitStatus(RunCommand(words, {-1, output.Get(), -1}, limitMs));
     checked.statusClass = status != nullptr ? status->statusClass : StatusClass_FixSetup;
     if (checked.statusClass != StatusClass_Ok)
-        checked.told = status != nullptr ? GetFirstLine(check.output) : "tavo-check could not be started";
+        checked.told = status == nullptr
+                           ? "tavo-check could not be run to its end"
+                           : GetFirstLine(output.Read()) +
+                                 Format("; tavo-check --strict %d FILE tells all", settings.section);
     return checked;
 }
 

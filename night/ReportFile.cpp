@@ -9,12 +9,13 @@
 #include "System/Descriptor.h"
 #include "System/FileStream.h"
 
-std::optional<std::string> ReadRegularFile(const std::string& path, bool areLinksFollowed) {
+std::optional<std::string> ReadRegularFile(const std::string& path, bool areLinksFollowed, size_t mostBytes) {
     const int links = areLinksFollowed ? 0 : O_NOFOLLOW;
     const Descriptor opened(open(path.c_str(), O_RDONLY | O_NONBLOCK | O_CLOEXEC | links));
     if (!opened.IsOpen() && errno != ENOENT && errno != ELOOP) ThrowOpenError(path);
     struct stat status {};
-    if (!opened.IsOpen() || fstat(opened.Get(), &status) != 0 || !S_ISREG(status.st_mode))
+    if (!opened.IsOpen() || fstat(opened.Get(), &status) != 0 || !S_ISREG(status.st_mode) ||
+        static_cast<uintmax_t>(status.st_size) > mostBytes)
         return std::nullopt;
     std::string bytes(static_cast<size_t>(status.st_size), '\0');
     size_t size = 0;

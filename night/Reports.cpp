@@ -31,12 +31,15 @@ std::string ToJson(const Ledger& ledger, const Report& report) {
         .GetText();
 }
 
-/** Fields behind tabs, the file last; the first one is the state, but where the file is not what was read. */
+/** Fields behind tabs, the file last; the first one is the state, but where what is to be booked is not
+ * there. */
 std::string ToText(const Ledger& ledger, const Report& report) {
-    const std::string is = DescribeFile(ledger, report);
+    const bool isOver = report.state == ReportState_Booked || report.state == ReportState_Dropped ||
+                        report.state == ReportState_Superseded;
+    const std::string is = isOver ? "there" : DescribeFile(ledger, report);
     std::string text =
-        Format("%s\t%s\t%s\t%lld\t%s\n", is == "there" ? reportStateNames[report.state] : is.c_str(),
-               report.id.c_str(), FormatWallTime(report.begun).c_str(), report.records,
+        Format("%s\t%s\t%d\t%s\t%lld\t%s\n", is == "there" ? reportStateNames[report.state] : is.c_str(),
+               report.id.c_str(), report.section, FormatWallTime(report.begun).c_str(), report.records,
                Printable(ledger.GetFolder() + "/" + report.file).c_str());
     if (report.state == ReportState_Waiting)
         text +=
@@ -56,6 +59,24 @@ bool BookOne(Ledger& ledger, const std::string& id) {
     if (report->state != ReportState_Ready)
         return Tell(id, Format("is not to be booked: it is %s", reportStateNames[report->state]));
     ledger.SetState(*report, ReportState_Booked, "");
+    return true;
+}
+
+bool DecideOnOne(Ledger& ledger, const std::string& id, bool isKept) {
+    const std::optional<Report> report = ledger.FindReport(id);
+    if (!report) return Tell(id, "no such report");
+    const ReportState decided = isKept ? ReportState_Ready : ReportState_Dropped;
+    if (report->state == decided) return true;
+    Statement waited(ledger.Get(), "SELECT 1 FROM change WHERE report = ? AND state = 'waiting'",
+                     report->number);
+    // one that cannot be booked any more may be dropped
+    const bool isLost =
+        report->state == ReportState_Ready && std::string(DescribeFile(ledger, *report)) != "there";
+    const bool isOpen = report->state == ReportState_Waiting || report->state == ReportState_Whole ||
+                        isLost || (report->state != ReportState_Booked && waited.Step());
+    if (!isOpen)
+        return Tell(id, Format("does not wait for a decision: it is %s", reportStateNames[report->state]));
+    ledger.SetState(*report, decided, "a person's decision");
     return true;
 }
 
@@ -97,18 +118,12 @@ bool Book(Ledger& ledger, const std::vector<std::string>& ids) {
     return failed == 0;
 }
 
-bool DecideOn(Ledger& ledger, const std::string& id, bool isKept) {
+bool DecideOn(Ledger& ledger, const std::vector<std::string>& ids, bool isKept) {
     Transaction deciding(ledger.Get());
-    const std::optional<Report> report = ledger.FindReport(id);
-    if (!report) return Tell(id, "no such report");
-    Statement waited(ledger.Get(), "SELECT 1 FROM change WHERE report = ? AND state = 'waiting'",
-                     report->number);
-    const ReportState decided = isKept ? ReportState_Ready : ReportState_Dropped;
-    if (report->state == ReportState_Booked || !waited.Step())
-        return Tell(id, Format("does not wait for a decision: it is %s", reportStateNames[report->state]));
-    if (report->state != decided) ledger.SetState(*report, decided, "a person's decision");
+    const auto failed = std::count_if(
+        ids.begin(), ids.end(), [&](const std::string& id) { return !DecideOnOne(ledger, id, isKept); });
     deciding.Commit();
-    return true;
+    return failed == 0;
 }
 
 void Prune(Ledger& ledger, long long keepMs) {

@@ -12,8 +12,9 @@ void ShowReports(Ledger& ledger, bool isAll, bool isJson);
  */
 bool Book(Ledger& ledger, const std::vector<std::string>& ids);
 
-/** A person's decision about one that waits; false for another one. */
-bool DecideOn(Ledger& ledger, const std::string& id, bool isKept);
+/** A person's decision about those that wait; false for another one. Nor need one be waited for whose
+ * clearing got no answer; and one whose file is gone may be dropped. */
+bool DecideOn(Ledger& ledger, const std::vector<std::string>& ids, bool isKept);
 
 /** Removes the files of reports that were booked so long ago, and what their nights' runs have left. */
 void Prune(Ledger& ledger, long long keepMs);

@@ -61,20 +61,18 @@ bool IndexByKey(const std::string& text, char delimiter,
     return true;
 }
 
-/** Those that broke off before their clearing, as a later reading was good: it has them, or the register has
- * been cleared by somebody else. */
-void EndFormer(Ledger& ledger, const Report& by, bool hasAll) {
+/** Those that broke off before their clearing: a later reading has all that the register held, or the
+ * register has been cleared by somebody else. */
+void EndFormer(Ledger& ledger, const Report& by) {
+    const bool hasAll = by.bytes > 0;
     for (const Report& former :
          ledger.FindReports("state = 'reading' AND register = ? AND section = ? AND number < ?",
                             by.registerName, static_cast<long long>(by.section), by.number))
-        if (hasAll)
-            ledger.SetState(former, ReportState_Superseded,
-                            "it broke off before the clearing: the report is in " + by.id);
-        else
-            ledger.SetState(
-                former, ReportState_Waiting,
-                "it broke off before the clearing, and then the register was empty: --keep if nobody "
-                "else has cleared it and kept the report, --drop otherwise");
+        ledger.SetState(former, hasAll ? ReportState_Superseded : ReportState_Waiting,
+                        hasAll
+                            ? "it broke off before the clearing: the report is in " + by.id
+                            : "it broke off before the clearing, and then the register was empty: --keep if "
+                              "nobody else has cleared it and kept the report, --drop otherwise");
 }
 
 /** The report's state and what was read. */
@@ -105,7 +103,7 @@ RunOutcome ReadOutcome(Database& database, const std::string& path) {
         " json_extract(j, '$.records.read'), json_extract(j, '$.message'), json_extract(j, '$.hint'),"
         " json_extract(j, '$.status') = 0, json_extract(j, '$.frameVersion') > 2 OR"
         " json_extract(j, '$.io.lost') + json_extract(j, '$.io.garbage')"
-        " + json_extract(j, '$.io.repeated') = 0"
+        " + json_extract(j, '$.io.repeated') = 0, json_extract(j, '$.port'), json_extract(j, '$.bytes')"
         " FROM (SELECT ? AS j)",
         json);
     members.Step();
@@ -116,11 +114,13 @@ RunOutcome ReadOutcome(Database& database, const std::string& path) {
     outcome.told = members.GetText(3);
     outcome.isGood = members.GetNumber(5) != 0;
     outcome.isCertain = members.GetNumber(6) != 0;
+    outcome.port = members.GetText(7);
+    outcome.bytes = members.GetNumber(8);
     if (!members.IsNull(4)) outcome.told += " (" + members.GetText(4) + ")";
     return outcome;
 }
 
-ReportState NoteReading(Ledger& ledger, Report& report) {
+ReportState NoteReading(Ledger& ledger, Report& report, bool hasRun) {
     const RunOutcome outcome = ReadOutcome(ledger.Get(), ledger.GetFolder() + "/" + report.result);
     Keep(ledger, report, outcome, report.requested.ms + outcome.clearAfterMs);
     const auto become = [&](ReportState state, const std::string& reason) {
@@ -128,53 +128,59 @@ ReportState NoteReading(Ledger& ledger, Report& report) {
         return state;
     };
     if (!outcome.isThere)
-        return report.bytes == 0 ? become(ReportState_Dropped, "its run did not begin")
-                                 : become(ReportState_Waiting,
-                                          "its result is gone or unreadable: --keep if the register does not "
-                                          "hold these records "
-                                          "any more, --drop if it does");
-    const bool isDone = outcome.clear == "done";
-    if (isDone || outcome.isGood) EndFormer(ledger, report, outcome.records > 0);
-    if (outcome.clear == "no")
-        return report.bytes == 0
-                   ? become(ReportState_Dropped, outcome.isGood ? "the report was empty" : "nothing was read")
-                   : become(ReportState_Reading,
-                            "it broke off before the clearing: the report is still in the register");
-    if (report.records == 0 && report.bytes == 0) return become(ReportState_Dropped, "the report was empty");
-    if (report.bytes == 0)
+        return report.bytes == 0 && !hasRun
+                   ? become(ReportState_Dropped, "its run did not begin")
+                   : become(ReportState_Waiting,
+                            "its result is gone or unreadable: --keep if the register does not "
+                            "hold these records any more, --drop if it does");
+    const bool isCleared = outcome.clear != "no";
+    const bool isChanged = outcome.bytes != report.bytes;
+    if (isCleared && (isChanged || (outcome.records > 0 && report.bytes == 0)))
         return become(ReportState_Waiting,
-                      Format("%lld records were read and may be cleared, but their file is gone: "
-                             "--drop when they are booked from elsewhere",
-                             report.records));
-    return isDone ? become(ReportState_Ready, "it is read, and the register has cleared it")
-                  : become(ReportState_Whole, "its clearing was requested, and the answer did not come");
+                      "its file is not what was read: --keep if it is right all the same, --drop "
+                      "when its records are booked from elsewhere");
+    if (isCleared || outcome.isGood) EndFormer(ledger, report);
+    if (report.bytes == 0)
+        return become(ReportState_Dropped,
+                      outcome.isGood || isCleared ? "the report was empty" : "nothing was read");
+    if (!isCleared)
+        return become(ReportState_Reading,
+                      "it broke off before the clearing: the report is still in the register");
+    return outcome.clear == "done"
+               ? become(ReportState_Ready, "it is read, and the register has cleared it")
+               : become(ReportState_Whole, "its clearing was requested, and the answer did not come");
 }
 
-ReportState Settle(Ledger& ledger, const Report& report, const std::string& laterFile, long long laterRecords,
-                   const BootTime& end, char delimiter) {
+ReportState Settle(Ledger& ledger, const Report& report, const std::string& laterFile,
+                   const RunOutcome& later, const BootTime& end, char delimiter) {
     const auto become = [&](ReportState state, const std::string& reason) {
         ledger.SetState(report, state, reason);
         return state;
     };
-    if (laterRecords == 0) {
-        EndFormer(ledger, report, true);
+    const RunOutcome reading = ReadOutcome(ledger.Get(), ledger.GetFolder() + "/" + report.result);
+    const bool isSamePort = reading.isThere && reading.port == later.port;
+    if (later.records == 0 && isSamePort)
         return become(ReportState_Ready, "the register had cleared: it holds nothing of it any more");
-    }
-    const std::string former = ReadRegularFile(ledger.GetFolder() + "/" + report.file, false).value_or("");
-    const std::string later = ReadRegularFile(ledger.GetFolder() + "/" + laterFile, false).value_or("");
+    const std::string formerText =
+        ReadRegularFile(ledger.GetFolder() + "/" + report.file, false).value_or("");
+    const std::string laterText = ReadRegularFile(ledger.GetFolder() + "/" + laterFile, false).value_or("");
     const bool isInTime = !end.boot.empty() && end.boot == report.requested.boot &&
                           end.ms >= report.requested.ms && end.ms - report.requested.ms <= longestDoubtMs;
-    const bool isUnchanged = GetSha256(former) == report.sha256;
-    if (isInTime && isUnchanged && HasAllOf(later, former, delimiter))
+    const bool isUnchanged = GetSha256(formerText) == report.sha256;
+    if (isSamePort && isInTime && isUnchanged && HasAllOf(laterText, formerText, delimiter))
         return become(ReportState_Superseded, "the register had not cleared: all of it is still there");
-    return become(ReportState_Waiting,
-                  Format("the answer to its clearing was lost, and %s: --keep if it was cleared and what the "
-                         "register held was sold since, --drop if the next reading has these records, too",
-                         isInTime ? "what the register holds now is something else"
-                                  : "the register was read again too late to tell"));
+    return become(
+        ReportState_Waiting,
+        Format("the answer to its clearing was lost, and %s: --keep if the register shows only new sales "
+               "now, --drop if it still holds these, or the next report of it has them",
+               !isSamePort ? "what was read next was at another port"
+               : isInTime  ? "what the register holds now is something else"
+                           : "the register was read again too late to tell"));
 }
 
 bool HasAllOf(const std::string& later, const std::string& former, char delimiter) {
+    if (later == former) return true;
+    if (former.empty() || former.back() != '\n') return false;  // it has no lines
     const std::vector<std::string> laterLines = GetLines(later);
     const std::vector<std::string> formerLines = GetLines(former);
     const std::multiset<std::string> laterSet(laterLines.begin(), laterLines.end());

@@ -12,24 +12,25 @@ struct RunOutcome {
         false;            // otherwise the run did not begin: it writes its result before it asks the register
     bool isGood = false;  // it has ended with 0
     bool isCertain = false;  // no answer to a former request can have passed for one to its own
+    std::string port;        // "/dev/ttyUSB0"
     std::string clear;       // "no", "requested" or "done"
     long long clearAfterMs = 0;
     long long records = 0;
-    std::string told;  // its message, and its hint if it has one
+    long long bytes = 0;  // of the file
+    std::string told;     // its message, and its hint if it has one
 };
 
 RunOutcome ReadOutcome(Database& database, const std::string& path);
 
-/** Notes what the run of a reading has left: of one that cleared the report is ready, and supersedes those
- * that did not. Nothing for one that is noted already. */
-ReportState NoteReading(Ledger& ledger, Report& report);
+/** Notes what the run of a reading has left: where it cleared the report is ready, and those are superseded
+ * that broke off before. hasRun: it is known that there was a run. */
+ReportState NoteReading(Ledger& ledger, Report& report, bool hasRun);
 
-/** Decides on a report whose clearing was requested by a later reading (a file of so many records) that did
- * not clear and ended at that time. */
-ReportState Settle(Ledger& ledger, const Report& report, const std::string& laterFile, long long laterRecords,
-                   const BootTime& end, char delimiter);
+/** Decides on a report whose clearing was requested, by a later reading that did not clear and ended at that
+ * time. */
+ReportState Settle(Ledger& ledger, const Report& report, const std::string& laterFile,
+                   const RunOutcome& later, const BootTime& end, char delimiter);
 
-/** Whether a later reading has all of a former one: each of its lines, or for each a line of the same first
- * field with the same texts and no smaller number. What stands behind the last line feed was being written.
- */
+/** Whether a later reading has all of a former one: the same bytes, or each of its lines, or for each a line
+ * of the same first field with the same texts and no smaller number. */
 bool HasAllOf(const std::string& later, const std::string& former, char delimiter);

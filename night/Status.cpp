@@ -1,6 +1,7 @@
 #include "Status.h"
 
 #include <algorithm>
+#include <map>
 
 #include "Exceptions.h"
 #include "Format.h"
@@ -52,7 +53,7 @@ void AddReports(Status& status, Ledger& ledger) {
             status.problems.push_back("the file of " + report.id + " is " + is);
 }
 
-int Judge(const Status& status, bool isLastNightWell) {
+int Judge(const Status& status, bool hasLastNightEnded) {
     const bool isPersonWanted = !status.problems.empty() || !status.waiting.empty() ||
                                 std::any_of(status.jobs.begin(), status.jobs.end(), [](const JobStatus& job) {
                                     return !IsWell(job) && !MayBeMended(job);
@@ -61,7 +62,7 @@ int Judge(const Status& status, bool isLastNightWell) {
     const bool isOpen = std::any_of(status.counts.begin(), status.counts.end(), [](const auto& entry) {
         return entry.first == reportStateNames[ReportState_Whole] && entry.second > 0;
     });
-    return isOpen || !isLastNightWell || !std::all_of(status.jobs.begin(), status.jobs.end(), IsWell)
+    return isOpen || !hasLastNightEnded || !std::all_of(status.jobs.begin(), status.jobs.end(), IsWell)
                ? statusLater
                : statusWell;
 }
@@ -94,10 +95,13 @@ Status GetStatus(const NightSettings& settings) {
             status.jobs.push_back(GetJob(settings, ledger, served.name, Format("report %d", report)));
     }
     status.problems = settings.problems;
+    const std::map<long long, std::string> files = FindNumbered(settings.folder + "/reports");
+    if (!files.empty() && files.rbegin()->first > ledger.GetLastNumber())
+        status.problems.push_back("reports/ has files that the ledger does not know: tavo-night run");
     if (settings.registers.empty()) status.problems.push_back("the INI file has no register");
     AddReports(status, ledger);
     status.lastNight = ledger.GetLastNight();
-    status.status = Judge(status, File::Exists(settings.folder + wellFile));
+    status.status = Judge(status, File::Exists(settings.folder + endedFile));
     return status;
 }
 
@@ -119,12 +123,12 @@ std::string ToText(const Status& status) {
             text += Format("%s: %s %s: %s; good: %s\n", job.registerName.c_str(), job.name.c_str(),
                            job.className.empty() ? "open" : job.className.c_str(),
                            Printable(job.told).c_str(), FormatGood(job).c_str());
+    const char* const summary = status.status == statusWell    ? "well"
+                                : status.status == statusLater ? "not yet well"
+                                                               : "a person is wanted";
+    if (status.jobs.empty()) return text + summary + "\n";
     const auto well = std::count_if(status.jobs.begin(), status.jobs.end(), IsWell);
-    text += Format("%s: %zd of %zu jobs are well",
-                   status.status == statusWell    ? "well"
-                   : status.status == statusLater ? "not yet well"
-                                                  : "a person is wanted",
-                   static_cast<ssize_t>(well), status.jobs.size());
+    text += Format("%s: %zd of %zu jobs are well", summary, static_cast<ssize_t>(well), status.jobs.size());
     for (const auto& [name, count] : status.counts)
         if (name == reportStateNames[ReportState_Ready]) text += Format(", %lld to be booked", count);
     return text + "\n";

@@ -1,7 +1,11 @@
+#include <unistd.h>
+
+#include <algorithm>
 #include <cerrno>
 #include <cstdio>
 #include <memory>
 #include <new>
+#include <optional>
 
 #include "Children.h"
 #include "Exceptions.h"
@@ -23,26 +27,30 @@ int Refuse(const std::string& why) {
     return statusPerson;
 }
 
-/** What a failure wants: room may be made by a later run's time, anything else by a person. */
+/** What a failure wants: it may be over when a later run begins, or a person has to end it. */
 int TellFailure(Exception* e, std::string& told) {
     const std::unique_ptr<Exception> failure(e);
-    told = failure->GetDisplayMessage();
+    told = failure->GetLogMessage();
     Refuse(told);
-    return failure->GetError() == ENOSPC ? statusLater : statusPerson;
+    constexpr int passing[] = {ENOSPC, EDQUOT, EAGAIN, ENOMEM, EMFILE, ENFILE};
+    const bool isPassing =
+        std::find(std::begin(passing), std::end(passing), failure->GetError()) != std::end(passing);
+    return isPassing ? statusLater : statusPerson;
 }
 
-/** Tells whoever is to know: of every night that is not well, and once when all is well again. */
+/** Tells whoever is to know: of every run that was not well, and once when all is well again. */
 void TellOthers(const NightSettings& settings, int status, const std::string& failure) {
     const std::string told = settings.folder + "/told";
-    const bool wasTold = File::Exists(told);
-    if (settings.onTrouble.empty() || (status == statusWell && !wasTold)) return;
-    const std::string json =
-        ToJson(failure.empty() ? GetStatus(settings) : GetStatusOfFailure(failure, status)) + "\n";
+    if (settings.onTrouble.empty() || (status == statusWell && !File::Exists(told))) return;
+    const Status now = failure.empty() ? GetStatus(settings) : GetStatusOfFailure(failure, status);
+    if (status == statusWell && now.status != statusWell) return;  // a run for some registers
     if (status != statusWell) TryQuietly([&] { ReplaceFile(told, ""); });
     constexpr int limitMs = 60'000;
-    const CommandResult result = RunCommand({"/bin/sh", "-c", settings.onTrouble}, json, limitMs);
-    if (result.status != 0)
-        Print(Format("OnTrouble ended with %d: %s\n", result.status, Printable(result.output).c_str()));
+    const PassingFile input(ToJson(now) + "\n");
+    const int result =
+        RunCommand({"/bin/sh", "-c", settings.onTrouble}, {input.Get(), STDOUT_FILENO, -1}, limitMs);
+    if (result != 0)
+        Print(Format("OnTrouble ended with %d\n", result));
     else if (status == statusWell)
         File::Delete(told);
 }
@@ -51,14 +59,22 @@ int Run(const NightOptions& options) {
     const NightSettings settings = LoadNightSettings(options.settings);
     const std::vector<const RegisterSettings*> served = SelectRegisters(settings, options.words);
     std::string failure;
-    int status = statusPerson;
+    std::optional<int> status;
     try {
         status = RunNight(settings, served);
+        if (!status) {
+            Print("another night is at work in " + Printable(settings.folder) +
+                  ", or its runs have not ended\n");
+            return statusLater;
+        }
     } catch (Exception* e) {
         status = TellFailure(e, failure);
+    } catch (const std::bad_alloc&) {
+        failure = "not enough memory";
+        status = statusLater;
     }
-    TellOthers(settings, status, failure);
-    return status;
+    TryQuietly([&] { TellOthers(settings, *status, failure); });
+    return *status;
 }
 
 int ShowStatus(const NightOptions& options) {
@@ -67,7 +83,7 @@ int ShowStatus(const NightOptions& options) {
         status = GetStatus(LoadNightSettings(options.settings));
     } catch (Exception* e) {
         const std::unique_ptr<Exception> failure(e);
-        status = GetStatusOfFailure(failure->GetDisplayMessage(), statusPerson);
+        status = GetStatusOfFailure(failure->GetLogMessage(), statusPerson);
     }
     Print(options.isMetrics ? ToMetrics(status) : options.isJson ? ToJson(status) + "\n" : ToText(status));
     return options.isMetrics ? statusWell : status.status;
@@ -86,10 +102,10 @@ int Book(const NightOptions& options) {
 }
 
 int Settle(const NightOptions& options) {
-    if (options.words.size() != 1 || options.isKept == options.isDropped)
-        return Refuse("settle needs one ID, and --keep or --drop");
+    if (options.words.empty() || options.isKept == options.isDropped)
+        return Refuse("settle needs the ID of a report, and --keep or --drop");
     Ledger ledger = OpenLedger(LoadNightSettings(options.settings).folder, Database::Access::Write);
-    return DecideOn(ledger, options.words[0], options.isKept) ? statusWell : statusPerson;
+    return DecideOn(ledger, options.words, options.isKept) ? statusWell : statusPerson;
 }
 
 int Prune(const NightOptions& options) {
@@ -112,7 +128,7 @@ constexpr struct {
      Run},
     {"reports", "[--all] [--json]", "what is to be booked, and what waits for a person", ShowReports},
     {"book", "ID...", "these have been booked", Book},
-    {"settle", "ID --keep|--drop", "decide about one that waits: it is to be booked, or not", Settle},
+    {"settle", "ID... --keep|--drop", "decide about those that wait: they are to be booked, or not", Settle},
     {"status", "[--json|--metrics]", "how things stand for each register", ShowStatus},
     {"prune", "", "remove the files of what was booked long ago", Prune}};
 

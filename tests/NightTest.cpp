@@ -16,8 +16,10 @@ protected:
     Report Read(const std::string& text, const std::string& result) {
         Report report = ledger->AddReport(1, "Till 1", 70);
         if (!text.empty()) WriteText(folder / report.file, text);
-        if (!result.empty()) WriteText(folder / report.result, result);
-        NoteReading(*ledger, report);
+        const std::string bytes = Format("{\"bytes\":%zu,", text.size());
+        if (!result.empty())
+            WriteText(folder / report.result, ReplaceAll(result, "^\\{(?!.*bytes)(?=.)", bytes));
+        NoteReading(*ledger, report, false);
         return *ledger->FindReport(report.id);
     }
     std::string StateOf(const Report& report) {
@@ -30,7 +32,7 @@ protected:
 
 TEST_F(SettlementTest, AReportIsReadyOnlyWhereTheRegisterHasClearedIt) {
     const std::string requested =
-        R"({"state":"running","clear":"requested","clearAfter":5,"records":{"read":2},"frameVersion":3})";
+        R"({"state":"running","clear":"requested","clearAfter":5,"port":"/dev/ttyS0","records":{"read":2},"frameVersion":3})";
     const Report former = Read("1,5\r\n", R"({"clear":"no","status":5,"records":{"read":1}})");
     EXPECT_EQ(StateOf(former), "reading");
     EXPECT_EQ(StateOf(Read("", R"({"clear":"no","status":0,"records":{"read":0}})")), "dropped");
@@ -59,9 +61,17 @@ TEST_F(SettlementTest, AReportIsReadyOnlyWhereTheRegisterHasClearedIt) {
         BootTime end = report.requested;
         end.ms += afterMs - 5'000;
         if (afterMs < 0) end = {"another boot", end.ms + 1};
-        Settle(*ledger, report, "checks/1.csv", records, end, ',');
+        RunOutcome outcome;
+        outcome.port = "/dev/ttyS0";
+        outcome.records = records;
+        Settle(*ledger, report, "checks/1.csv", outcome, end, ',');
         EXPECT_EQ(StateOf(report), state) << later;
     }
+    const Report moved = Read(text, requested);
+    Settle(*ledger, moved, "checks/1.csv", {}, moved.requested, ',');
+    EXPECT_EQ(StateOf(moved), "waiting") << "what is empty is at another port";
+    EXPECT_EQ(StateOf(Read("1,5\r\n", R"({"clear":"done","bytes":4,"records":{"read":1}})")), "waiting");
+    EXPECT_TRUE(HasAllOf("AB", "AB", ',') && !HasAllOf("ABC", "AB", ',')) << "a report without lines";
     // lines without a key of their own may stand there twice
     EXPECT_TRUE(HasAllOf("1;5\n1;5\n1;5\n", "1;5\n1;5\n", ';'));
     EXPECT_FALSE(HasAllOf("1;5\n2;5\n", "1;5\n1;5\n", ';'));
@@ -161,7 +171,8 @@ TEST_F(NightTest, ServesEveryRegisterAndGoesOnWithWhatIsLeft) {
     EXPECT_EQ(Query("SELECT max(number), count(*) FROM night"), "2|2\n");
     EXPECT_EQ(Query(runs), "6\n") << "only what was left is done";
     EXPECT_EQ(Night({"run"}).status, 0) << "another night";
-    registers.emplace_back("late", At(back));
+    const Simulator never;
+    registers.emplace_back("late", At(never));
     SetRegisters(registers);
     EXPECT_EQ(Night({"status"}).output.find("late: prices missing: it was never served; good: never"), 0U);
     registers.pop_back();
@@ -175,8 +186,9 @@ TEST_F(NightTest, ServesEveryRegisterAndGoesOnWithWhatIsLeft) {
 
 TEST_F(NightTest, KeepsBackPricesThatAreNotCertain) {
     const Simulator comma;
+    const Simulator other;
     const Simulator semicolon;
-    SetRegisters({{"a", At(comma)}, {"b", At(comma)}, {"c", At(semicolon) + "\nDelimiter=;"}});
+    SetRegisters({{"a", At(comma)}, {"b", At(other)}, {"c", At(semicolon) + "\nDelimiter=;"}});
     mkdir(night.c_str(), 0755);
     std::string text;
     for (int i = 1; i < 7; i++) text += Format("%d,\"Item\",%d,5\n", i, i);
@@ -277,9 +289,11 @@ TEST_F(NightTest, AnOlderLedgerPutBackBooksNothingTwice) {
 }
 
 TEST_F(NightTest, TellsTroubleAndKeepsOthersOut) {
-    const CommandResult late = RunCommand({"/bin/sh", "-c", "cat; sleep 60 & wait"}, "told", 200);
-    EXPECT_EQ(late.status, 124);
-    EXPECT_EQ(late.output, "told");
+    const PassingFile input("told");
+    const PassingFile output("");
+    EXPECT_EQ(RunCommand({"/bin/sh", "-c", "cat; sleep 60 & wait"}, {input.Get(), output.Get(), -1}, 200),
+              124);
+    EXPECT_EQ(output.Read(), "told");
     const Simulator ecr;
     const std::string told = folder / "told.json";
     settings = "OnTrouble=cat >>" + told + "; exit 3\n";
@@ -312,15 +326,21 @@ TEST_F(NightTest, TellsTroubleAndKeepsOthersOut) {
     EXPECT_NE(full.status, 0) << full.output;
     EXPECT_NE(Night({"status"}).status, 0);
     EXPECT_EQ(Night({"run"}).status, 0);
-    const Process other({"/usr/bin/flock", night + "/lock", "/bin/sleep", "60"});
+    Process other({"/usr/bin/flock", "-o", night + "/lock", "/bin/sleep", "60"});
     while (system(("flock -n " + night + "/lock true").c_str()) == 0) std::this_thread::yield();
     EXPECT_EQ(Night({"run"}).status, 75);
     EXPECT_EQ(Night({"status"}).status, 0) << "the other one tells";
+    other.Signal(SIGTERM);
+    while (system(("flock -n " + night + "/lock true").c_str()) != 0) std::this_thread::yield();
     chmod(night.c_str(), 0777);
     for (const char* command : {"run", "prune"}) EXPECT_EQ(Night({command}).status, 1) << command;
     EXPECT_EQ(Night({"reports", "/Jobs=0"}).status, 1);
     EXPECT_EQ(Night({"reports", "/ECR=a"}).status, 1);
     EXPECT_EQ(Night({"reports", "/Reprot=7"}).status, 1);
-    SetRegisters({{"Till", "Report=70;71"}});
-    EXPECT_EQ(Night({"status"}).status, 1);
+    chmod(night.c_str(), 0755);
+    for (const char* lines : {"Report=70;71", "Report=70,70", "Report=256", "Prices=none.csv"}) {
+        SetRegisters({{"Till \"1\"", At(ecr)}, {"b", std::string("TTY=x\n") + lines}, {"c", At(ecr)}});
+        EXPECT_EQ(Night({"run"}).status, 1) << "but the others are served";
+        EXPECT_EQ(ListMatches(Night({"status"}).output, "\\[ECR_(.)\\] is left out: ", "$1"), "bc") << lines;
+    }
 }
