@@ -308,8 +308,7 @@ TEST_F(NightTest, TellsTroubleAndKeepsOthersOut) {
     const std::string words =
         ListMatches(ReadText(SOURCE_FOLDER "/docs/night.md"), "    (jq -c '.*') [|] curl", "$1");
     EXPECT_EQ(
-        RunInShell(words + " " + told, {}, "").output.find("{\"text\":[\"Till \\\"1\\\": 50 SystemError"),
-        0U);
+        RunInShell(words + " " + told, {}, "").output.find("{\"text\":\"Till \\\"1\\\": 50 SystemError"), 0U);
     settings = "OnTrouble=cat >>" + told + "\n";
     SetRegisters({{"Till \"1\"", At(ecr)}});
     for (int i = 0; i < 2; i++) EXPECT_EQ(Night({"run"}).status, 0);
