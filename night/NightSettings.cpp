@@ -86,7 +86,7 @@ std::string Locate(const std::string& folder, const std::string& path) {
 /** Absolute, also where it is not there yet. */
 std::string GetFolder(const Settings& all) {
     const std::string given = TrimRight(all.Get(settings::folder), "/");
-    const std::string real = GetRealPath(given);
+    std::string real = GetRealPath(given);
     if (!real.empty()) return real;
     return given[0] == '/' ? given : GetRealPath(".") + "/" + given;
 }

@@ -10,6 +10,7 @@
 
 #include "Format.h"
 #include "NightFolder.h"
+#include "Path.h"
 #include "System/Output.h"
 #include "Text/Json.h"
 
@@ -90,7 +91,7 @@ bool Remove(const std::string& path) {
 void RemoveSent(const std::string& folder, long long oldest) {
     for (const std::string& name : ListFolder(folder)) {
         struct stat status {};
-        const std::string path = folder + "/" + name;
+        const std::string path = Path::Combine(folder, name);
         if (lstat(path.c_str(), &status) == 0 && status.st_mtime < oldest / 1000) Remove(path);
     }
 }
@@ -137,7 +138,7 @@ void Prune(Ledger& ledger, long long keepMs) {
     for (const Report& report : ledger.FindReports("state IN ('reading', 'whole', 'waiting', 'ready')"))
         needed.insert(report.number);
     for (const auto& [number, name] : FindNumbered(folder + "/results"))
-        if (number < oldest && needed.count(number) == 0) Remove(folder + "/results/" + name);
+        if (number < oldest && needed.count(number) == 0) Remove(Path::Combine(folder + "/results", name));
     RemoveSent(folder + "/sent", oldest);
     Transaction forgetting(ledger.Get());
     Change(ledger.Get(), "DELETE FROM run WHERE ended < ?", oldest);
