@@ -128,6 +128,8 @@ void TakeOver(Ledger& ledger) {
     const std::map<long long, std::string> results = FindNumbered(ledger.GetFolder() + "/results");
     for (const auto* numbered : {&reports, &results})
         if (!numbered->empty()) ledger.SkipNumbers(numbered->rbegin()->first);
+    const std::string checks = ledger.GetFolder() + "/checks/";
+    for (const std::string& name : ListFolder(checks)) unlink((checks + name).c_str());
     NoteReadings(ledger);
     AdoptUnknown(ledger, reports, results);
 }
