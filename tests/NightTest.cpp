@@ -343,3 +343,35 @@ TEST_F(NightTest, TellsTroubleAndKeepsOthersOut) {
         EXPECT_EQ(ListMatches(Night({"status"}).output, "\\[ECR_(.)\\] is left out: ", "$1"), "bc") << lines;
     }
 }
+
+TEST_F(NightTest, KilledAtAnyCallItHasEachSaleInOneReport) {
+    const Simulator ecr({"--ack-time", "100"});
+    SetRegisters({{"Till", At(ecr) + "\nLineQuietTime=250\nComStallMaxTime=200"}});
+    mkdir(night.c_str(), 0755);
+    File("night/prices.csv", "1,2\n");
+    const bool isAll = std::getenv("TAVO_ALL_CALLS") != nullptr;
+    std::string sold;
+    int sales = 0;
+    for (const char* call :
+         {"clone", "fdatasync", "fsync", "rename", "unlink", "pwrite64", "openat", "write"}) {
+        int injected = 0;
+        for (int k = 1, status = -SIGKILL; status == -SIGKILL; k += isAll ? 1 : k) {
+            sold += Format("%d,1\r\n", ++sales);
+            Sell(ecr, Format("%d,1\n", sales));
+            const std::string at = Format("%s:signal=KILL:when=%d", call, k);
+            status = RunProgram({"/usr/bin/env", "ASAN_OPTIONS=detect_leaks=0", "/usr/bin/strace",
+                                 "-qqo/dev/null", "-e", std::string("trace=") + call, "-e", "inject=" + at,
+                                 TAVO_NIGHT_PROGRAM, "run", "/ConfigFilePath=" + ini})
+                         .status;
+            injected += status == -SIGKILL ? 1 : 0;
+            SCOPED_TRACE(at);
+            const RunResult next = Night({"run"});
+            ASSERT_EQ(next.status, 0) << next.output;
+            std::istringstream files(Field("|select(.state == \"ready\").file"));
+            std::string reports;
+            for (std::string file; files >> file;) reports += ReadText(file);
+            ASSERT_EQ(reports, sold);
+        }
+        EXPECT_GT(injected, 0) << call;
+    }
+}
