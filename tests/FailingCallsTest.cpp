@@ -52,8 +52,10 @@ protected:
         const std::string how = GetParam();
         const bool isMemory = how[0] == 'm';  // which the program asks for often
         if (isUnder && isMemory) GTEST_SKIP() << "valgrind has an allocator of its own";
+        int tooSlow = 0;
+        const int step = isAll ? 1 : isUnder ? 9 : isMemory ? 5 : 1;
         std::string function;
-        for (int k = 1; function != "none"; k += isAll ? 1 : isUnder ? 9 : isMemory ? 5 : 1) {
+        for (int k = 1; function != "none"; k += step) {
             prepare();
             Simulator ecr({"--trace", "--once", "--data", folder / "register"});
             // held open, so that the register hangs up after the run, and after the last byte of it
@@ -70,6 +72,13 @@ protected:
             function = ReadText(folder / "failed");
             SCOPED_TRACE(Format("%s, number %d (%s) fails", command[0].c_str(), k, function.c_str()));
             ASSERT_NE(function, "") << run.output;
+            // on a slow machine it gives up by itself
+            if (function == "none" && run.status != 0 && !isUnder) {
+                ASSERT_LT(++tooSlow, 50) << run.output;
+                function.clear();
+                k -= step;
+                continue;
+            }
             EXPECT_GE(run.status, 0) << "ended by a signal\n" << run.output;
             EXPECT_NE(run.status, 77) << "valgrind has found something";
             const bool isSound = isPortRestored && (function != "flock" || run.status == 0);

@@ -103,7 +103,10 @@ protected:
             text.append("[ECR_").append(name).append("]\n").append(lines) += '\n';
         ini = File("TAVO.ini", text);
     }
-    static std::string At(const Simulator& ecr) { return "TTY=" + ecr.Tty(); }
+    /** One that answers, however slow the machine is. */
+    static std::string At(const Simulator& ecr) {
+        return "TTY=" + ecr.Tty() + "\nSerialProtocolResponseMaxTime=5000\nEcrOperationMaxTime=9000";
+    }
     RunResult Night(std::vector<std::string> words) const {
         words.insert(words.begin(), TAVO_NIGHT_PROGRAM);
         words.push_back("/ConfigFilePath=" + ini);
@@ -119,7 +122,10 @@ protected:
             .output;
     }
     void Sell(const Simulator& ecr, const std::string& text) const {
-        EXPECT_EQ(Tavo(ecr, {"send", "70", File("sold.csv", text)}).status, 0);
+        EXPECT_EQ(Tavo(ecr, {"send", "70", File("sold.csv", text), "/SerialProtocolResponseMaxTime=5000",
+                             "/EcrOperationMaxTime=9000"})
+                      .status,
+                  0);
     }
 
     const std::string night = folder / "night";
