@@ -272,6 +272,7 @@ TEST_F(NightTest, AnOlderLedgerPutBackBooksNothingTwice) {
     for (const char* file : {"/ledger.db", "/ledger.db-wal", "/ledger.db-shm"})
         std::remove((night + file).c_str());
     std::filesystem::copy(folder / "copy.db", night + "/ledger.db");
+    EXPECT_EQ(Night({"status"}).status, 1) << "files that the ledger does not know";
     EXPECT_EQ(Night({"run"}).status, 1);
     EXPECT_EQ(Field(".id"), ids);
     EXPECT_EQ(Field(".state"), "ready waiting");
@@ -284,6 +285,7 @@ TEST_F(NightTest, AnOlderLedgerPutBackBooksNothingTwice) {
     }
     EXPECT_EQ(Night({"book", id}).status, 0);
     EXPECT_EQ(Night({"settle", id, "--drop"}).status, 1);
+    EXPECT_EQ(Night({"status"}).status, 0) << "once a person has decided nothing is left";
     WriteText(night + "/ledger.db", std::string(9000, 'x'));
     for (const char* command : {"run", "status", "reports", "prune"})
         EXPECT_EQ(Night({command}).status, 1) << command;
