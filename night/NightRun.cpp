@@ -330,7 +330,7 @@ void Night::EndSend(Line& line, int status) {
 
 void Night::EndReading(Line& line, int status) {
     Report& report = *line.run.report;
-    const ReportState state = NoteReading(m_ledger, report, FindExitStatus(status) != nullptr);
+    const ReportState state = NoteReading(m_ledger, report, status == ReturnCode_OK);
     const RunOutcome outcome = ReadOutcome(m_ledger.Get(), m_settings.folder + "/" + report.result);
     if (report.bytes == 0) unlink((m_settings.folder + "/" + report.file).c_str());
     line.pause = Deadline(0);

@@ -120,7 +120,7 @@ RunOutcome ReadOutcome(Database& database, const std::string& path) {
     return outcome;
 }
 
-ReportState NoteReading(Ledger& ledger, Report& report, bool hasRun) {
+ReportState NoteReading(Ledger& ledger, Report& report, bool wasGood) {
     const RunOutcome outcome = ReadOutcome(ledger.Get(), ledger.GetFolder() + "/" + report.result);
     Keep(ledger, report, outcome, report.requested.ms + outcome.clearAfterMs);
     const auto become = [&](ReportState state, const std::string& reason) {
@@ -128,7 +128,7 @@ ReportState NoteReading(Ledger& ledger, Report& report, bool hasRun) {
         return state;
     };
     if (!outcome.isThere)
-        return report.bytes == 0 && !hasRun
+        return report.bytes == 0 && !wasGood
                    ? become(ReportState_Dropped, "its run did not begin")
                    : become(ReportState_Waiting,
                             "its result is gone or unreadable: --keep if the register does not "

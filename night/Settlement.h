@@ -23,8 +23,8 @@ struct RunOutcome {
 RunOutcome ReadOutcome(Database& database, const std::string& path);
 
 /** Notes what the run of a reading has left: where it cleared the report is ready, and those are superseded
- * that broke off before. hasRun: it is known that there was a run. */
-ReportState NoteReading(Ledger& ledger, Report& report, bool hasRun);
+ * that broke off before. wasGood: its run is known to have ended with 0. */
+ReportState NoteReading(Ledger& ledger, Report& report, bool wasGood);
 
 /** Decides on a report whose clearing was requested, by a later reading that did not clear and ended at that
  * time. */

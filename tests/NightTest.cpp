@@ -38,6 +38,8 @@ TEST_F(SettlementTest, AReportIsReadyOnlyWhereTheRegisterHasClearedIt) {
     EXPECT_EQ(StateOf(Read("", R"({"clear":"no","status":0,"records":{"read":0}})")), "dropped");
     EXPECT_EQ(StateOf(former), "waiting") << "somebody else has cleared the register";
     EXPECT_EQ(StateOf(Read("", "")), "dropped");
+    Report removed = ledger->AddReport(1, "Till 1", 70);
+    EXPECT_EQ(NoteReading(*ledger, removed, true), ReportState_Waiting) << "its run was good";
     EXPECT_EQ(StateOf(Read("1,5\r\n", "")), "waiting");
     EXPECT_EQ(StateOf(Read("1,5\r\n", "{")), "waiting");
     EXPECT_EQ(StateOf(Read("", R"({"clear":"done","status":0,"records":{"read":1}})")), "waiting");
