@@ -80,7 +80,8 @@ private:
     void LeaveToPerson();
     void AddJobs(const RegisterSettings& settings);
     void StartRuns();
-    void Start(Line& line);
+    /** False where there is no process to be had. */
+    bool Start(Line& line);
     Run PrepareRun(Line& line);
     Run MakeRun(const char* command, int section, const std::string& registerName);
     void Take(const EndedChild& child);
@@ -89,7 +90,9 @@ private:
     void EndReading(Line& line, int status);
     void EndCheck(Line& line, int status);
     void TryAgain(Line& line, const ExitStatus& status, const std::string& told, int pauseMs);
+    /** Tells it, too. */
     void EndJob(Line& line, StatusClass statusClass, const std::string& told);
+    void NoteJob(Line& line, StatusClass statusClass, const std::string& told);
     void EndRuns();
     int GetTimeout() const;
 
@@ -210,19 +213,19 @@ bool Night::Serve() {
         if (line.jobs.empty() || !line.jobs[0].isPrices) continue;
         const CheckedPrices& checked = m_prices.Check(*line.settings);
         if (checked.statusClass != StatusClass_Ok)
-            EndJob(line, checked.statusClass, "the prices are kept back: " + checked.told);
+            NoteJob(line, checked.statusClass, "the prices are kept back: " + checked.told);
     }
     keeping.Commit();
     for (const std::string& finding : m_prices.GetFindings()) Print(finding + "\n");
     const auto isServed = [](const Line& line) { return line.jobs.empty(); };
-    while (!std::all_of(m_lines.begin(), m_lines.end(), isServed)) {
+    while (true) {
         StartRuns();
+        if (std::all_of(m_lines.begin(), m_lines.end(), isServed)) return true;
         if (WaitForSignal(GetTimeout())) return false;
         Transaction ending(m_ledger.Get());
         while (const std::optional<EndedChild> child = TakeEndedChild()) Take(*child);
         ending.Commit();
     }
-    return true;
 }
 
 /** Until a pause is over; a run's end is a signal. */
@@ -250,10 +253,11 @@ void Night::StartRuns() {
         room--;
     }
     beginning.Commit();
-    for (Line* line : begun) Start(*line);
-    Transaction ending(m_ledger.Get());
+    std::vector<Line*> left;
     for (Line* line : begun)
-        if (line->process == notForked) EndRun(*line, notForked);
+        if (!Start(*line)) left.push_back(line);
+    Transaction ending(m_ledger.Get());
+    for (Line* line : left) EndRun(*line, notForked);
     ending.Commit();
 }
 
@@ -291,7 +295,7 @@ Run Night::MakeRun(const char* command, int section, const std::string& register
     return run;
 }
 
-void Night::Start(Line& line) {
+bool Night::Start(Line& line) {
     const std::string path =
         line.run.file[0] == '/' ? line.run.file : m_settings.folder + "/" + line.run.file;
     std::vector<std::string> words = {GetAppDirectory() + "tavo", line.run.command,
@@ -300,7 +304,9 @@ void Night::Start(Line& line) {
         words.insert(words.end(), more.begin(), more.end());
     words.insert(words.end(), {"/ECR=" + line.settings->name,
                                "/ResultFile=" + m_settings.folder + "/" + line.run.result, "/Progress=0"});
-    line.process = StartChild(words, {-1, m_log.Get(), m_runsLock});
+    const pid_t process = StartChild(words, {-1, m_log.Get(), m_runsLock});
+    if (process > 0) line.process = process;  // -1 would be every process of this user to kill()
+    return process > 0;
 }
 
 void Night::Take(const EndedChild& child) {
@@ -370,6 +376,13 @@ void Night::TryAgain(Line& line, const ExitStatus& status, const std::string& to
 }
 
 void Night::EndJob(Line& line, StatusClass statusClass, const std::string& told) {
+    Print(Printable(line.settings->name + ": " + line.jobs[0].name + " " + statusClassNames[statusClass] +
+                    ": " + told) +
+          "\n");
+    NoteJob(line, statusClass, told);
+}
+
+void Night::NoteJob(Line& line, StatusClass statusClass, const std::string& told) {
     const Job job = line.jobs[0];
     line.jobs.erase(line.jobs.begin());
     line.pause = Deadline(0);
@@ -377,9 +390,6 @@ void Night::EndJob(Line& line, StatusClass statusClass, const std::string& told)
     Change(m_ledger.Get(),
            "UPDATE job SET class = ?, told = ?, ended = ? WHERE night = ? AND register = ? AND name = ?",
            name, told, GetWallTime(), m_number, line.settings->name, job.name);
-    Print(Printable(Format("%s: %s %s: %s", line.settings->name.c_str(), job.name.c_str(), name.c_str(),
-                           told.c_str())) +
-          "\n");
 }
 
 int Night::End() {
@@ -402,7 +412,7 @@ int Night::End() {
 /** What they have done is for the next night to find out. */
 void Night::EndRuns() {
     for (const Line& line : m_lines)
-        if (line.process != 0) kill(line.process, SIGTERM);
+        if (line.process > 0) kill(line.process, SIGTERM);
 }
 
 }  // namespace

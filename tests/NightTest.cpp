@@ -354,6 +354,22 @@ TEST_F(NightTest, TellsTroubleAndKeepsOthersOut) {
     }
 }
 
+TEST_F(NightTest, TriesAgainWhereThereIsNoProcessToBeHad) {
+    const Simulator ecr;
+    SetRegisters({{"Till", At(ecr)}});
+    Sell(ecr, "1,5\n");
+    for (const auto& [which, status] : {std::pair("", 75), {":when=1", 0}})
+        // a caller that ignores the end of its children leaves that to this one
+        EXPECT_EQ(RunInShell("trap '' CHLD; export ASAN_OPTIONS=detect_leaks=0; exec",
+                             {"/usr/bin/strace", "-qqo/dev/null", "-e", "trace=clone", "-e",
+                              std::string("inject=clone:error=EAGAIN") + which, TAVO_NIGHT_PROGRAM, "run",
+                              "/ConfigFilePath=" + ini},
+                             "")
+                      .status,
+                  status);
+    EXPECT_EQ(Field(".state"), "ready");
+}
+
 TEST_F(NightTest, KilledAtAnyCallItHasEachSaleInOneReport) {
     if (std::getenv("TAVO_ALL_CALLS") == nullptr) GTEST_SKIP() << "it takes minutes";
     const Simulator ecr({"--ack-time", "100"});
