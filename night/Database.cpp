@@ -36,11 +36,14 @@ void Database::Execute(const char* statements) {
 void Database::Fail() const {
     const int code = Get() == nullptr ? SQLITE_NOMEM : sqlite3_errcode(Get());
     const char* const reason = Get() == nullptr ? sqlite3_errstr(code) : sqlite3_errmsg(Get());
-    const int error = Get() == nullptr ? 0 : sqlite3_system_errno(Get());
+    const bool isOfSystem =
+        code == SQLITE_IOERR || code == SQLITE_CANTOPEN;  // other calls leave it as it was
     throw new FileIoException("Ledger '" + Printable(m_path) + "': " + reason, m_path,
-                              code == SQLITE_BUSY   ? EAGAIN
-                              : code == SQLITE_FULL ? ENOSPC
-                                                    : error);
+                              code == SQLITE_BUSY    ? EAGAIN
+                              : code == SQLITE_FULL  ? ENOSPC
+                              : code == SQLITE_NOMEM ? ENOMEM
+                              : isOfSystem           ? sqlite3_system_errno(Get())
+                                                     : 0);
 }
 
 Statement::Statement(Database& database, const char* text)

@@ -13,6 +13,7 @@
 #include "Outcome/RunResult.h"
 #include "Path.h"
 #include "ReportFile.h"
+#include "RunOutcome.h"
 #include "System/Clock.h"
 #include "System/FileStream.h"
 #include "Tools.h"
@@ -184,29 +185,24 @@ std::string Ledger::MakeId(const std::string& registerName, long long number) {
            Path::EncodeName(registerName) + Format("+%lld", number);
 }
 
-void Ledger::Adopt(long long number, const std::string& file, const std::string& result) {
+ReportState Ledger::Adopt(long long number, const std::string& file, const std::string& result) {
     const std::string bytes = ReadRegularFile(m_folder + "/" + file, false).value_or("");
-    const std::string json = ReadRegularFile(m_folder + "/" + result, false).value_or("");
-    Statement outline(m_database,
-                      "SELECT json_extract(j, '$.register'), json_extract(j, '$.section'),"
-                      " json_extract(j, '$.records.read'), json_extract(j, '$.clear')"
-                      " FROM (SELECT iif(json_valid(?1), ?1, '{}') AS j)",
-                      json);
-    outline.Step();
-    const std::string registerName = outline.IsNull(0) ? DecodeStem(file) : outline.GetText(0);
+    const RunOutcome outcome = ReadOutcome(m_database, m_folder + "/" + result);
+    const std::string registerName = outcome.registerName.empty() ? DecodeStem(file) : outcome.registerName;
     Report report;
     report.number = number;
     Change(m_database,
            "INSERT INTO report (number, id, register, section, file, result, begun, records, bytes, sha256)"
            " VALUES (?, ?, ?, ?, ?, ?, ?, ?, ?, ?)",
-           number, MakeId(registerName, number), registerName, outline.GetNumber(1), file, result, number,
-           outline.GetNumber(2), static_cast<long long>(bytes.size()), GetSha256(bytes));
-    if (outline.GetText(3) == "no")
-        SetState(report, ReportState_Superseded, "it broke off before the clearing: a later reading has it");
-    else
-        SetState(
-            report, ReportState_Waiting,
-            "its file was found, but no row of it: --keep if it has not been booked yet, --drop if it has");
+           number, MakeId(registerName, number), registerName, static_cast<long long>(outcome.section), file,
+           result, number, outcome.records, static_cast<long long>(bytes.size()), GetSha256(bytes));
+    const bool isUncleared = outcome.clear == "no";
+    const ReportState state = isUncleared ? ReportState_Superseded : ReportState_Waiting;
+    SetState(report, state,
+             isUncleared ? "it broke off before the clearing: a later reading has it"
+                         : "its file was found, but no row of it: --keep if it has not been booked yet, "
+                           "--drop if it has");
+    return state;
 }
 
 void Ledger::SetState(const Report& report, ReportState state, const std::string& reason) {

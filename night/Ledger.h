@@ -86,8 +86,8 @@ public:
     /** A reading that is about to begin. */
     Report AddReport(long long night, const std::string& registerName, int section);
     /** A reading that was found on the disk, by its number and the names of its files below the folder: it
-     * waits for a decision. */
-    void Adopt(long long number, const std::string& file, const std::string& result);
+     * waits for a decision, but where a later one has all of it. */
+    ReportState Adopt(long long number, const std::string& file, const std::string& result);
     void SetState(const Report& report, ReportState state, const std::string& reason);
     /** In order of time; the condition is SQL about the table "report". */
     template <class... Values>

@@ -34,7 +34,8 @@ std::string GetUserName(uid_t user) {
 void NoteReadings(Ledger& ledger) {
     for (Report& report : ledger.FindReports("state = 'reading' AND sha256 IS NULL")) {
         Transaction noting(ledger.Get());
-        const ReportState state = NoteReading(ledger, report, false);
+        const RunOutcome outcome = ReadOutcome(ledger.Get(), ledger.GetFolder() + "/" + report.result);
+        const ReportState state = NoteReading(ledger, report, outcome, false);
         noting.Commit();
         if (state != ReportState_Dropped)
             Print(Format("%s: report %d, read by a night that was cut off, is %s\n",
@@ -50,9 +51,11 @@ void AdoptUnknown(Ledger& ledger, const std::map<long long, std::string>& report
         if (known.Step()) continue;
         Transaction adopting(ledger.Get());
         const auto result = results.find(number);
-        ledger.Adopt(number, "reports/" + name, result == results.end() ? "" : "results/" + result->second);
+        const ReportState state = ledger.Adopt(number, "reports/" + name,
+                                               result == results.end() ? "" : "results/" + result->second);
         adopting.Commit();
-        Print("reports/" + Printable(name) + " is not in the ledger: it waits for a decision\n");
+        Print(Format("reports/%s is not in the ledger: it is %s\n", Printable(name).c_str(),
+                     reportStateNames[state]));
     }
 }
 

@@ -5,16 +5,14 @@
 
 #include <algorithm>
 #include <csignal>
-#include <map>
-#include <memory>
 #include <optional>
 
 #include "Children.h"
 #include "Exceptions.h"
 #include "Format.h"
-#include "IniFile.h"
 #include "Ledger.h"
 #include "NightFolder.h"
+#include "NightPlan.h"
 #include "Outcome/ExitStatus.h"
 #include "Prices.h"
 #include "Settlement.h"
@@ -24,18 +22,6 @@
 #include "Tools.h"
 
 namespace {
-
-/** A night that began longer ago is not gone on with. */
-constexpr long long longestNightMs = 12LL * 3'600'000;
-/** What was done longer ago is done again: a run by hand at noon is not the night. */
-constexpr long long longestGoodMs = 6LL * 3'600'000;
-
-struct Job {
-    std::string name;
-    bool isPrices = false;
-    int report = 0;  // otherwise
-    int tries = 0;
-};
 
 /** A run of tavo. */
 struct Run {
@@ -49,9 +35,9 @@ struct Run {
 };
 
 /** One register's way through the night: one run at a time. */
-struct Line {
-    const RegisterSettings* settings;
-    std::vector<Job> jobs;  // that are left, the next one first
+struct Line : RegisterPlan {
+    explicit Line(RegisterPlan plan) : RegisterPlan(std::move(plan)) {}
+
     Deadline pause{0};
     pid_t process = 0;  // 0: none
     Run run;
@@ -76,9 +62,6 @@ public:
     int End();
 
 private:
-    void RemoveLeftJobs(const std::vector<const RegisterSettings*>& served);
-    void LeaveToPerson();
-    void AddJobs(const RegisterSettings& settings);
     void StartRuns();
     /** False where there is no process to be had. */
     bool Start(Line& line);
@@ -86,6 +69,9 @@ private:
     Run MakeRun(const char* command, int section, const std::string& registerName);
     void Take(const EndedChild& child);
     void EndRun(Line& line, int status);
+    RunOutcome GetOutcome(const Run& run) {
+        return ReadOutcome(m_ledger.Get(), m_settings.folder + "/" + run.result);
+    }
     void EndSend(Line& line, int status);
     void EndReading(Line& line, int status);
     void EndCheck(Line& line, int status);
@@ -122,86 +108,18 @@ const ExitStatus& GetExitStatus(int status) {
 }
 
 void Night::Begin(const std::vector<const RegisterSettings*>& served) {
-    const NightRow last = m_ledger.GetLastNight();
-    const long long age = GetWallTime() - last.begun;
-    Statement later(m_ledger.Get(), "SELECT 1 FROM night WHERE number = ? AND (ended IS NULL OR status = 75)",
-                    last.number);
-    const bool isContinued = later.Step() && std::llabs(age) < longestNightMs;
+    const std::optional<NightRow> last = FindNightToGoOn(m_ledger);
     const std::string unfinished = m_settings.folder + unfinishedFile;
-    if (!isContinued || !File::Exists(unfinished)) ReplaceFile(unfinished, "");
+    if (!last || !File::Exists(unfinished)) ReplaceFile(unfinished, "");
     const std::string log = m_settings.folder + "/log";
-    const int mode = O_WRONLY | O_CREAT | O_APPEND | O_NOFOLLOW | O_CLOEXEC | (isContinued ? 0 : O_TRUNC);
+    const int mode = O_WRONLY | O_CREAT | O_APPEND | O_NOFOLLOW | O_CLOEXEC | (last ? 0 : O_TRUNC);
     m_log.Reset(open(log.c_str(), mode, 0640));
-    Transaction beginning(m_ledger.Get());
-    m_number = isContinued ? last.number : last.number + 1;
-    Change(
-        m_ledger.Get(),
-        "INSERT INTO night VALUES (?, ?, NULL, NULL) ON CONFLICT DO UPDATE SET ended = NULL, status = NULL",
-        m_number, GetWallTime());
-    RemoveLeftJobs(served);
-    LeaveToPerson();
-    for (const RegisterSettings* settings : served) AddJobs(*settings);
-    beginning.Commit();
+    m_number = last ? last->number : m_ledger.GetLastNight().number + 1;
+    for (RegisterPlan& plan : PlanNight(m_ledger, m_number, m_settings, served))
+        m_lines.emplace_back(std::move(plan));
     Print(FormatWallTime(GetWallTime()) +
-          (isContinued ? ", goes on with the night of " + FormatWallTime(last.begun) : ", a night begins") +
+          (last ? ", goes on with the night of " + FormatWallTime(last->begun) : ", a night begins") +
           Format(": %zu registers\n", served.size()));
-}
-
-/** Of registers that are served once more, perhaps with other settings, and of those that are there no more.
- */
-void Night::RemoveLeftJobs(const std::vector<const RegisterSettings*>& served) {
-    Statement rows(m_ledger.Get(), "SELECT DISTINCT register FROM job WHERE night = ?", m_number);
-    while (rows.Step()) {
-        const std::string name = rows.GetText(0);
-        const auto isThis = [&](const std::string& other) { return IniFile::IsSameName(other, name); };
-        const bool isServed =
-            std::any_of(served.begin(), served.end(),
-                        [&](const RegisterSettings* settings) { return isThis(settings->name); });
-        const bool isKnown =
-            std::any_of(m_settings.registers.begin(), m_settings.registers.end(),
-                        [&](const RegisterSettings& settings) { return isThis(settings.name); });
-        if (isServed || !isKnown)
-            Change(m_ledger.Get(),
-                   "DELETE FROM job WHERE night = ? AND register = ? AND ifnull(class, '') <> 'ok'", m_number,
-                   name);
-    }
-}
-
-/** What no run will settle any more. */
-void Night::LeaveToPerson() {
-    for (const Report& report : m_ledger.FindReports("state IN ('reading', 'whole')")) {
-        const bool isServed = std::any_of(
-            m_settings.registers.begin(), m_settings.registers.end(), [&](const RegisterSettings& settings) {
-                return IniFile::IsSameName(settings.name, report.registerName) &&
-                       std::count(settings.reports.begin(), settings.reports.end(), report.section) > 0;
-            });
-        if (!isServed)
-            m_ledger.SetState(
-                report, ReportState_Waiting,
-                "it was not settled, and no register of the INI file has it any more: --keep if the "
-                "register has been cleared since, --drop if another report has these records");
-    }
-}
-
-void Night::AddJobs(const RegisterSettings& settings) {
-    Line line;
-    line.settings = &settings;
-    if (PriceCheck::HasPrices(settings)) line.jobs.push_back({"prices", true});
-    for (const int report : settings.reports)
-        line.jobs.push_back({Format("report %d", report), false, report});
-    std::vector<Job> left;
-    for (const Job& job : line.jobs) {
-        Change(m_ledger.Get(),
-               "INSERT INTO job (night, register, name) VALUES (?, ?, ?) ON CONFLICT DO NOTHING", m_number,
-               settings.name, job.name);
-        Statement done(
-            m_ledger.Get(),
-            "SELECT 1 FROM job WHERE night = ? AND register = ? AND name = ? AND class = 'ok' AND ended > ?",
-            m_number, settings.name, job.name, GetWallTime() - longestGoodMs);
-        if (!done.Step()) left.push_back(job);
-    }
-    line.jobs = left;
-    m_lines.push_back(line);
 }
 
 bool Night::Serve() {
@@ -329,15 +247,15 @@ void Night::EndRun(Line& line, int status) {
 }
 
 void Night::EndSend(Line& line, int status) {
-    const RunOutcome outcome = ReadOutcome(m_ledger.Get(), m_settings.folder + "/" + line.run.result);
+    const RunOutcome outcome = GetOutcome(line.run);
     if (status == ReturnCode_OK) return EndJob(line, StatusClass_Ok, "sent");
     TryAgain(line, GetExitStatus(status), outcome.told, m_settings.pauseMs);
 }
 
 void Night::EndReading(Line& line, int status) {
     Report& report = *line.run.report;
-    const ReportState state = NoteReading(m_ledger, report, status == ReturnCode_OK);
-    const RunOutcome outcome = ReadOutcome(m_ledger.Get(), m_settings.folder + "/" + report.result);
+    const RunOutcome outcome = GetOutcome(line.run);
+    const ReportState state = NoteReading(m_ledger, report, outcome, status == ReturnCode_OK);
     if (report.bytes == 0) unlink((m_settings.folder + "/" + report.file).c_str());
     line.pause = Deadline(0);
     if (state != ReportState_Waiting && (outcome.isGood || outcome.clear == "done"))
@@ -347,7 +265,7 @@ void Night::EndReading(Line& line, int status) {
 }
 
 void Night::EndCheck(Line& line, int status) {
-    const RunOutcome outcome = ReadOutcome(m_ledger.Get(), m_settings.folder + "/" + line.run.result);
+    const RunOutcome outcome = GetOutcome(line.run);
     const Report& report = *line.run.report;
     const bool isRead = status == ReturnCode_OK && outcome.isGood && outcome.isCertain;
     const ReportState state =
@@ -416,26 +334,6 @@ void Night::EndRuns() {
 }
 
 }  // namespace
-
-std::vector<const RegisterSettings*> SelectRegisters(const NightSettings& settings,
-                                                     const std::vector<std::string>& names) {
-    std::vector<const RegisterSettings*> selected;
-    for (const RegisterSettings& known : settings.registers)
-        if (names.empty() || std::any_of(names.begin(), names.end(), [&](const std::string& name) {
-                return IniFile::IsSameName(name, known.name);
-            }))
-            selected.push_back(&known);
-    for (const std::string& name : names)
-        if (std::none_of(selected.begin(), selected.end(), [&](const RegisterSettings* known) {
-                return IniFile::IsSameName(name, known->name);
-            }))
-            throw new CommandLineException("no register " + Printable(name) + " in " +
-                                           Printable(IniFile::GetFile()));
-    if (selected.empty())
-        throw new ConfigurationException("no register in " + Printable(IniFile::GetFile()) +
-                                         ": each has a section [ECR_name]");
-    return selected;
-}
 
 std::optional<int> RunNight(const NightSettings& settings,
                             const std::vector<const RegisterSettings*>& served) {

@@ -14,13 +14,8 @@ inline constexpr int statusLater = 75;  // a later run may mend something
 /** The file that is there unless the last night was cut off, or could not write down all of it. */
 inline constexpr const char* endedFile = "/ended";
 
-/** The registers of these names, all without names. CommandLineException for an unknown one,
- * ConfigurationException where there is none. */
-std::vector<const RegisterSettings*> SelectRegisters(const NightSettings& settings,
-                                                     const std::vector<std::string>& names);
-
-/** Serves them: goes on with a night that was cut off or may be mended, or begins one. The status to end
- * with; what happened is printed. Nothing where another night is at work, or runs of a killed one have not
- * ended. */
+/** Serves these registers: goes on with a night that was cut off or may be mended, or begins one. The status
+ * to end with; what happened is printed. Nothing where another night is at work, or runs of a killed one have
+ * not ended. */
 std::optional<int> RunNight(const NightSettings& settings,
                             const std::vector<const RegisterSettings*>& served);

@@ -22,21 +22,15 @@ class Settings {
 public:
     Settings() {
         IniFile::VisitLines([&](const IniLine& line) {
-            if (line.key) m_values[ToUpper(line.section) + "\n" + ToUpper(*line.key)] = line.value;
+            if (line.key) m_lines[ToUpper(line.section) + "\n" + ToUpper(*line.key)] = line;
         });
     }
 
     /** As AppConfig finds it, for the register of this name; empty for no register. */
     std::string Find(const Setting& setting, const std::string& registerName) const {
-        const auto& given = AppConfig::GetParameters();
-        const auto word = given.find(setting.name);
-        if (word != given.end() && !word->second.empty()) return word->second;
-        const bool isNights = (setting.places & SettingPlace_Night) != 0;
-        std::string value;
-        if (!registerName.empty()) value = FindIn(AppConfig::ecrSectionPrefix + registerName, setting.name);
-        if (value.empty())
-            value = FindIn(isNights ? AppConfig::nightSection : AppConfig::commonSection, setting.name);
-        return value;
+        const std::string word = FindWord(setting);
+        const IniLine* const line = word.empty() ? FindLine(setting, registerName) : nullptr;
+        return line != nullptr ? line->value : word;
     }
     std::string Get(const TextSetting& setting, const std::string& registerName = "") const {
         const std::string value = Find(setting, registerName);
@@ -45,37 +39,58 @@ public:
     int Get(const NumberSetting& setting, const std::string& registerName = "") const {
         const std::string value = Find(setting, registerName);
         if (value.empty()) return setting.range.byDefault;
-        const int number = ParseNumber(setting, value);
-        if (number < setting.range.least || number > setting.range.most) Refuse(setting, value);
-        return number;
+        return ParseNumber(setting, registerName, value, setting.range.least, setting.range.most);
     }
     /** "70,71" */
     std::vector<int> GetList(const TextSetting& setting, const std::string& registerName) const {
+        constexpr int largest = 255;
         const std::string value = Get(setting, registerName);
         std::vector<int> numbers;
         for (size_t start = 0, end; start <= value.size(); start = end + 1) {
             end = std::min(value.find(',', start), value.size());
-            numbers.push_back(ParseNumber(setting, Trim(value.substr(start, end - start), " ")));
+            const std::string one = Trim(value.substr(start, end - start), " ");
+            numbers.push_back(ParseNumber(setting, registerName, one, 0, largest));
         }
         return numbers;
     }
+    /** Names the line where it stands. */
+    [[noreturn]] void Refuse(const Setting& setting, const std::string& registerName,
+                             const std::string& why) const {
+        const IniLine* const line = FindWord(setting).empty() ? FindLine(setting, registerName) : nullptr;
+        const std::string place =
+            line == nullptr ? ""
+                            : Format("%s, line %d: ", Printable(IniFile::GetFile()).c_str(), line->number);
+        throw new ConfigurationException(place + setting.name + " = " +
+                                         Printable(Find(setting, registerName)) + " " + why);
+    }
 
 private:
-    std::string FindIn(const std::string& section, const char* name) const {
-        const auto found = m_values.find(ToUpper(section) + "\n" + ToUpper(name));
-        return found == m_values.end() ? "" : found->second;
+    /** On the command line. */
+    static std::string FindWord(const Setting& setting) {
+        const auto& given = AppConfig::GetParameters();
+        const auto word = given.find(setting.name);
+        return word == given.end() ? "" : word->second;
     }
-    [[noreturn]] static void Refuse(const Setting& setting, const std::string& value) {
-        throw new ConfigurationException(
-            Format("%s = %s is no value for it", setting.name, Printable(value).c_str()));
+    const IniLine* FindLine(const Setting& setting, const std::string& registerName) const {
+        const bool isNights = (setting.places & SettingPlace_Night) != 0;
+        const std::string ownSection = registerName.empty() ? "" : AppConfig::ecrSectionPrefix + registerName;
+        for (const std::string& section :
+             {ownSection, std::string(isNights ? AppConfig::nightSection : AppConfig::commonSection)}) {
+            const auto found = m_lines.find(ToUpper(section) + "\n" + ToUpper(setting.name));
+            if (found != m_lines.end() && !section.empty() && !found->second.value.empty())
+                return &found->second;
+        }
+        return nullptr;
     }
-    static int ParseNumber(const Setting& setting, const std::string& value) {
+    int ParseNumber(const Setting& setting, const std::string& registerName, const std::string& value,
+                    int least, int most) const {
         const int number = ToInt(value);
-        if (value.empty() || !IsNumber(value) || number == INT_MAX) Refuse(setting, value);
+        if (value.empty() || !IsNumber(value) || number < least || number > most || number == INT_MAX)
+            Refuse(setting, registerName, Format("is no number from %d to %d", least, most));
         return number;
     }
 
-    std::map<std::string, std::string> m_values;  // of SECTION and NAME
+    std::map<std::string, IniLine> m_lines;  // of SECTION and NAME
 };
 
 /** Of a path in the folder, or anywhere. */
@@ -91,18 +106,6 @@ std::string GetFolder(const Settings& all) {
     return given[0] == '/' ? given : GetRealPath(".") + "/" + given;
 }
 
-/** What makes a report of the prices, or one file of two reports. */
-void CheckReports(const RegisterSettings& loaded) {
-    for (const int report : loaded.reports) {
-        constexpr int largest = 255;
-        if (report > largest || std::count(loaded.reports.begin(), loaded.reports.end(), report) > 1)
-            throw new ConfigurationException(
-                Format("Report %d: numbers are 0 to %d, each once", report, largest));
-        if (report == loaded.section && File::Exists(loaded.prices))
-            throw new ConfigurationException(Format("Report %d is the Section of the prices", report));
-    }
-}
-
 RegisterSettings LoadRegister(const Settings& all, const std::string& folder, const std::string& name) {
     RegisterSettings loaded;
     loaded.name = name;
@@ -110,9 +113,14 @@ RegisterSettings LoadRegister(const Settings& all, const std::string& folder, co
     loaded.prices = Locate(folder, all.Get(settings::prices, name));
     loaded.section = all.Get(settings::section, name);
     loaded.reports = all.GetList(settings::report, name);
-    CheckReports(loaded);
+    for (const int report : loaded.reports) {
+        if (std::count(loaded.reports.begin(), loaded.reports.end(), report) > 1)
+            all.Refuse(settings::report, name, Format("has %d twice", report));
+        if (report == loaded.section && File::Exists(loaded.prices))
+            all.Refuse(settings::report, name, "has the Section of the prices");
+    }
     if (!all.Find(settings::prices, name).empty() && !File::Exists(loaded.prices))
-        throw new ConfigurationException("Prices = " + Printable(loaded.prices) + " is not there");
+        all.Refuse(settings::prices, name, "is not there: " + Printable(loaded.prices));
     loaded.delimiter = all.Get(settings::delimiter, name)[0];
     for (const Setting* setting : std::initializer_list<const Setting*>{
              &settings::delimiter, &settings::fileType, &settings::serialProtocolVersion,
@@ -139,6 +147,7 @@ std::string GetPort(const std::string& tty) {
 void AddRegister(NightSettings& night, const Settings& all, const std::string& name,
                  std::map<std::string, std::string>& ports) {
     const auto leaveOut = [&](const std::string& why) {
+        night.leftOut.push_back(name);
         night.problems.push_back("[ECR_" + Printable(name) + "] is left out: " + why);
     };
     if (name.empty() || Printable(name) != name) return leaveOut("no register can have this name");
@@ -151,7 +160,7 @@ void AddRegister(NightSettings& night, const Settings& all, const std::string& n
         night.registers.push_back(loaded);
     } catch (Exception* e) {
         const std::unique_ptr<Exception> failure(e);
-        leaveOut(failure->GetLogMessage());
+        leaveOut(failure->Explain());
     }
 }
 

@@ -24,6 +24,7 @@ struct NightSettings {
     long long keepMs = 0;
     std::string onTrouble;
     std::vector<RegisterSettings> registers;
+    std::vector<std::string> leftOut;      // names of those that cannot be served as they are set
     std::vector<std::string> problems;     // what a person has to mend in the INI file
     std::vector<std::string> forEveryRun;  // words of the command line that are settings of tavo
 };

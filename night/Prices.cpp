@@ -1,6 +1,5 @@
 #include "Prices.h"
 
-#include <cstring>
 #include <memory>
 
 #include "Children.h"
@@ -44,7 +43,7 @@ CheckedPrices PriceCheck::Examine(const RegisterSettings& settings) const {
         bytes = ReadRegularFile(settings.prices, true, largestPrices);
     } catch (Exception* e) {
         const std::unique_ptr<Exception> failure(e);
-        checked.told = failure->GetDisplayMessage() + ": " + std::strerror(failure->GetError());
+        checked.told = failure->Explain();
         return checked;
     }
     if (!bytes) {

@@ -6,6 +6,7 @@
 #include <algorithm>
 #include <cerrno>
 #include <cstring>
+#include <map>
 #include <set>
 
 #include "Format.h"
@@ -130,9 +131,10 @@ bool DecideOn(Ledger& ledger, const std::vector<std::string>& ids, bool isKept) 
 void Prune(Ledger& ledger, long long keepMs) {
     const long long oldest = GetWallTime() - keepMs;
     const std::string& folder = ledger.GetFolder();
+    const std::map<long long, std::string> there = FindNumbered(folder + "/reports");
     for (const Report& report : ledger.FindReports(
              "state = 'booked' AND (SELECT max(time) FROM change WHERE report = number) < ?", oldest))
-        Remove(folder + "/" + report.file);
+        if (there.count(report.number) > 0) Remove(folder + "/" + report.file);
     // a reading that is not settled needs its result
     std::set<long long> needed;
     for (const Report& report : ledger.FindReports("state IN ('reading', 'whole', 'waiting', 'ready')"))

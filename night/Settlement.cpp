@@ -3,11 +3,11 @@
 #include <algorithm>
 #include <cstdlib>
 #include <map>
+#include <regex>
 #include <set>
 
 #include "Format.h"
 #include "ReportFile.h"
-#include "System/FileStream.h"
 
 namespace {
 
@@ -34,17 +34,17 @@ std::vector<std::string> GetLines(const std::string& text) {
     return lines;
 }
 
+/** "12", "-0.5"; the last one of a line has its CR. */
+bool IsDecimal(const std::string& field) {
+    static const std::regex number("-?[0-9]+([.][0-9]*)?\\r?");
+    return std::regex_match(field, number);
+}
+
 /** Whether the field has grown, or is the same. */
 bool IsNotLess(const std::string& later, const std::string& former) {
     if (later == former) return true;
-    char* laterEnd = nullptr;
-    char* formerEnd = nullptr;
-    const long double laterNumber = std::strtold(later.c_str(), &laterEnd);
-    const long double formerNumber = std::strtold(former.c_str(), &formerEnd);
-    const auto isNumber = [](const std::string& field, const char* end) {
-        return !field.empty() && (*end == '\0' || *end == '\r');
-    };
-    return isNumber(later, laterEnd) && isNumber(former, formerEnd) && laterNumber >= formerNumber;
+    return IsDecimal(later) && IsDecimal(former) &&
+           std::strtold(later.c_str(), nullptr) >= std::strtold(former.c_str(), nullptr);
 }
 
 bool HasGrown(const std::vector<std::string>& later, const std::vector<std::string>& former) {
@@ -89,39 +89,7 @@ void Keep(Ledger& ledger, Report& report, const RunOutcome& outcome, long long r
 
 }  // namespace
 
-RunOutcome ReadOutcome(Database& database, const std::string& path) {
-    RunOutcome outcome;
-    const FileStream file(std::fopen(path.c_str(), "re"));
-    if (!file) return outcome;
-    std::string json(size_t{1} << 20U, '\0');  // lines that are named may be many
-    json.resize(std::fread(json.data(), 1, json.size(), file.get()));
-    Statement valid(database, "SELECT json_valid(?)", json);
-    if (!valid.Step() || valid.GetNumber(0) == 0) return outcome;
-    Statement members(
-        database,
-        "SELECT json_extract(j, '$.clear'), json_extract(j, '$.clearAfter') * 1000,"
-        " json_extract(j, '$.records.read'), json_extract(j, '$.message'), json_extract(j, '$.hint'),"
-        " json_extract(j, '$.status') = 0, json_extract(j, '$.frameVersion') > 2 OR"
-        " json_extract(j, '$.io.lost') + json_extract(j, '$.io.garbage')"
-        " + json_extract(j, '$.io.repeated') = 0, json_extract(j, '$.port'), json_extract(j, '$.bytes')"
-        " FROM (SELECT ? AS j)",
-        json);
-    members.Step();
-    outcome.isThere = true;
-    outcome.clear = members.GetText(0);
-    outcome.clearAfterMs = members.GetNumber(1);
-    outcome.records = members.GetNumber(2);
-    outcome.told = members.GetText(3);
-    outcome.isGood = members.GetNumber(5) != 0;
-    outcome.isCertain = members.GetNumber(6) != 0;
-    outcome.port = members.GetText(7);
-    outcome.bytes = members.GetNumber(8);
-    if (!members.IsNull(4)) outcome.told += " (" + members.GetText(4) + ")";
-    return outcome;
-}
-
-ReportState NoteReading(Ledger& ledger, Report& report, bool wasGood) {
-    const RunOutcome outcome = ReadOutcome(ledger.Get(), ledger.GetFolder() + "/" + report.result);
+ReportState NoteReading(Ledger& ledger, Report& report, const RunOutcome& outcome, bool wasGood) {
     Keep(ledger, report, outcome, report.requested.ms + outcome.clearAfterMs);
     const auto become = [&](ReportState state, const std::string& reason) {
         ledger.SetState(report, state, reason);

@@ -6,9 +6,9 @@
 #include "Exceptions.h"
 #include "Format.h"
 #include "NightFolder.h"
+#include "NightPlan.h"
 #include "NightRun.h"
 #include "Outcome/ExitStatus.h"
-#include "Prices.h"
 #include "Text/Json.h"
 #include "Tools.h"
 
@@ -89,10 +89,8 @@ Status GetStatus(const NightSettings& settings) {
     Status status;
     Ledger ledger(settings.folder, Database::Access::Read);
     for (const RegisterSettings& served : settings.registers) {
-        if (PriceCheck::HasPrices(served))
-            status.jobs.push_back(GetJob(settings, ledger, served.name, "prices"));
-        for (const int report : served.reports)
-            status.jobs.push_back(GetJob(settings, ledger, served.name, Format("report %d", report)));
+        for (const Job& job : ListJobs(served))
+            status.jobs.push_back(GetJob(settings, ledger, served.name, job.name));
     }
     status.problems = settings.problems;
     const std::map<long long, std::string> files = FindNumbered(settings.folder + "/reports");

@@ -12,6 +12,7 @@
 #include "Format.h"
 #include "NightFolder.h"
 #include "NightOptions.h"
+#include "NightPlan.h"
 #include "NightRun.h"
 #include "Options/CommandLine.h"
 #include "Reports.h"
@@ -30,7 +31,7 @@ int Refuse(const std::string& why) {
 /** What a failure wants: it may be over when a later run begins, or a person has to end it. */
 int TellFailure(Exception* e, std::string& told) {
     const std::unique_ptr<Exception> failure(e);
-    told = failure->GetLogMessage();
+    told = failure->Explain();
     Refuse(told);
     constexpr int passing[] = {ENOSPC, EDQUOT, EAGAIN, ENOMEM, EMFILE, ENFILE};
     const bool isPassing =
@@ -83,7 +84,7 @@ int ShowStatus(const NightOptions& options) {
         status = GetStatus(LoadNightSettings(options.settings));
     } catch (Exception* e) {
         const std::unique_ptr<Exception> failure(e);
-        status = GetStatusOfFailure(failure->GetLogMessage(), statusPerson);
+        status = GetStatusOfFailure(failure->Explain(), statusPerson);
     }
     Print(options.isMetrics ? ToMetrics(status) : options.isJson ? ToJson(status) + "\n" : ToText(status));
     return options.isMetrics ? statusWell : status.status;

@@ -1,6 +1,7 @@
 #include "Exceptions.h"
 
 #include <cerrno>
+#include <cstring>
 
 #include "Format.h"
 
@@ -19,6 +20,10 @@ Exception::Exception(ReturnCode returnCode, const std::string& displayMessage, c
       m_logMessage(logMessage),
       m_path(path),
       m_error(error) {}
+
+std::string Exception::Explain() const {
+    return m_error == 0 ? m_logMessage : m_logMessage + ": " + std::strerror(m_error);
+}
 
 CommandLineException::CommandLineException(const std::string& msg)
     : Exception(ReturnCode_CmdLineError, msg + " (use /? for help)", msg) {}

@@ -42,6 +42,8 @@ public:
     std::string GetPath() const { return m_path; }
     /** Why a call for it has failed, an errno; 0 where none has. */
     int GetError() const { return m_error; }
+    /** The text for the log, with the errno's own one. */
+    std::string Explain() const;
 
 private:
     ReturnCode m_returnCode;

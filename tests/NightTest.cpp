@@ -19,7 +19,7 @@ protected:
         const std::string bytes = Format("{\"bytes\":%zu,", text.size());
         if (!result.empty())
             WriteText(folder / report.result, ReplaceAll(result, "^\\{(?!.*bytes)(?=.)", bytes));
-        NoteReading(*ledger, report, false);
+        NoteReading(*ledger, report, ReadOutcome(ledger->Get(), folder / report.result), false);
         return *ledger->FindReport(report.id);
     }
     std::string StateOf(const Report& report) {
@@ -39,7 +39,7 @@ TEST_F(SettlementTest, AReportIsReadyOnlyWhereTheRegisterHasClearedIt) {
     EXPECT_EQ(StateOf(former), "waiting") << "somebody else has cleared the register";
     EXPECT_EQ(StateOf(Read("", "")), "dropped");
     Report removed = ledger->AddReport(1, "Till 1", 70);
-    EXPECT_EQ(NoteReading(*ledger, removed, true), ReportState_Waiting) << "its run was good";
+    EXPECT_EQ(NoteReading(*ledger, removed, {}, true), ReportState_Waiting) << "its run was good";
     EXPECT_EQ(StateOf(Read("1,5\r\n", "")), "waiting");
     EXPECT_EQ(StateOf(Read("1,5\r\n", "{")), "waiting");
     EXPECT_EQ(StateOf(Read("", R"({"clear":"done","status":0,"records":{"read":1}})")), "waiting");
@@ -77,6 +77,8 @@ TEST_F(SettlementTest, AReportIsReadyOnlyWhereTheRegisterHasClearedIt) {
     // lines without a key of their own may stand there twice
     EXPECT_TRUE(HasAllOf("1;5\n1;5\n1;5\n", "1;5\n1;5\n", ';'));
     EXPECT_FALSE(HasAllOf("1;5\n2;5\n", "1;5\n1;5\n", ';'));
+    for (const char* data : {"1;0x7b\n", "1;inf\n"})
+        EXPECT_FALSE(HasAllOf(data, "1;5\n", ';')) << "binary data that C takes for a number";
 }
 
 TEST_F(SettlementTest, AnIdNeverComesAgain) {
@@ -178,6 +180,9 @@ TEST_F(NightTest, ServesEveryRegisterAndGoesOnWithWhatIsLeft) {
     EXPECT_EQ(Night({"run"}).status, 0) << "the night goes on, without the register that is gone";
     EXPECT_EQ(Query("SELECT max(number), count(*) FROM night"), "2|2\n");
     EXPECT_EQ(Query(runs), "6\n") << "only what was left is done";
+    Query("UPDATE night SET status = 75; UPDATE job SET ended = ended - 7 * 3600000 WHERE register = 'b'");
+    EXPECT_EQ(Night({"run"}).status, 0);
+    EXPECT_EQ(Query(runs), "8\n") << "and what was done by a run at noon";
     EXPECT_EQ(Night({"run"}).status, 0) << "another night";
     const Simulator never;
     registers.emplace_back("late", At(never));
@@ -212,6 +217,9 @@ TEST_F(NightTest, KeepsBackPricesThatAreNotCertain) {
     SetRegisters({{"a", At(comma)}});
     EXPECT_EQ(Night({"run"}).status, 0);
     EXPECT_EQ(Section(comma, "3"), "1,\"Item\",2.5\r\n");
+    std::remove((night + "/prices.csv").c_str());
+    mkfifo((night + "/prices.csv").c_str(), 0644);
+    EXPECT_NE(Night({"run"}).output.find("it is no regular file"), std::string::npos);
 }
 
 TEST_F(NightTest, ABackOfficeBooksEachReportOnceByTheExamplesOfThePage) {
@@ -252,6 +260,8 @@ TEST_F(NightTest, ABackOfficeBooksEachReportOnceByTheExamplesOfThePage) {
     // the files of what was booked go, and nothing else
     Sell(ecr, "3,1\n");
     EXPECT_EQ(Night({"run"}).status, 0);
+    for (const char* name : {"notes.json", "70.csv", "Till-70-1234567890123456789.csv"})
+        File(std::string("night/reports/") + name, "1,1\n");
     Query("UPDATE change SET time = time - 61 * 86400000; UPDATE run SET ended = ended - 61 * 86400000");
     EXPECT_EQ(Night({"prune"}).status, 0);
     EXPECT_EQ(Field(".is", "--all"), "gone gone there");
@@ -347,10 +357,29 @@ TEST_F(NightTest, TellsTroubleAndKeepsOthersOut) {
     EXPECT_EQ(Night({"reports", "/ECR=a"}).status, 1);
     EXPECT_EQ(Night({"reports", "/Reprot=7"}).status, 1);
     chmod(night.c_str(), 0755);
+    EXPECT_EQ(Night({"status"}).status, 75) << "a night that was refused its folder";
     for (const char* lines : {"Report=70;71", "Report=70,70", "Report=256", "Prices=none.csv"}) {
         SetRegisters({{"Till \"1\"", At(ecr)}, {"b", std::string("TTY=x\n") + lines}, {"c", At(ecr)}});
         EXPECT_EQ(Night({"run"}).status, 1) << "but the others are served";
-        EXPECT_EQ(ListMatches(Night({"status"}).output, "\\[ECR_(.)\\] is left out: ", "$1"), "bc") << lines;
+        const std::string found =
+            ListMatches(Night({"status"}).output, "ECR_(.)\\] is left out: ([^ ]*)", "$1$2");
+        EXPECT_EQ(found, "b" + ini + ",cTill") << lines;
+    }
+}
+
+TEST_F(NightTest, OnlyWhatNoRegisterHasAnyMoreIsLeftToAPerson) {
+    const Simulator ecr;
+    SetRegisters({{"Till", At(ecr)}});
+    Sell(ecr, "1,5\n");
+    EXPECT_EQ(Night({"run"}).status, 0);
+    for (const auto& [name, lines, state] : {std::tuple("TILL", "", "ready"),
+                                             {"Till", "\nReport=x", "whole"},
+                                             {"Till", "\nReport=71", "waiting"},
+                                             {"Bar", "", "waiting"}}) {
+        Query("UPDATE report SET state = 'whole' WHERE bytes > 0");
+        SetRegisters({{name, At(ecr) + lines}, {"other", "TTY=none"}});
+        Night({"run"});
+        EXPECT_EQ(Field(".state"), state) << name << lines;
     }
 }
 
