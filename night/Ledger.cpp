@@ -81,8 +81,12 @@ bool HasTables(Database& database) {
     return true;
 }
 
+/** Whether it is being made, or that was cut off: a ledger that is made has no such file. */
+bool IsBeingMade(const std::string& path) { return File::Exists(path + "-journal"); }
+
 /** Opened to be written, SQLite would at once begin to mend what it takes for an interrupted change. */
 Database OpenSound(const std::string& path, Database::Access access) {
+    if (access == Database::Access::Write && IsBeingMade(path)) Database(path, access);  // takes it back
     if (access == Database::Access::Write && File::Exists(path)) {
         Database database(path, Database::Access::Read);
         Statement check(database, "PRAGMA quick_check(1)");
@@ -128,7 +132,7 @@ std::string GetFileStem(const std::string& registerName, int section, long long 
 }
 
 bool Ledger::Exists(const std::string& folder) {
-    if (!File::Exists(folder + ledgerName)) return false;
+    if (!File::Exists(folder + ledgerName) || IsBeingMade(folder + ledgerName)) return false;
     Database database(folder + ledgerName, Database::Access::Read);
     return HasTables(database);  // the first night may have had no room for them
 }
