@@ -59,6 +59,10 @@ void Statement::Bind(int position, long long value) {
     if (sqlite3_bind_int64(m_statement.get(), position, value) != SQLITE_OK) m_database.Fail();
 }
 
+void Statement::Bind(int position, double value) {
+    if (sqlite3_bind_double(m_statement.get(), position, value) != SQLITE_OK) m_database.Fail();
+}
+
 void Statement::Bind(int position, const std::string& value) {
     if (sqlite3_bind_text64(m_statement.get(), position, value.data(), value.size(), SQLITE_TRANSIENT,
                             SQLITE_UTF8) != SQLITE_OK)
@@ -72,6 +76,8 @@ bool Statement::Step() {
 }
 
 long long Statement::GetNumber(int column) const { return sqlite3_column_int64(m_statement.get(), column); }
+
+double Statement::GetReal(int column) const { return sqlite3_column_double(m_statement.get(), column); }
 
 std::string Statement::GetText(int column) const {
     const void* const text = sqlite3_column_blob(m_statement.get(), column);

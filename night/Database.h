@@ -46,12 +46,14 @@ public:
     bool Step();
     /** Of the row; a column counts from 0, and is 0 or empty where it is null. */
     long long GetNumber(int column) const;
+    double GetReal(int column) const;
     std::string GetText(int column) const;
     bool IsNull(int column) const;
 
 private:
     void Reset();
     void Bind(int position, long long value);
+    void Bind(int position, double value);
     void Bind(int position, const std::string& value);
 
     Database& m_database;

@@ -1,10 +1,8 @@
 #include "Ledger.h"
 
 #include <sys/random.h>
-#include <unistd.h>
 
 #include <algorithm>
-#include <climits>
 #include <cstdlib>
 #include <ctime>
 
@@ -31,7 +29,9 @@ constexpr const char* schema =
     " ended INTEGER, PRIMARY KEY (register, name, night)) WITHOUT ROWID;"
     "CREATE TABLE run (number INTEGER PRIMARY KEY, night INTEGER REFERENCES night, register TEXT, command "
     "TEXT,"
-    " section INTEGER, begun INTEGER, ended INTEGER, status INTEGER, result TEXT);"
+    " section INTEGER, begun INTEGER, ended INTEGER, status INTEGER, result TEXT, seconds REAL, frames "
+    "INTEGER,"
+    " lost INTEGER, garbage INTEGER, repeated INTEGER);"
     "CREATE TABLE report (number INTEGER PRIMARY KEY, id TEXT UNIQUE, night INTEGER, register TEXT COLLATE "
     "NOCASE,"
     " section INTEGER, file TEXT, result TEXT, begun INTEGER, records INTEGER, bytes INTEGER, sha256 TEXT,"
@@ -44,12 +44,6 @@ std::string ReadFirstLine(const char* path) {
     const FileStream file(std::fopen(path, "re"));
     char line[64] = {};
     return file && std::fgets(line, sizeof line, file.get()) != nullptr ? Trim(line, "\n") : "";
-}
-
-std::string GetHostName() {
-    char name[HOST_NAME_MAX + 1] = {};
-    gethostname(name, sizeof name - 1);
-    return name;
 }
 
 /** Images of machines are copied with their names. */

@@ -21,8 +21,12 @@ constexpr ProgramOption<NightOptions> optionTable[] = {
 
 NightOptions ParseNightOptions(int argc, char* argv[]) {
     NightOptions options;
-    for (const std::string& word : ApplyOptions(optionTable, argc, argv, options).others)
-        (word[0] == '/' ? options.settings : options.words).push_back(word);
+    for (const std::string& word : ApplyOptions(optionTable, argc, argv, options).others) {
+        // a page is made of folders
+        const bool isPath =
+            !options.words.empty() && options.words[0] == "page" && word.find('=') == std::string::npos;
+        (word[0] == '/' && !isPath ? options.settings : options.words).push_back(word);
+    }
     options.isHelpRequested = options.isHelpRequested || argc < 2;
     if (options.isHelpRequested || options.isVersionRequested) return options;
     if (options.words.empty()) throw new CommandLineException("no command; tavo-night --help");

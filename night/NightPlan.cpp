@@ -90,7 +90,7 @@ std::vector<Job> ListJobs(const RegisterSettings& settings) {
 
 std::vector<const RegisterSettings*> SelectRegisters(const NightSettings& settings,
                                                      const std::vector<std::string>& names) {
-    const std::vector<const RegisterSettings*> all = ListRegisters(settings);
+    std::vector<const RegisterSettings*> all = ListRegisters(settings);
     if (all.empty())
         throw new ConfigurationException("no register in " + Printable(IniFile::GetFile()) +
                                          ": each has a section [ECR_name]");
@@ -123,6 +123,7 @@ std::vector<RegisterPlan> PlanNight(Ledger& ledger, long long night, const Night
     RemoveLeftJobs(ledger, night, settings, served);
     LeaveToPerson(ledger, settings);
     std::vector<RegisterPlan> plans;
+    plans.reserve(served.size());
     for (const RegisterSettings* one : served) plans.push_back(PlanRegister(ledger, night, *one));
     planning.Commit();
     return plans;

@@ -14,6 +14,7 @@
 #include "NightFolder.h"
 #include "NightPlan.h"
 #include "Outcome/ExitStatus.h"
+#include "Path.h"
 #include "Prices.h"
 #include "Settlement.h"
 #include "System/AtomicFile.h"
@@ -69,12 +70,9 @@ private:
     Run MakeRun(const char* command, int section, const std::string& registerName);
     void Take(const EndedChild& child);
     void EndRun(Line& line, int status);
-    RunOutcome GetOutcome(const Run& run) {
-        return ReadOutcome(m_ledger.Get(), m_settings.folder + "/" + run.result);
-    }
-    void EndSend(Line& line, int status);
-    void EndReading(Line& line, int status);
-    void EndCheck(Line& line, int status);
+    void EndSend(Line& line, const RunOutcome& outcome, int status);
+    void EndReading(Line& line, const RunOutcome& outcome, int status);
+    void EndCheck(Line& line, const RunOutcome& outcome, int status);
     void TryAgain(Line& line, const ExitStatus& status, const std::string& told, int pauseMs);
     /** Tells it, too. */
     void EndJob(Line& line, StatusClass statusClass, const std::string& told);
@@ -131,7 +129,8 @@ bool Night::Serve() {
         if (line.jobs.empty() || !line.jobs[0].isPrices) continue;
         const CheckedPrices& checked = m_prices.Check(*line.settings);
         if (checked.statusClass != StatusClass_Ok)
-            NoteJob(line, checked.statusClass, "the prices are kept back: " + checked.told);
+            NoteJob(line, checked.statusClass,
+                    Path::GetFileName(line.settings->prices) + " is kept back: " + checked.told);
     }
     keeping.Commit();
     for (const std::string& finding : m_prices.GetFindings()) Print(finding + "\n");
@@ -234,27 +233,28 @@ void Night::Take(const EndedChild& child) {
 
 void Night::EndRun(Line& line, int status) {
     line.process = 0;
-    Change(m_ledger.Get(), "INSERT INTO run VALUES (?, ?, ?, ?, ?, ?, ?, ?, ?)", line.run.number, m_number,
-           line.settings->name, std::string(line.run.command), static_cast<long long>(line.run.section),
-           line.run.begun, GetWallTime(), static_cast<long long>(status), line.run.result);
-    const std::string command = line.run.command;
+    const Run& run = line.run;
+    const RunOutcome outcome = ReadOutcome(m_ledger.Get(), m_settings.folder + "/" + run.result);
+    Change(m_ledger.Get(), "INSERT INTO run VALUES (?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?)", run.number,
+           m_number, line.settings->name, std::string(run.command), static_cast<long long>(run.section),
+           run.begun, GetWallTime(), static_cast<long long>(status), run.result, outcome.seconds,
+           outcome.frames, outcome.lost, outcome.garbage, outcome.repeated);
+    const std::string command = run.command;
     if (command == "Send")
-        EndSend(line, status);
+        EndSend(line, outcome, status);
     else if (command == "Read")
-        EndCheck(line, status);
+        EndCheck(line, outcome, status);
     else
-        EndReading(line, status);
+        EndReading(line, outcome, status);
 }
 
-void Night::EndSend(Line& line, int status) {
-    const RunOutcome outcome = GetOutcome(line.run);
+void Night::EndSend(Line& line, const RunOutcome& outcome, int status) {
     if (status == ReturnCode_OK) return EndJob(line, StatusClass_Ok, "sent");
     TryAgain(line, GetExitStatus(status), outcome.told, m_settings.pauseMs);
 }
 
-void Night::EndReading(Line& line, int status) {
+void Night::EndReading(Line& line, const RunOutcome& outcome, int status) {
     Report& report = *line.run.report;
-    const RunOutcome outcome = GetOutcome(line.run);
     const ReportState state = NoteReading(m_ledger, report, outcome, status == ReturnCode_OK);
     if (report.bytes == 0) unlink((m_settings.folder + "/" + report.file).c_str());
     line.pause = Deadline(0);
@@ -264,8 +264,7 @@ void Night::EndReading(Line& line, int status) {
         TryAgain(line, GetExitStatus(status), outcome.told, m_settings.pauseMs);
 }
 
-void Night::EndCheck(Line& line, int status) {
-    const RunOutcome outcome = GetOutcome(line.run);
+void Night::EndCheck(Line& line, const RunOutcome& outcome, int status) {
     const Report& report = *line.run.report;
     const bool isRead = status == ReturnCode_OK && outcome.isGood && outcome.isCertain;
     const ReportState state =

@@ -16,22 +16,33 @@ RunOutcome ReadOutcome(Database& database, const std::string& path) {
         " json_extract(j, '$.records.read'), json_extract(j, '$.message'), json_extract(j, '$.hint'),"
         " json_extract(j, '$.status') = 0, json_extract(j, '$.frameVersion') > 2 OR"
         " json_extract(j, '$.io.lost') + json_extract(j, '$.io.garbage')"
-        " + json_extract(j, '$.io.repeated') = 0, json_extract(j, '$.port'), json_extract(j, '$.bytes'),"
-        " json_extract(j, '$.register'), json_extract(j, '$.section')"
-        " FROM (SELECT ? AS j)",
+        " + json_extract(j, '$.io.repeated') = 0,"
+        " json_extract(j, '$.port'), json_extract(j, '$.bytes'), json_extract(j, '$.register'),"
+        " json_extract(j, '$.section'), json_extract(j, '$.seconds'),"
+        " json_extract(j, '$.io.framesOut') + json_extract(j, '$.io.framesIn'), json_extract(j, '$.io.lost'),"
+        " json_extract(j, '$.io.garbage'), json_extract(j, '$.io.repeated') FROM (SELECT ? AS j)",
         *json);
     members.Step();
+    int column = 0;
+    const auto number = [&] { return members.GetNumber(column++); };
+    const auto text = [&] { return members.GetText(column++); };
     outcome.isThere = true;
-    outcome.clear = members.GetText(0);
-    outcome.clearAfterMs = members.GetNumber(1);
-    outcome.records = members.GetNumber(2);
-    outcome.told = members.GetText(3);
-    outcome.isGood = members.GetNumber(5) != 0;
-    outcome.isCertain = members.GetNumber(6) != 0;
-    outcome.port = members.GetText(7);
-    outcome.bytes = members.GetNumber(8);
-    outcome.registerName = members.GetText(9);
-    outcome.section = static_cast<int>(members.GetNumber(10));
-    if (!members.IsNull(4)) outcome.told += " (" + members.GetText(4) + ")";
+    outcome.clear = text();
+    outcome.clearAfterMs = number();
+    outcome.records = number();
+    outcome.told = text();
+    const std::string hint = text();
+    if (!hint.empty()) outcome.told += " (" + hint + ")";
+    outcome.isGood = number() != 0;
+    outcome.isCertain = number() != 0;
+    outcome.port = text();
+    outcome.bytes = number();
+    outcome.registerName = text();
+    outcome.section = static_cast<int>(number());
+    outcome.seconds = members.GetReal(column++);
+    outcome.frames = number();
+    outcome.lost = number();
+    outcome.garbage = number();
+    outcome.repeated = number();
     return outcome;
 }

@@ -18,6 +18,12 @@ struct RunOutcome {
     long long records = 0;
     long long bytes = 0;  // of the file
     std::string told;     // its message, and its hint if it has one
+    double seconds = 0;
+    // of the line: frames both ways, and those that were lost, garbled or repeated
+    long long frames = 0;
+    long long lost = 0;
+    long long garbage = 0;
+    long long repeated = 0;
 };
 
 /** Of a result file; SQLite reads its JSON. One that is no result, or cannot be read, is not there. */

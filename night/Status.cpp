@@ -173,7 +173,7 @@ std::string ToMetrics(const Status& status) {
         "# TYPE tavo_night_job_good_timestamp_seconds gauge\n",
         status.status);
     for (const JobStatus& job : status.jobs)
-        text += Format("tavo_night_job_good_timestamp_seconds{register=%s,job=%s} %lld\n",
+        text += Format("tavo_night_job_good_timestamp_seconds{register=%s,task=%s} %lld\n",
                        Quote(job.registerName).c_str(), Quote(job.name).c_str(), job.lastGood / 1000);
     text += "# HELP tavo_night_reports Reports by their state.\n# TYPE tavo_night_reports gauge\n";
     for (const auto& [name, count] : status.counts)

@@ -15,6 +15,7 @@
 #include "NightPlan.h"
 #include "NightRun.h"
 #include "Options/CommandLine.h"
+#include "Page.h"
 #include "Reports.h"
 #include "Status.h"
 #include "System/AtomicFile.h"
@@ -109,6 +110,14 @@ int Settle(const NightOptions& options) {
     return DecideOn(ledger, options.words, options.isKept) ? statusWell : statusPerson;
 }
 
+int ShowPage(const NightOptions& options) {
+    std::vector<Machine> machines;
+    for (const std::string& folder : options.words) machines.push_back(LoadCopies(folder));
+    if (options.words.empty()) machines.push_back(LoadThisMachine(LoadNightSettings(options.settings)));
+    Print(MakePage(machines));
+    return statusWell;
+}
+
 int Prune(const NightOptions& options) {
     const NightSettings settings = LoadNightSettings(options.settings);
     Ledger ledger = OpenLedger(settings.folder, Database::Access::Write);
@@ -131,6 +140,7 @@ constexpr struct {
     {"book", "ID...", "these have been booked", Book},
     {"settle", "ID... --keep|--drop", "decide about those that wait: they are to be booked, or not", Settle},
     {"status", "[--json|--metrics]", "how things stand for each register", ShowStatus},
+    {"page", "[FOLDER...]", "a page in HTML for the morning, of this machine or of copies of many", ShowPage},
     {"prune", "", "remove the files of what was booked long ago", Prune}};
 
 std::string GetUsage() {

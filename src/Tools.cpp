@@ -35,6 +35,12 @@ std::string GetAppDirectory() {
     return directory;
 }
 
+std::string GetHostName() {
+    char name[HOST_NAME_MAX + 1] = {};
+    gethostname(name, sizeof name - 1);
+    return name;
+}
+
 std::string GetLogDirectory() { return defaultLogDirectory; }
 
 std::string GetConfigDirectory() { return "/etc/tavo/"; }

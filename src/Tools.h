@@ -8,6 +8,8 @@
 /** Directory of the running executable, with the trailing slash; SystemException when it cannot be found out.
  */
 std::string GetAppDirectory();
+/** Of the machine. */
+std::string GetHostName();
 std::string GetLogDirectory();
 std::string GetConfigDirectory();
 

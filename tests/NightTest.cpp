@@ -2,6 +2,7 @@
 
 #include "Children.h"
 #include "EndToEnd.h"
+#include "Machine.h"
 #include "Settlement.h"
 #include "Status.h"
 #include "Tools.h"
@@ -337,7 +338,7 @@ TEST_F(NightTest, TellsTroubleAndKeepsOthersOut) {
     EXPECT_NE(
         Night({"status", "--metrics"})
             .output.find(
-                "tavo_night_job_good_timestamp_seconds{register=\"Till \\\"1\\\"\",job=\"report 70\"} 1"),
+                "tavo_night_job_good_timestamp_seconds{register=\"Till \\\"1\\\"\",task=\"report 70\"} 1"),
         std::string::npos);
     // what cannot be written down leaves no former "well"
     const RunResult full =
@@ -364,6 +365,56 @@ TEST_F(NightTest, TellsTroubleAndKeepsOthersOut) {
         const std::string found =
             ListMatches(Night({"status"}).output, "ECR_(.)\\] is left out: ([^ ]*)", "$1$2");
         EXPECT_EQ(found, "b" + ini + ",cTill") << lines;
+    }
+}
+
+TEST_F(NightTest, APageTellsWhatIsToBeDoneAtEachMachine) {
+    const Simulator ecr;
+    SetRegisters({{"Till <1>", At(ecr)}});
+    EXPECT_NE(Night({"page"}).output.find("there was no night yet"), std::string::npos);
+    Sell(ecr, "1,5\n");
+    EXPECT_EQ(Night({"run"}).status, 0);
+    EXPECT_NE(Night({"page"}).output.find("All is well"), std::string::npos);
+    const std::string copies = folder / "shop 1";
+    mkdir(copies.c_str(), 0755);
+    const auto copy = [&] {
+        std::filesystem::copy(night + "/ledger.db", copies + "/ledger.db",
+                              std::filesystem::copy_options::overwrite_existing);
+        WriteText(copies + "/status.json", Night({"status", "--json"}).output);
+        return RunProgram({TAVO_NIGHT_PROGRAM, "page", copies, folder / "none"}).output;
+    };
+    std::string page = copy();
+    EXPECT_EQ(ListMatches(page, "<li><h3>([^<]*)</h3><p>([^\n]*)", "$1: $2;"),
+              "none: there was no night yet in " + folder / "none" + ";")
+        << page;
+    EXPECT_NE(page.find("shop 1: Till &lt;1&gt;</a><td><span aria-hidden=true>-"), std::string::npos);
+    // what no tavo-night has written
+    Query(
+        "UPDATE report SET state = 'waiting', id = '$(reboot)'; UPDATE job SET class = '<u>', told = '5 x';"
+        " INSERT INTO change SELECT number, 0, 'waiting', '' FROM report");
+    page = copy();
+    for (const char* text : {"$(reboot) --keep", "<u>"})
+        EXPECT_EQ(page.find(text), std::string::npos) << text;
+    EXPECT_NE(page.find("Waiting for a decision"), std::string::npos);
+    EXPECT_NE(page.find("What to do: is the register on"), std::string::npos) << page;
+}
+
+TEST(LineTrendTest, ALineGetsWorseSlowlyOrAtOnceButNotByChance) {
+    for (const auto& [disturbed, isWorse] :
+         {std::pair<std::vector<long long>, bool>{{0, 0, 0, 0, 0, 0, 0}, false},
+          {{0, 1, 0, 2, 0, 1, 3, 0, 2}, false},
+          {{30, 28, 33, 29, 31, 30, 34, 28, 30}, false},
+          {{0, 0, 0, 0, 0, 0, 60}, false},
+          {{0, 0, 50, 0, 0, 0, 3, 0, 4}, true},
+          {{10, 11, 12, 13, 14, 15, 16, 17, 18, 19, 20}, true},
+          {{20, 19, 18, 17, 16, 15, 14, 13, 12, 11, 10}, false},
+          {{9, 9, 9}, false}}) {
+        RegisterNights nights;
+        for (size_t i = 0; i < disturbed.size(); i++) {
+            nights[static_cast<int>(i)].frames = 1000;
+            nights[static_cast<int>(i)].disturbed = disturbed[i];
+        }
+        EXPECT_EQ(GetLineTrend(nights).isWorse, isWorse) << testing::PrintToString(disturbed);
     }
 }
 
@@ -397,36 +448,4 @@ TEST_F(NightTest, TriesAgainWhereThereIsNoProcessToBeHad) {
                       .status,
                   status);
     EXPECT_EQ(Field(".state"), "ready");
-}
-
-TEST_F(NightTest, KilledAtAnyCallItHasEachSaleInOneReport) {
-    if (std::getenv("TAVO_ALL_CALLS") == nullptr) GTEST_SKIP() << "it takes minutes";
-    const Simulator ecr({"--ack-time", "100"});
-    SetRegisters({{"Till", At(ecr) + "\nLineQuietTime=600\nComStallMaxTime=600"}});
-    mkdir(night.c_str(), 0755);
-    File("night/prices.csv", "1,2\n");
-    std::string sold;
-    int sales = 0;
-    for (const char* call :
-         {"clone", "fdatasync", "fsync", "rename", "unlink", "pwrite64", "openat", "write"}) {
-        int injected = 0;
-        for (int k = 1, status = -SIGKILL; status == -SIGKILL; k++) {
-            sold += Format("%d,1\r\n", ++sales);
-            Sell(ecr, Format("%d,1\n", sales));
-            const std::string at = Format("%s:signal=KILL:when=%d", call, k);
-            status = RunProgram({"/usr/bin/env", "ASAN_OPTIONS=detect_leaks=0", "/usr/bin/strace",
-                                 "-qqo/dev/null", "-e", std::string("trace=") + call, "-e", "inject=" + at,
-                                 TAVO_NIGHT_PROGRAM, "run", "/ConfigFilePath=" + ini})
-                         .status;
-            injected += status == -SIGKILL ? 1 : 0;
-            SCOPED_TRACE(at);
-            int left = 3;  // a slow machine may want another one
-            while (Night({"run"}).status != 0) ASSERT_GT(--left, 0);
-            std::istringstream files(Field("|select(.state == \"ready\").file"));
-            std::string reports;
-            for (std::string file; files >> file;) reports += ReadText(file);
-            ASSERT_EQ(reports, sold);
-        }
-        EXPECT_GT(injected, 0) << call;
-    }
 }

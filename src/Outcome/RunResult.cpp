@@ -5,7 +5,6 @@
 #include <unistd.h>
 
 #include <algorithm>
-#include <climits>
 
 #include "AppConfig.h"
 #include "Commands.h"
@@ -50,12 +49,6 @@ std::string MakeId(const timespec& now) {
     [[maybe_unused]] const ssize_t size =
         getrandom(&chance, sizeof chance, GRND_NONBLOCK);  // early at boot there is none
     return Format("%lld.%09ld-%d-%016llx", static_cast<long long>(now.tv_sec), now.tv_nsec, getpid(), chance);
-}
-
-std::string GetHost() {
-    char name[HOST_NAME_MAX + 1] = {};
-    gethostname(name, sizeof name - 1);
-    return name;
 }
 
 bool Clears(Command command) {
@@ -130,7 +123,7 @@ JsonObject GetOutline(const RunOutline& run, const char* state) {
         .Add("tool", GetVersion())
         .Add("run", run.id)
         .Add("state", state)
-        .Add("host", GetHost())
+        .Add("host", GetHostName())
         .Add("port", tty.empty() ? "" : "/dev/" + tty)
         .Add("command", WithoutSecret(run.command))
         .Add("register", GetRegister());
