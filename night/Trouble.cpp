@@ -23,10 +23,13 @@ struct Group {
     int nights = 0;  // at most, that it was not well
 };
 
-/** In the morning the last but one night is 31 hours ago. */
-bool IsLong(const JobStatus& job) {
+/** Whether one of its jobs was not well for more than a night; in the morning the last but one is 31 hours
+ * ago. */
+bool IsLong(const Entry& entry) {
     constexpr long long longestMs = 36LL * 3'600'000;
-    return GetWallTime() - job.lastGood > longestMs;
+    return std::any_of(entry.jobs.begin(), entry.jobs.end(), [](const JobStatus* job) {
+        return job->className != "ok" && GetWallTime() - job->lastGood > longestMs;
+    });
 }
 
 /** What stands before the text that was told: "5 CommunicationError: ..."; null for none. */
@@ -51,9 +54,10 @@ int CountNights(const JobStatus& job) {
 std::vector<Group> GroupJobs(const std::vector<Entry>& entries, bool isLong) {
     std::vector<Group> groups;
     std::map<std::string, size_t> known;
-    for (const Entry& entry : entries)
+    for (const Entry& entry : entries) {
+        if (IsLong(entry) != isLong || IsSilent(*entry.machine)) continue;
         for (const JobStatus* job : entry.jobs) {
-            if (job->className == "ok" || IsLong(*job) != isLong || IsSilent(*entry.machine)) continue;
+            if (job->className == "ok") continue;
             const std::string className = GetShownClass(*job);
             const auto [place, isNew] = known.emplace(className + "\n" + job->told, groups.size());
             if (isNew) groups.push_back({className, job->told, {}, 0});
@@ -63,6 +67,7 @@ std::vector<Group> GroupJobs(const std::vector<Entry>& entries, bool isLong) {
             group.members.back().second.push_back(job);
             group.nights = std::max(group.nights, CountNights(*job));
         }
+    }
     std::stable_sort(groups.begin(), groups.end(), [](const Group& a, const Group& b) {
         return a.nights != b.nights ? a.nights > b.nights : a.members.size() > b.members.size();
     });
@@ -72,7 +77,7 @@ std::vector<Group> GroupJobs(const std::vector<Entry>& entries, bool isLong) {
 std::string GetWhatToDo(const Group& group) {
     static const std::map<int, const char*> advice = {
         {ReturnCode_EcrBusy, "leave it free at night: close what is open, and turn its key"},
-        {ReturnCode_CommunicationError, "is the register on, and is its cable in?"},
+        {ReturnCode_CommunicationError, "see whether the register is on, and its cable is in"},
         {ReturnCode_BadPassword,
          "write its password into its section of TAVO.ini on that machine: Password = ..."}};
     const ExitStatus* const status = FindStatus(group.told);
@@ -85,7 +90,7 @@ std::string GetWhatToDo(const Group& group) {
     for (const char* other : {"; after ExecuteFiscal", "; what a ReadAndClear"})
         text.resize(std::min(text.find(other), text.size()));
     if (group.className == "retry")
-        text += (text.empty() ? "" : " ") + std::string("The next night tries again.");
+        text += (text.empty() ? "" : ". ") + std::string("The next night tries again.");
     return text.empty() ? "" : "<p>What to do: " + EscapeHtml(text);
 }
 
@@ -128,7 +133,7 @@ std::vector<std::string> MakeMachineCards(const std::vector<Machine>& machines) 
         if (IsSilent(machine))
             cards.push_back(heading + MakeBadge("missing") + " nothing was heard of it since " +
                             FormatMinute(machine.time) +
-                            ". What to do: is the machine on, and its network up?");
+                            ". What to do: see whether the machine is on, and its network up.");
         for (const std::string& problem : machine.status.problems)
             cards.push_back(heading + EscapeHtml(problem));
     }
@@ -198,7 +203,7 @@ std::string Entry::GetClass() const {
 std::vector<CardSection> FindTrouble(const std::vector<Machine>& machines,
                                      const std::vector<Entry>& entries) {
     return {{"Machines", MakeMachineCards(machines)},
-            {"Not well for more than a night", MakeJobCards(entries, true)},
+            {"Not well for more than a night, or never", MakeJobCards(entries, true)},
             {"Waiting for a decision", MakeWaitingCards(machines)},
             {"Failed last night", MakeJobCards(entries, false)},
             {"Lines that get worse, the worst first", MakeLineCards(entries)}};

@@ -396,7 +396,7 @@ TEST_F(NightTest, APageTellsWhatIsToBeDoneAtEachMachine) {
     for (const char* text : {"$(reboot) --keep", "<u>"})
         EXPECT_EQ(page.find(text), std::string::npos) << text;
     EXPECT_NE(page.find("Waiting for a decision"), std::string::npos);
-    EXPECT_NE(page.find("What to do: is the register on"), std::string::npos) << page;
+    EXPECT_NE(page.find("What to do: see whether the register is on"), std::string::npos) << page;
 }
 
 TEST(LineTrendTest, ALineGetsWorseSlowlyOrAtOnceButNotByChance) {
