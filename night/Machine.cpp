@@ -216,8 +216,9 @@ LineTrend GetLineTrend(const RegisterNights& nights) {
     LineTrend trend{GetMedian({recentEnd, newest.end()}), GetMedian({newest.begin(), recentEnd}), false};
     constexpr long long leastDisturbed = 6;  // a few are no news
     constexpr double certain = 3;            // standard deviations
-    const bool hasJumped = trend.recent > 2 * trend.former + 1;
+    constexpr double leastMore = 5;          // of 1000: less does not delay a run
     trend.isWorse = newest.size() > recentNights && disturbed >= leastDisturbed &&
-                    (hasJumped || (trend.recent > trend.former && GetTrend(newest) > certain));
+                    trend.recent > trend.former + leastMore &&
+                    (trend.recent > 2 * trend.former || GetTrend(newest) > certain);
     return trend;
 }
