@@ -105,7 +105,7 @@ void Page::AddSummary() {
 
 void Page::AddCards(const CardSection& section) {
     if (section.cards.empty()) return;
-    m_text += std::string("<h2>") + section.heading + "</h2><ul class=cards>";
+    m_text += std::string("<h2>") + section.heading + "</h2><p>" + section.note + "<ul class=cards>";
     for (const std::string& card : section.cards) m_text += "<li>" + card + "\n";
     m_text += "</ul>\n";
 }

@@ -27,9 +27,9 @@ struct Group {
  * ago. */
 bool IsLong(const Entry& entry) {
     constexpr long long longestMs = 36LL * 3'600'000;
-    return std::any_of(entry.jobs.begin(), entry.jobs.end(), [](const JobStatus* job) {
-        return job->className != "ok" && GetWallTime() - job->lastGood > longestMs;
-    });
+    const std::vector<const JobStatus*> jobs = entry.GetTrouble();
+    return std::any_of(jobs.begin(), jobs.end(),
+                       [](const JobStatus* job) { return GetWallTime() - job->lastGood > longestMs; });
 }
 
 /** What stands before the text that was told: "5 CommunicationError: ..."; null for none. */
@@ -56,8 +56,7 @@ std::vector<Group> GroupJobs(const std::vector<Entry>& entries, bool isLong) {
     std::map<std::string, size_t> known;
     for (const Entry& entry : entries) {
         if (IsLong(entry) != isLong || IsSilent(*entry.machine)) continue;
-        for (const JobStatus* job : entry.jobs) {
-            if (job->className == "ok") continue;
+        for (const JobStatus* job : entry.GetTrouble()) {
             const std::string className = GetShownClass(*job);
             const auto [place, isNew] = known.emplace(className + "\n" + job->told, groups.size());
             if (isNew) groups.push_back({className, job->told, {}, 0});
@@ -126,14 +125,20 @@ std::string MakeCard(Group& group) {
 }
 
 /** Those of which nothing was heard, and what a machine itself has to tell. */
-std::vector<std::string> MakeMachineCards(const std::vector<Machine>& machines) {
+std::vector<std::string> MakeMachineCards(const std::vector<Machine>& machines,
+                                          const std::vector<Entry>& entries) {
     std::vector<std::string> cards;
     for (const Machine& machine : machines) {
         const std::string heading = "<h3>" + EscapeHtml(machine.name) + "</h3><p>";
-        if (IsSilent(machine))
+        if (IsSilent(machine)) {
             cards.push_back(heading + MakeBadge("missing") + " nothing was heard of it since " +
                             FormatMinute(machine.time) +
                             ". What to do: see whether the machine is on, and its network up.");
+            for (const Entry& entry : entries)
+                if (const std::vector<const JobStatus*> jobs = entry.GetTrouble();
+                    entry.machine == &machine && !jobs.empty())
+                    cards.back() += "<p>Not well then: " + MakeMember(entry, jobs) + ".";
+        }
         for (const std::string& problem : machine.status.problems)
             cards.push_back(heading + EscapeHtml(problem));
     }
@@ -193,6 +198,13 @@ std::string Entry::GetLink() const {
     return Format("<a href=\"#r%zu\">", place) + EscapeHtml(GetName()) + "</a>";
 }
 
+std::vector<const JobStatus*> Entry::GetTrouble() const {
+    std::vector<const JobStatus*> trouble;
+    for (const JobStatus* job : jobs)
+        if (job->className != "ok") trouble.push_back(job);
+    return trouble;
+}
+
 std::string Entry::GetClass() const {
     std::string worst = IsSilent(*machine) ? "missing" : "ok";
     for (const JobStatus* job : jobs)
@@ -202,11 +214,15 @@ std::string Entry::GetClass() const {
 
 std::vector<CardSection> FindTrouble(const std::vector<Machine>& machines,
                                      const std::vector<Entry>& entries) {
-    return {{"Machines", MakeMachineCards(machines)},
-            {"Not well for more than a night, or never", MakeJobCards(entries, true)},
-            {"Waiting for a decision", MakeWaitingCards(machines)},
-            {"Failed last night", MakeJobCards(entries, false)},
-            {"Lines that get worse, the worst first", MakeLineCards(entries)}};
+    const char* const cost =
+        "What was not read is still in the register, and a later night reads it. Where prices were not sent "
+        "the "
+        "former ones hold.";
+    return {{"Machines", "", MakeMachineCards(machines, entries)},
+            {"Not well for more than a night, or never", cost, MakeJobCards(entries, true)},
+            {"Waiting for a decision", "", MakeWaitingCards(machines)},
+            {"Failed last night", cost, MakeJobCards(entries, false)},
+            {"Lines that get worse, the worst first", "", MakeLineCards(entries)}};
 }
 
 std::string GetShownClass(const JobStatus& job) {

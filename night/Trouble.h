@@ -16,6 +16,8 @@ struct Entry {
     std::string GetName() const { return machine->name + ": " + name; }
     /** To its own part. */
     std::string GetLink() const;
+    /** The jobs that are not well. */
+    std::vector<const JobStatus*> GetTrouble() const;
     /** The worst of its jobs. */
     std::string GetClass() const;
 };
@@ -23,6 +25,7 @@ struct Entry {
 /** A heading with cards in HTML. */
 struct CardSection {
     const char* heading;
+    const char* note;  // below it, or empty
     std::vector<std::string> cards;
 };
 
