@@ -149,7 +149,8 @@ TEST_F(EndToEndTest, EndsEveryFailureBeforeTheLineWithItsOwnStatus) {
 TEST_F(EndToEndTest, ShowsTheUsageAndLogsALongCommandLineWhole) {
     const std::string usage = RunProgram({TAVO_PROGRAM, "-?"}).output;
     EXPECT_EQ(usage.find("Data exchange tool for ZEL ECRs.\n\n\nVersion 3.3.3 (Compiled: "), 0u);
-    EXPECT_EQ(RunProgram({TAVO_PROGRAM}).status, 0);
+    for (const char* program : {TAVO_PROGRAM, TAVO_CHECK_PROGRAM})
+        EXPECT_EQ(RunProgram({program}).status, 0) << program;
     const Simulator ecr;  // which the run finds by the INI file
     ini = File("TAVO.ini", "[Common]\nStandardLog=1\n[ECR_Till]\nTTY=" + ecr.Tty() + "\n");
     const std::string note = "/Note=" + std::string(4000, 'x');

@@ -97,6 +97,9 @@ TEST_P(PairsOfFaultsTest, LeaveTheTruth) {
 INSTANTIATE_TEST_SUITE_P(Version, PairsOfFaultsTest, testing::Range(1, newestFrameVersion + 1));
 
 TEST_F(FaultTest, TellsTheTruthOnALineWithManyFaults) {
+    FaultRates named{};
+    ParseFaultRates("flip=0.5,nak=1", named);
+    EXPECT_EQ(named, (FaultRates{0, 0.5, 0, 0, 0, 0, 0, 0, 0, 1}));
     // TAVO_FAULT_SEEDS=100000 runs more; TAVO_FAULT_SEED=7 replays one
     const char* count = std::getenv("TAVO_FAULT_SEEDS");
     const char* only = std::getenv("TAVO_FAULT_SEED");

@@ -41,6 +41,8 @@ TEST_F(EndToEndTest, ReplaysARecordingOfAnyLength) {
         hidden += "0 < **\n";
         answered += "0 < 55\n0 > 06\n";
     }
+    EXPECT_EQ(FailureOf([&] { const Replay bad(File("bad.txt", hidden + "0 < 2g\n")); }),
+              "13 File '" + folder / "bad.txt" + "' line 100001: no line of a recording");
     Replay passwords(File("hidden.txt", hidden + "0 < 03\n0 > 06\n"));
     passwords.Receive(0x03, 0);
     passwords.Tick(0);

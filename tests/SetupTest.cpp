@@ -26,6 +26,7 @@ TEST_F(SetupTest, TellsWithWhichStatusARunCouldNotStart) {
           {{"/TTY=null"}, 50, "status 50: /dev/null is no serial port"},
           {{"/TTY=" + held.Tty()}, 16, "is held by " + holder + ", process "},
           {{tty, "/ProtocolSet=7"}, 10, "/ProtocolSet: 7 is not from 0 to 1"},
+          {{tty, "/LineQuietTime=-1"}, 0, "/LineQuietTime: -1 is not from 0 to 25599"},
           {{"/IpAddress=a"}, 99, "no network link"},
           {{"/IpAddress=a", "/ComNumber=b"}, 10, "Both serial port and ethernet"},
           {{tty, "/LogFilePath=" + File("file", "") + "/log"},
