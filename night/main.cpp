@@ -161,7 +161,12 @@ int RunCommandLine(int argc, char* argv[]) {
         return statusWell;
     }
     for (const auto& command : commands)
-        if (options.command == command.name) return command.run(options);
+        if (options.command == command.name) {
+            const int status = command.run(options);
+            // a page or list that is cut off must not pass for whole; the night itself has its ledger
+            const bool isWhole = command.run == Run || !IsOutputLost();
+            return isWhole || status != statusWell ? status : Refuse("its output could not be written");
+        }
     return Refuse("no command " + Printable(options.command) + "; tavo-night --help");
 }
 

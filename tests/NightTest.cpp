@@ -374,8 +374,13 @@ TEST_F(NightTest, APageTellsWhatIsToBeDoneAtEachMachine) {
     SetRegisters({{"Till <1>", At(ecr)}});
     EXPECT_NE(Night({"page"}).output.find("there was no night yet"), std::string::npos);
     Sell(ecr, "1,5\n");
-    EXPECT_EQ(Night({"run"}).status, 0);
+    const auto full = [&](const char* command) {
+        return RunInShell("", {TAVO_NIGHT_PROGRAM, command, "/ConfigFilePath=" + ini}, ">/dev/full").status;
+    };
+    EXPECT_EQ(full("run"), 0);
     EXPECT_NE(Night({"page"}).output.find("All is well"), std::string::npos);
+    EXPECT_EQ(full("page"), 1) << "what is cut off would pass for whole";
+    EXPECT_EQ(full("reports"), 1);
     const std::string copies = folder / "shop 1";
     mkdir(copies.c_str(), 0755);
     const auto copy = [&] {

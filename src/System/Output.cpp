@@ -17,6 +17,7 @@ int interruptions = 0;
 int holders = 0;
 std::string heldText;
 bool isProgressShown = true;
+bool isOutputLost = false;
 
 }  // namespace
 
@@ -40,10 +41,15 @@ void Print(std::string_view text) {
         }
         pollfd output{STDOUT_FILENO, POLLOUT, 0};
         if (errno == EAGAIN && poll(&output, 1, -1) > 0) continue;  // it does not wait by itself
-        if (errno != EINTR) return;  // nobody reads; the status is told all the same
+        if (errno != EINTR) {  // nobody reads, or there is no room; the status is told all the same
+            isOutputLost = true;
+            return;
+        }
         if (GetInterrupt() != 0) interruptions++;
     }
 }
+
+bool IsOutputLost() { return isOutputLost; }
 
 void ShowProgress(const std::string& text) {
     if (isProgressShown) Print(text + "\r");

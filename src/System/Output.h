@@ -12,6 +12,8 @@ void OpenStandardDescriptors();
  * for, but not by a run that a signal is to end.
  */
 void Print(std::string_view text);
+/** Whether a part of what was printed could not be written. */
+bool IsOutputLost();
 
 /** Shows a text that the next one on the line overwrites, as far as the setting "Progress" lets it. */
 void ShowProgress(const std::string& text);
