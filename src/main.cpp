@@ -71,7 +71,7 @@ int RunToEnd(int argc, char* argv[]) {
     char returned[32];
     std::snprintf(returned, sizeof returned, "\nReturn value %i\n", status);
     Print(returned);
-    if (interrupt == 0) HintAtStatus(static_cast<ReturnCode>(status));
+    if (interrupt == 0) HintAtStatus(static_cast<ReturnCode>(status), run.params.filePath);
     StopLogging(status != ReturnCode_OK, IoStatistics::GetIoErrorCount() > 0);
     if (interrupt != 0) EndByInterrupt(interrupt);
     return status;

@@ -246,6 +246,9 @@ TEST_F(EndToEndTest, HintsOnATerminalAndNowhereElse) {
         const std::string shown = screen.Written(hint);
         EXPECT_TRUE(hint.empty() ? shown.empty() : shown.find("hint: " + hint) == 0) << shown << hint;
     }
+    const std::string forgotten = "hint: the file is missing: /Password stands in its place";
+    RunInShell("", Words({"send", "3", "/Password=secret"}), "2>/dev/" + screen.Tty());
+    EXPECT_EQ(screen.Written(forgotten).find(forgotten), 0U);
     const int stopped = open(("/dev/" + screen.Tty()).c_str(), O_RDWR | O_NOCTTY);
     tcflow(stopped, TCOOFF);  // as by Ctrl-S: nobody is waited for
     EXPECT_EQ(RunInShell("timeout 5", Words({"clear", "3", tty, "/ecr=B"}), "2>/dev/" + screen.Tty()).status,

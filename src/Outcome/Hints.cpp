@@ -128,7 +128,17 @@ std::string HintOnLine() {
                : "no Password is set: does the register ask for one?";
 }
 
-std::string HintOn(ReturnCode status) {
+/** On a setting that took the place of a file that was forgotten; its value may be a password. */
+std::string HintOnForgottenFile(const std::string& filePath) {
+    const size_t separator = filePath.find('=');
+    if (separator == std::string::npos || filePath[0] != '/') return "";
+    const std::string name = filePath.substr(1, separator - 1);
+    return FindSetting(name) == nullptr ? "" : "the file is missing: /" + name + " stands in its place";
+}
+
+std::string HintOn(ReturnCode status, const std::string& filePath) {
+    std::string forgotten = HintOnForgottenFile(filePath);
+    if (status != ReturnCode_OK && !forgotten.empty()) return forgotten;
     switch (status) {
         case ReturnCode_CommunicationError: return HintOnLine();
         case ReturnCode_ConfigError: return HintOnConfiguration();
@@ -151,14 +161,14 @@ std::string GetIniFileHint() {
     return "this user may not read " + Printable(path) + ", " + DescribeRights(path, S_IRGRP);
 }
 
-std::string GetHint(ReturnCode status) {
+std::string GetHint(ReturnCode status, const std::string& filePath) {
     std::string hint;
-    TryQuietly([&] { hint = HintOn(status); });
+    TryQuietly([&] { hint = HintOn(status, filePath); });
     return hint;
 }
 
 void HintAtSettings() { ShowToPerson(HintOnSettings); }
 
-void HintAtStatus(ReturnCode status) {
-    ShowToPerson([status] { return HintOn(status); });
+void HintAtStatus(ReturnCode status, const std::string& filePath) {
+    ShowToPerson([&] { return HintOn(status, filePath); });
 }

@@ -16,8 +16,9 @@ std::string GetIniFileHint();
 /** On a command line with names that are no settings, or a register that has no section. */
 void HintAtSettings();
 
-/** What such a line says of a run that has ended with this status; empty for nothing. */
-std::string GetHint(ReturnCode status);
+/** What such a line says of a run that has ended with this status, and had this file, if any; empty for
+ * nothing. */
+std::string GetHint(ReturnCode status, const std::string& filePath);
 
 /** On a run that has ended with this status. */
-void HintAtStatus(ReturnCode status);
+void HintAtStatus(ReturnCode status, const std::string& filePath = "");

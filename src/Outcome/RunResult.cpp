@@ -153,7 +153,7 @@ std::string GetResult(const RunOutline& run, int status) {
         .Add("name", exitStatus.name)
         .Add("class", statusClassNames[exitStatus.statusClass])
         .Add("message", GetMessage(run, exitStatus));
-    const std::string hint = GetHint(exitStatus.code);
+    const std::string hint = GetHint(exitStatus.code, run.params.filePath);
     if (&exitStatus != &interruptedStatus && !hint.empty() && !MayBeSecret(run, exitStatus, hint))
         result.Add("hint", hint);
     return result.GetText();
