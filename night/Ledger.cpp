@@ -19,7 +19,7 @@
 namespace {
 
 constexpr const char* ledgerName = "/ledger.db";
-constexpr long long ledgerFormat = 1;  // grows when a column changes its meaning
+constexpr long long ledgerFormat = 2;  // grows with a column, or its meaning
 
 constexpr const char* schema =
     "CREATE TABLE ledger (format INTEGER, host TEXT, id TEXT, made INTEGER);"
