@@ -15,9 +15,9 @@
 
 namespace {
 
-constexpr int shownNights = 60;
 constexpr size_t recentNights = 3;
-constexpr int comparedNights = 14;
+constexpr size_t comparedNights = 14;
+
 /** Of a file that somebody else may have written. */
 std::string GetClassName(const std::string& text) {
     return text.empty() ? "open" : GetRank(text) < std::size(nightClasses) ? text : "report";
@@ -61,7 +61,8 @@ void AddJobs(Machine& machine, Ledger& ledger, long long oldest) {
 void AddRuns(Machine& machine, Ledger& ledger, long long oldest) {
     Statement rows(
         ledger.Get(),
-        "SELECT run.register, night.begun, sum(seconds), sum(frames), sum(lost + garbage + repeated)"
+        "SELECT run.register, night.begun, sum(seconds), sum(iif(run.status = 0, frames, 0)),"
+        " sum(iif(run.status = 0, lost + garbage + repeated, 0))"
         " FROM run JOIN night ON night.number = night WHERE night.begun > ? GROUP BY 1, night.number",
         oldest);
     while (rows.Step()) {
@@ -76,7 +77,6 @@ void AddRuns(Machine& machine, Ledger& ledger, long long oldest) {
 
 void AddNights(Machine& machine, Ledger& ledger) {
     for (const JobStatus& job : machine.status.jobs) machine.registers[job.registerName];
-    constexpr long long msPerDay = 86'400'000;
     const long long oldest = GetWallTime() - shownNights * msPerDay;
     AddJobs(machine, ledger, oldest);
     AddRuns(machine, ledger, oldest);
@@ -116,10 +116,9 @@ Status ParseStatus(Database& database, const std::string& json, long long& time)
 }
 
 /** The newest nights that had frames, the newest one first. */
-std::vector<const RegisterNight*> GetNewest(const RegisterNights& nights, int count) {
+std::vector<const RegisterNight*> GetNewest(const RegisterNights& nights, size_t count) {
     std::vector<const RegisterNight*> newest;
-    for (auto night = nights.rbegin(); night != nights.rend() && static_cast<int>(newest.size()) < count;
-         ++night)
+    for (auto night = nights.rbegin(); night != nights.rend() && newest.size() < count; ++night)
         if (night->second.frames > 0) newest.push_back(&night->second);
     return newest;
 }

@@ -7,6 +7,9 @@
 
 #include "Status.h"
 
+inline constexpr int shownNights = 60;
+inline constexpr long long msPerDay = 86'400'000;
+
 /** What a job, a night or a register can be: as of an exit status, "open" where no night has come to it,
  * "missing" where it was good too long ago, or nothing was heard of it. From good to bad, with its letter in
  * a grid. */

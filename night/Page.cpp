@@ -12,9 +12,6 @@ namespace {
 /** For sorting: Till 10 stands behind Till 2. */
 bool IsBefore(const std::string& a, const std::string& b) { return strverscmp(a.c_str(), b.c_str()) < 0; }
 
-constexpr int shownNights = 60;
-constexpr long long msPerDay = 86'400'000;
-
 /** "Sat 2026-11-21" */
 std::string FormatDate(int date) {
     const time_t time = static_cast<time_t>(date) * (msPerDay / 1000);
@@ -144,8 +141,7 @@ void Page::AddGrid() {
     m_text +=
         "<h2 id=nights>All nights</h2><div class=grid role=region aria-labelledby=nights tabindex=0><table>"
         "<caption>The worst of a register's jobs in each night, the newest night at the left; each job by "
-        "its "
-        "last run. A night goes from noon to noon and has the date of its evening. ";
+        "its last run. A night goes from noon to noon and has the date of its evening. ";
     for (const NightClass& row : nightClasses)
         m_text += Format("<i class=%s>%c</i> %s, ", row.name, row.letter, row.name);
     m_text +=

@@ -13,7 +13,6 @@
 namespace {
 
 constexpr size_t namedRegisters = 12;  // in a card
-constexpr long long msPerDay = 86'400'000;
 
 /** What several registers have in common. */
 struct Group {
@@ -35,7 +34,8 @@ bool IsLong(const Entry& entry) {
 /** What stands before the text that was told: "5 CommunicationError: ..."; null for none. */
 const ExitStatus* FindStatus(const std::string& told) {
     const ExitStatus* const status = FindExitStatus(std::atoi(told.c_str()));
-    return status == nullptr || status->code == ReturnCode_OK ? nullptr : status;
+    const bool isTold = status != nullptr && told.find(Format("%d %s: ", status->code, status->name)) == 0;
+    return isTold ? status : nullptr;
 }
 
 /** Whether a shell takes it as it stands, as it does an id: a copied ledger may hold anything. */
@@ -45,10 +45,18 @@ bool IsPlainWord(const std::string& text) {
     });
 }
 
-/** Nights since it was well; 0: it never was. */
+constexpr int never = INT_MAX;
+
+/** Nights since it was well, or never. */
 int CountNights(const JobStatus& job) {
-    if (job.lastGood == 0) return 0;
+    if (job.lastGood == 0) return never;
     return static_cast<int>(std::max(1LL, (GetWallTime() - job.lastGood + msPerDay / 2) / msPerDay));
+}
+
+int CountNights(const std::vector<const JobStatus*>& jobs) {
+    int most = 0;
+    for (const JobStatus* job : jobs) most = std::max(most, CountNights(*job));
+    return most;
 }
 
 std::vector<Group> GroupJobs(const std::vector<Entry>& entries, bool isLong) {
@@ -99,22 +107,17 @@ std::string MakeMember(const Entry& entry, const std::vector<const JobStatus*>& 
     for (const JobStatus* job : jobs) {
         const int nights = CountNights(*job);
         text += (job == jobs[0] ? "" : ", ") + EscapeHtml(job->name) +
-                (nights == 0   ? ": never well"
-                 : nights == 1 ? ": 1 night"
-                               : Format(": %d nights", nights));
+                (nights == never ? ": never well"
+                 : nights == 1   ? ": 1 night"
+                                 : Format(": %d nights", nights));
     }
     return text + ")";
 }
 
 std::string MakeCard(Group& group) {
-    const auto longest = [](const auto& member) {
-        int nights = 0;
-        for (const JobStatus* job : member.second)
-            nights = std::max(nights, job->lastGood == 0 ? INT_MAX : CountNights(*job));
-        return nights;
-    };
-    std::stable_sort(group.members.begin(), group.members.end(),
-                     [&](const auto& a, const auto& b) { return longest(a) > longest(b); });
+    std::stable_sort(group.members.begin(), group.members.end(), [](const auto& a, const auto& b) {
+        return CountNights(a.second) > CountNights(b.second);
+    });
     std::string text = "<h3>";
     if (group.members.size() > 1) text += Format("%zu registers: ", group.members.size());
     for (size_t i = 0; i < std::min(group.members.size(), namedRegisters); i++)
@@ -216,8 +219,7 @@ std::vector<CardSection> FindTrouble(const std::vector<Machine>& machines,
                                      const std::vector<Entry>& entries) {
     const char* const cost =
         "What was not read is still in the register, and a later night reads it. Where prices were not sent "
-        "the "
-        "former ones hold.";
+        "the former ones hold.";
     return {{"Machines", "", MakeMachineCards(machines, entries)},
             {"Not well for more than a night, or never", cost, MakeJobCards(entries, true)},
             {"Waiting for a decision", "", MakeWaitingCards(machines)},

@@ -396,9 +396,13 @@ TEST_F(NightTest, APageTellsWhatIsToBeDoneAtEachMachine) {
     EXPECT_NE(page.find("shop 1: Till &lt;1&gt;</a><td><span aria-hidden=true>-"), std::string::npos);
     // what no tavo-night has written
     Query(
-        "UPDATE report SET state = 'waiting', id = '$(reboot)'; UPDATE job SET class = '<u>', told = '5 x';"
+        "UPDATE report SET state = 'waiting', id = '$(reboot)'; UPDATE job SET class = '<u>', told = '5 "
+        "CommunicationError: x';"
+        " UPDATE run SET status = 5, lost = 7;"
         " INSERT INTO change SELECT number, 0, 'waiting', '' FROM report");
     page = copy();
+    EXPECT_NE(page.find("frames: last <b>0.0</b>"), std::string::npos)
+        << "of runs that failed nothing counts";
     for (const char* text : {"$(reboot) --keep", "<u>"})
         EXPECT_EQ(page.find(text), std::string::npos) << text;
     EXPECT_NE(page.find("Waiting for a decision"), std::string::npos);
