@@ -93,7 +93,7 @@ Status ParseStatus(Database& database, const std::string& json, long long& time)
     Statement valid(database, "SELECT json_valid(?)", json);
     valid.Step();
     if (valid.GetNumber(0) == 0)
-        throw new FileIoException("status.json is not what tavo-night status --json says");
+        throw new FileIoException("it has no status.json as tavo-night status --json writes it");
     Statement whole(database,
                     "SELECT json_extract(?1, '$.status'), strftime('%s', json_extract(?1, '$.time')) * 1000",
                     json);
@@ -190,10 +190,12 @@ Machine LoadCopies(const std::string& folder) {
     const std::string real = GetRealPath(folder);
     return LoadAs(Path::GetFileName(real.empty() ? folder : real), [&](Machine& machine) {
         machine.isCopied = true;
-        Ledger ledger = OpenLedger(folder, Database::Access::Read);
         constexpr size_t longest = size_t{1} << 24U;
         const std::string json = ReadRegularFile(folder + "/status.json", false, longest).value_or("");
-        machine.status = ParseStatus(ledger.Get(), json, machine.time);
+        Database parser(":memory:", Database::Access::Read);  // whatever the copy of the ledger is
+        machine.status = ParseStatus(parser, json, machine.time);
+        for (const JobStatus& job : machine.status.jobs) machine.registers[job.registerName];
+        Ledger ledger = OpenLedger(folder, Database::Access::Read);
         machine.status.waiting = ledger.FindReports("state = 'waiting'");
         AddNights(machine, ledger);
     });
