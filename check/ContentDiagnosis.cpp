@@ -74,9 +74,10 @@ std::vector<Finding> DiagnoseContent(const std::string& filename, const FileKind
     if (!kind.hasLines && !kind.isPicture) return {};
     for (const auto& other : otherFiles)
         if (start.compare(0, other.start.size(), other.start) == 0 && (other.isPicture || kind.hasLines))
-            return {{false, 0, 0, 0,
-                     std::string("the file is ") + other.name +
-                         (kind.hasLines ? ": export it as CSV, in the register's code page"
-                                        : std::string(": ") + convertCommand)}};
+            return {
+                {false, 0, 0, 0,
+                 std::string("the file is ") + other.name + ": " +
+                     (other.isPicture ? std::string("a logo is a bitmap, ") + convertCommand + " makes one"
+                                      : "export it as CSV, in the register's code page")}};
     return kind.isPicture ? DiagnosePicture(start) : std::vector<Finding>();
 }

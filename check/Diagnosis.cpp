@@ -7,6 +7,7 @@
 #include "AppConfig.h"
 #include "DataConverter.h"
 #include "Defaults.h"
+#include "Delimiter.h"
 #include "EcrComm/CommBase.h"
 #include "Format.h"
 #include "Formatting/BinaryDataFormatter.h"
@@ -20,6 +21,7 @@
 namespace {
 
 constexpr const char* blanks = " \t";
+constexpr const char* notClosed = "text field is not closed: take a line break out of it, or write the quote";
 
 /** A line's fields. */
 TextDataParser Fields(const std::string& line, char delimiter) {
@@ -51,7 +53,7 @@ std::string DiagnoseBinary(const std::string& raw) {
 }
 
 std::string DiagnoseText(const std::string& raw, bool isQuoteOpen) {
-    if (isQuoteOpen) return "text field is not closed";
+    if (isQuoteOpen) return notClosed;
     return raw.back() == '"' ? "" : "text goes on behind its closing quote";
 }
 
@@ -64,16 +66,18 @@ std::string DiagnoseTaken(FieldType type, const std::string& raw, bool isQuoteOp
     }
 }
 
-std::string NameCharacter(char c) {
-    return std::isprint(static_cast<unsigned char>(c)) != 0
-               ? "'" + std::string(1, c) + "'"
-               : Format("byte %02x", static_cast<unsigned char>(c));
+/** The text's first character, which may have several bytes. */
+std::string NameCharacter(const std::string& text) {
+    const size_t length = Utf8Length(text, 0);
+    return length > 1 || std::isprint(static_cast<unsigned char>(text[0])) != 0
+               ? "'" + text.substr(0, length) + "'"
+               : Format("byte %02x", static_cast<unsigned char>(text[0]));
 }
 
 std::string BehindColon(const std::string& text) { return text.empty() ? "" : ": " + text; }
 
 /** Why a field is not taken, in words. */
-std::string DiagnoseRefused(FieldRefusal refusal, const std::string& raw) {
+std::string DiagnoseRefused(FieldRefusal refusal, const std::string& raw, int field) {
     switch (refusal) {
         case FieldRefusal::None: return "";
         case FieldRefusal::TooLong:
@@ -81,10 +85,12 @@ std::string DiagnoseRefused(FieldRefusal refusal, const std::string& raw) {
         case FieldRefusal::HasNul: return "field has a NUL byte";
         case FieldRefusal::Empty: return "field is empty";
         case FieldRefusal::UnknownKind:
-            return "field begins with " + NameCharacter(raw[0]) +
+            return "field begins with " + NameCharacter(raw) +
                    ": it is no text in quotes, no number and no binary data (0x)" +
-                   BehindColon(AdviseOnSpreadsheetForm(raw));
-        case FieldRefusal::NotClosed: return "text field is not closed";
+                   BehindColon(field > 1 && IsBareText(raw)
+                                   ? "write quotes around it, or let tavo-check --fix do that"
+                                   : AdviseOnSpreadsheetForm(raw));
+        case FieldRefusal::NotClosed: return notClosed;
         case FieldRefusal::Control: {
             const auto control = std::find_if(raw.begin(), raw.end(), [](unsigned char c) { return c < 31; });
             return Format("text has a control character (%02x)", *control);
@@ -149,34 +155,12 @@ Finding DiagnoseCoding(const std::vector<std::string>& lines) {
             "file in the register's code page"};
 }
 
-/** Whether the delimiter ends the line's first field. */
-bool Separates(const std::string& line, char delimiter) {
-    char field[maxLineLength + 1];
-    TextDataParser fields = Fields(line, delimiter);
-    fields.GetField(field, sizeof field, false);
-    const bool isLast = fields.GetFieldType() == FieldType_None;
-    return !isLast || (!fields.IsQuoteOpen() && line.back() == delimiter);
-}
-
-/** Whether every line that is not empty has the delimiter outside of quotes. */
-bool SeparatesAll(const std::vector<std::string>& lines, char delimiter) {
-    bool hasLine = false;
-    for (const std::string& line : lines) {
-        if (line.empty()) continue;
-        if (!Separates(line, delimiter)) return false;
-        hasLine = true;
-    }
-    return hasLine;
-}
-
-std::string NameOf(char delimiter) { return delimiter == '\t' ? "tab" : "'" + Printable({delimiter}) + "'"; }
-
 Finding DiagnoseDelimiter(const std::vector<std::string>& lines, char delimiter) {
     const std::optional<char> other = FindOtherDelimiter(lines, delimiter);
     if (!other) return {};
     return {false, 0, 0, 0,
-            "every line has a " + NameOf(*other) + ", but the delimiter is " + NameOf(delimiter) +
-                ": set Delimiter, or let tavo-check --fix write the other one"};
+            "the fields have a " + NameOfDelimiter(*other) + " between them, but the delimiter is " +
+                NameOfDelimiter(delimiter) + ": set Delimiter, or let tavo-check --fix write that one"};
 }
 
 Finding DiagnoseLineEnds(const std::vector<std::string>& lines) {
@@ -229,7 +213,7 @@ std::vector<Finding> DiagnoseLine(const std::string& line, const LineRules& rule
         const bool isBad = !DataConverter::ConvertField(type, fields, formatter);
         const std::string raw = Trim(fields.GetFieldText(), blanks);
         const auto column = static_cast<int>(line.find_first_not_of(skipped, fields.GetFieldStart()) + 1);
-        const std::string cause = isBad ? DiagnoseRefused(fields.GetRefusal(), raw)
+        const std::string cause = isBad ? DiagnoseRefused(fields.GetRefusal(), raw, field)
                                         : DiagnoseTaken(type, raw, fields.IsQuoteOpen());
         if (isBad || !cause.empty()) findings.push_back({isBad, 0, field, column, cause});
         if (isBad) return findings;
@@ -246,17 +230,6 @@ std::vector<Finding> DiagnoseLine(const std::string& line, const LineRules& rule
     return findings;
 }
 
-std::optional<char> FindOtherDelimiter(const std::vector<std::string>& lines, char delimiter) {
-    // with a decimal comma every line may have both; the wrong one leaves no first field that can be taken
-    const bool isAnyKeyed = std::any_of(lines.begin(), lines.end(), [&](const std::string& line) {
-        return !line.empty() && KeyOf(line, delimiter).has_value();
-    });
-    if (isAnyKeyed && SeparatesAll(lines, delimiter)) return std::nullopt;
-    for (const char other : {';', '\t', '|', ','})  // a comma in every line may be a decimal one
-        if (other != delimiter && SeparatesAll(lines, other)) return other;
-    return std::nullopt;
-}
-
 std::vector<Finding> DiagnoseFile(const std::vector<std::string>& lines, const LineRules& rules) {
     std::vector<Finding> warnings;
     const bool hasMark = !lines.empty() && lines[0].compare(0, 3, byteOrderMark) == 0;
@@ -266,9 +239,9 @@ std::vector<Finding> DiagnoseFile(const std::vector<std::string>& lines, const L
              "the file begins with a UTF-8 byte-order mark, which belongs to the first field: save it "
              "without one"});
     const bool isSorted = !rules.isCommand && AppConfig::Get(settings::sortInputFileLines) != 0;
-    for (const Finding& warning :
-         {DiagnoseCoding(lines), DiagnoseLineEnds(lines), DiagnoseDelimiter(lines, rules.delimiter),
-          isSorted ? DiagnoseOrder(lines, rules.delimiter) : Finding()})
+    for (const Finding& warning : {DiagnoseCoding(lines), DiagnoseLineEnds(lines),
+                                   rules.isFixed ? Finding() : DiagnoseDelimiter(lines, rules.delimiter),
+                                   isSorted ? DiagnoseOrder(lines, rules.delimiter) : Finding()})
         if (!warning.cause.empty()) warnings.push_back(warning);
     return warnings;
 }

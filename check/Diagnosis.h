@@ -1,6 +1,5 @@
 #pragma once
 
-#include <optional>
 #include <string>
 #include <vector>
 
@@ -11,6 +10,7 @@ struct LineRules {
     bool isCommand;
     char delimiter;
     int frameVersion;
+    bool isFixed = false;  // it is a corrected copy: of its delimiters all was said
 };
 
 /** Findings on one line, given without its line end and its number; one that is bad is the last. */
@@ -21,6 +21,3 @@ std::vector<Finding> DiagnoseLine(const std::string& line, const LineRules& rule
  * that cannot be sorted.
  */
 std::vector<Finding> DiagnoseFile(const std::vector<std::string>& lines, const LineRules& rules);
-
-/** The delimiter that every line has in place of this one; nothing when they have this one. */
-std::optional<char> FindOtherDelimiter(const std::vector<std::string>& lines, char delimiter);

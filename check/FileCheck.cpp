@@ -71,9 +71,15 @@ void ShowPicture(const std::vector<Record>& rows) {
           *picture);
 }
 
-/** Says what is wrong with each line, which the messages of tavo do not. */
-std::vector<Finding> Explain(const std::string& filename, const LineRules& rules) {
+/** What is wrong with each line, which the messages of tavo do not say. */
+struct Explanation {
     std::vector<Finding> findings;
+    std::string note;  // on what could not be found out; empty for none
+};
+
+Explanation Explain(const std::string& filename, const LineRules& rules) {
+    Explanation explanation;
+    std::vector<Finding>& findings = explanation.findings;
     const std::vector<std::string> lines = ReadLines(filename);
     for (size_t i = 0; i < lines.size(); i++) {
         if (lines[i].empty()) continue;
@@ -82,11 +88,11 @@ std::vector<Finding> Explain(const std::string& filename, const LineRules& rules
             findings.push_back(finding);
         }
     }
-    for (const std::vector<Finding>& warnings :
-         {rules.isCommand ? std::vector<Finding>() : DiagnoseTable(lines, rules.delimiter),
-          DiagnoseFile(lines, rules)})
+    const TableDiagnosis table = rules.isCommand ? TableDiagnosis() : DiagnoseTable(lines, rules.delimiter);
+    explanation.note = table.note;
+    for (const std::vector<Finding>& warnings : {table.warnings, DiagnoseFile(lines, rules)})
         findings.insert(findings.end(), warnings.begin(), warnings.end());
-    return findings;
+    return explanation;
 }
 
 void Tell(const std::vector<Finding>& findings, bool isJson) {
@@ -144,7 +150,8 @@ Verdict Judge(const BaseCommandParameters& params, const CheckOptions& options) 
 }
 
 LineRules GetLineRules(const CheckOptions& options) {
-    return {options.isFiscal, ConfiguredDelimiter(), AppConfig::Get(settings::serialProtocolVersion)};
+    return {options.isFiscal, ConfiguredDelimiter(), AppConfig::Get(settings::serialProtocolVersion),
+            !options.fixedPath.empty()};
 }
 
 }  // namespace
@@ -174,10 +181,20 @@ ReturnCode CheckFile(const CheckOptions& options) {
         Tell(GetVerdicts(), true);
     else
         Print(told);
-    const std::vector<Finding> findings =
-        verdict.hasLines && contents.empty() ? Explain(params.filePath, rules) : std::vector<Finding>();
-    Tell(findings, options.isJson);
-    if (options.isStrict && verdict.status == ReturnCode_OK && !(contents.empty() && findings.empty()))
+    const Explanation explanation =
+        verdict.hasLines && contents.empty() ? Explain(params.filePath, rules) : Explanation();
+    Tell(explanation.findings, options.isJson);
+    if (options.isFiscal && verdict.status == ReturnCode_OK && !FileErrors::GetLines().empty())
+        Tell({{false, 0, 0, 0,
+               Format("the lines named are left out: the other %d commands would be executed",
+                      verdict.count)}},
+             options.isJson);
+    if (!explanation.note.empty() && !options.isShown)
+        Print((options.isJson ? ToJson({false, 0, 0, 0, explanation.note}, "note")
+                              : "note: " + explanation.note) +
+              "\n");
+    if (options.isStrict && verdict.status == ReturnCode_OK &&
+        !(contents.empty() && explanation.findings.empty()))
         verdict.status = ReturnCode_InputFileSyntaxError;
     if (options.isJson)
         Print(JsonObject()

@@ -7,12 +7,14 @@
 #include <map>
 #include <optional>
 
-#include "Diagnosis.h"
+#include "Delimiter.h"
 #include "Exceptions.h"
 #include "Format.h"
 #include "Formatting/TextDataParser.h"
 #include "Pattern.h"
+#include "SpreadsheetForm.h"
 #include "TextFile.h"
+#include "Tools.h"
 
 namespace {
 
@@ -112,11 +114,25 @@ bool IsGroup(const std::string& field) {
     return IsDecimalComma(field) && form.Matches(field);
 }
 
+std::string Quoted(const std::string& text) {
+    std::string quoted = "\"";
+    for (const char c : text) quoted += c == '"' ? "\"\"" : std::string(1, c);
+    return quoted + "\"";
+}
+
+/** Whether one of the two can only stand for thousands, and the other for decimals. */
+bool IsGroupedDecimal(const std::string& field) {
+    static const Pattern form(R"([ \t]*-?[1-9]\d{0,2}((\.\d{3})+,|(,\d{3})+\.)\d+[ \t]*)");
+    return field.size() <= TextDataParser::maxFieldLength && form.Matches(field);
+}
+
 /** Whether numbers show that the file's commas are decimal ones. */
 bool HasDecimalCommas(const std::vector<std::string>& lines, char delimiter) {
     for (const std::string& line : lines)
         for (const std::string& field : SplitFields(line, delimiter))
-            if (IsDecimalComma(field) && !IsGroup(field)) return true;
+            if ((IsDecimalComma(field) && !IsGroup(field)) ||
+                (IsGroupedDecimal(field) && field.rfind(',') > field.rfind('.')))
+                return true;
     return false;
 }
 
@@ -162,16 +178,15 @@ public:
         m_hasDecimalCommas = HasDecimalCommas(texts, m_from);
     }
 
-    /** Adds what it does, and keeps why lines stay as they are; false when it does nothing. */
-    bool Fix(std::vector<Finding>& changes, std::map<int, std::string>& obstacles) {
+    /** Adds what it does, and keeps which fields keep a line as it is; false when it does nothing. */
+    bool Fix(std::vector<Finding>& changes, std::map<int, Finding>& obstacles) {
         bool isChanged = false;
         for (size_t i = 0; i < m_lines.size(); i++) {
             const int number = static_cast<int>(i) + 1;
             m_changes.clear();
             std::string text = m_lines[i].text;
-            const std::string obstacle = FixFields(text);
-            if (!obstacle.empty()) {
-                obstacles.emplace(number, obstacle);
+            if (const Finding obstacle = FixFields(text); !obstacle.cause.empty()) {
+                obstacles[number] = {false, number, obstacle.field, 0, "left as it is: " + obstacle.cause};
                 continue;
             }
             if (m_changes.empty()) continue;
@@ -184,22 +199,46 @@ public:
     }
 
 private:
-    /** Returns why the line must stay as it is; empty when it need not. */
-    std::string FixFields(std::string& line) {
+    /** Returns why the line must stay as it is; without a cause when it need not. */
+    Finding FixFields(std::string& line) {
         std::vector<std::string> fields = SplitFields(line, m_from);
+        if (fields.size() == 1) return {};
+        if (m_from != m_to && std::count(line.begin(), line.end(), '"') % 2 != 0)
+            return {false, 0, static_cast<int>(fields.size()), 0,
+                    "the text is not closed: take a line break out of the cell"};
+        const bool isRecord = GetBeginning(line, m_from) == Beginning::Field;  // no heading
         line.clear();
         for (size_t i = 0; i < fields.size(); i++) {
-            if (m_from != ',' && IsGroup(fields[i]) && !m_hasDecimalCommas)
-                return Format("the comma in field %zu may stand for thousands", i + 1);
-            if (m_from != ',' && IsDecimalComma(fields[i])) {
-                std::replace(fields[i].begin(), fields[i].end(), ',', '.');
-                m_changes.push_back(Format("decimal comma in field %zu is a point now", i + 1));
-            }
-            if (m_from != m_to && SplitFields(fields[i], m_to).size() > 1)
-                return Format("the delimiter stands in field %zu, which has no quotes", i + 1);
+            const int number = static_cast<int>(i) + 1;
+            const std::string obstacle = FixField(fields[i], number, isRecord && i > 0);
+            if (!obstacle.empty()) return {false, 0, number, 0, obstacle};
             line += (i == 0 ? "" : std::string(1, m_to)) + fields[i];
         }
-        if (m_from != m_to && fields.size() > 1) m_changes.emplace_back("delimiter");
+        if (m_from != m_to) m_changes.emplace_back("delimiter");
+        return {};
+    }
+
+    /** Returns why the line must stay as it is; empty when it need not for this field. */
+    std::string FixField(std::string& field, int number, bool mayLackQuotes) {
+        const std::string text = Trim(field, " \t");
+        const bool isCommaFree = m_from != ',';
+        if (isCommaFree && IsGroup(field) && !m_hasDecimalCommas) return "the comma may stand for thousands";
+        if (isCommaFree && IsGroupedDecimal(field)) {
+            const size_t point = field.find_last_of(".,");
+            for (size_t i = point; i-- > 0;)
+                if (field[i] == '.' || field[i] == ',') field.erase(i, 1);
+            field[field.find_last_of(".,")] = '.';
+            m_changes.push_back(Format("separators in field %d are a point now", number));
+        } else if (isCommaFree && IsDecimalComma(field)) {
+            std::replace(field.begin(), field.end(), ',', '.');
+            m_changes.push_back(Format("decimal comma in field %d is a point now", number));
+        } else if (mayLackQuotes && IsBareText(text)) {
+            field = Quoted(text);
+            m_changes.push_back(Format("quotes around the text in field %d", number));
+        } else if (m_from != m_to && SplitFields(field, m_to).size() > 1) {
+            const std::string advice = AdviseOnSpreadsheetForm(text);
+            return "the delimiter stands in it, and it has no quotes" + (advice.empty() ? "" : ": " + advice);
+        }
         return "";
     }
 
@@ -222,11 +261,10 @@ FixedText FixText(const std::string& text, char delimiter, const std::string& co
     ConvertLetters(lines, Converter(codePage), letters);
     // until nothing changes, so that the copy has nothing left to be fixed: each pass takes delimiters other
     // than the wanted one away, or decimal commas
-    std::map<int, std::string> obstacles;
+    std::map<int, Finding> obstacles;
     while (Fixer(lines, delimiter).Fix(fixed.changes, obstacles)) {
     }
-    for (const auto& [line, obstacle] : obstacles)
-        fixed.left.push_back({false, line, 0, 0, "left as it is: " + obstacle});
+    for (const auto& [line, obstacle] : obstacles) fixed.left.push_back(obstacle);
     fixed.changes.insert(fixed.changes.end(), letters.changes.begin(), letters.changes.end());
     fixed.left.insert(fixed.left.end(), letters.left.begin(), letters.left.end());
     for (size_t i = 0; i < lines.size(); i++) {

@@ -1,6 +1,9 @@
 #include "SpreadsheetForm.h"
 
+#include <cctype>
+
 #include "Pattern.h"
+#include "Tools.h"
 
 namespace {
 
@@ -74,4 +77,14 @@ const SpreadsheetForm* FindSpreadsheetForm(const std::string& text) {
 std::string AdviseOnSpreadsheetForm(const std::string& text) {
     const SpreadsheetForm* form = FindSpreadsheetForm(text);
     return form == nullptr ? "" : form->advice;
+}
+
+bool IsBareText(const std::string& field) {
+    if (field.empty()) return false;
+    const auto first = static_cast<unsigned char>(field[0]);
+    if (std::isalpha(first) == 0 && first < 0x80) return false;
+    // another sign than a letter may stand before a number: a currency, a long minus
+    const size_t second = first < 0x80 ? 1 : std::max<size_t>(Utf8Length(field, 0), 1);
+    const bool isSign = first >= 0x80 && field.find_first_of("0123456789 \xA0", second) == second;
+    return !isSign && FindSpreadsheetForm(field) == nullptr;
 }

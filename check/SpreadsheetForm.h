@@ -20,3 +20,6 @@ std::vector<const SpreadsheetForm*> GetSpreadsheetForms();
 const SpreadsheetForm* FindSpreadsheetForm(const std::string& text);
 /** Its advice; empty for any other text. */
 std::string AdviseOnSpreadsheetForm(const std::string& text);
+
+/** Whether it can only be a text that lacks its quotes: it begins with a letter, and is no such form. */
+bool IsBareText(const std::string& field);

@@ -15,7 +15,8 @@
 
 namespace {
 
-constexpr size_t fewestRows = 5;  // fewer have no usual form
+constexpr size_t fewRows = 4;           // in which one form may not be the usual one
+constexpr size_t fewestOwnNumbers = 5;  // fewer of a length may be wrong barcodes
 
 struct Cell {
     FieldType type;
@@ -62,7 +63,7 @@ std::optional<Value> FindUsual(const std::map<Value, size_t>& counts) {
     size_t total = 0;
     for (const auto& entry : counts) total += entry.second;
     for (const auto& [value, count] : counts)
-        if (total >= fewestRows && 2 * count > total) return value;
+        if (2 * count > total) return value;
     return std::nullopt;
 }
 
@@ -94,26 +95,36 @@ public:
             if (!lines[i].empty()) m_rows.push_back(ReadRow(lines[i], static_cast<int>(i) + 1, delimiter));
         std::map<size_t, size_t> widths;
         for (const Row& row : m_rows) widths[row.cells.size()]++;
-        m_width = FindUsual(widths).value_or(0);
+        const std::optional<size_t> usual = FindUsual(widths);
+        // two lines of a few: a field too many may be half a number
+        if (!usual && m_rows.size() <= fewRows && !widths.empty()) NoteDifference();
+        m_width = usual.value_or(m_note.empty() ? 0 : widths.begin()->first);
         m_usualCount = widths[m_width];
         // a width that many lines have is another form of record: its last fields are optional
         for (const auto& [width, count] : widths)
             if (count > 1 && 4 * count > m_usualCount) m_formWidths.insert(width);
     }
 
-    std::vector<Finding> Diagnose() {
+    TableDiagnosis Diagnose() {
         DiagnoseHeading();
-        if (m_width == 0) return m_findings;
+        if (m_width == 0) return {m_findings, m_note};
         std::vector<bool> hasDecimals;
         for (size_t i = 0; i < m_width; i++) hasDecimals.push_back(DiagnoseColumn(i));
         for (const Row& row : m_rows)
             if (row.cells.size() != m_width) DiagnoseWidth(row, hasDecimals);
         std::stable_sort(m_findings.begin(), m_findings.end(),
                          [](const Finding& a, const Finding& b) { return a.line < b.line; });
-        return m_findings;
+        return {m_findings, m_note};
     }
 
 private:
+    void NoteDifference() {
+        m_note = Format(
+            "%zu lines that differ are too few to tell which are right: look at them with "
+            "tavo-check --show",
+            m_rows.size());
+    }
+
     void Warn(const Row& row, size_t field, const std::string& cause) {
         m_findings.push_back({false, row.line, static_cast<int>(field) + 1, row.cells[field].column, cause});
     }
@@ -144,7 +155,7 @@ private:
         if (comma)
             Warn(row, *comma,
                  Format("%s: decimal comma in field %zu? Write a point", cause.c_str(), *comma + 1));
-        else if (m_formWidths.count(row.cells.size()) == 0)
+        else if (m_note.empty() && m_formWidths.count(row.cells.size()) == 0)
             m_findings.push_back({false, row.line, 0, 0, cause});
     }
 
@@ -168,6 +179,7 @@ private:
         std::map<FieldType, size_t> meant = CountMeant(field);
         const std::optional<FieldType> usual = FindUsual(meant);
         const bool hasUsual = usual && *usual != FieldType_Unknown;
+        if (!usual && m_rows.size() <= fewRows) NoteDifference();
         VisitColumn(field, [&](const Row& row, const Cell& cell) {
             const bool isText = cell.type == FieldType_String;
             const SpreadsheetForm* form = isText ? FindSpreadsheetForm(Unquoted(cell.text)) : nullptr;
@@ -247,13 +259,13 @@ private:
             rightCount += isRight ? 1 : 0;
             textCount += cell.type == FieldType_String ? 1 : 0;
         });
-        if (count < fewestRows || 2 * rightCount <= count) return;
+        if (rightCount < 2 || 2 * rightCount <= count) return;
         std::map<std::string, const Row*> articles;  // by barcode, the first one that has it
         VisitColumn(field, [&](const Row& row, const Cell& cell) {
             const std::string digits = Unquoted(cell.text);
             const size_t length = digits.size();
             // numbers of the shop's own, of another length than the barcodes among them, have no check digit
-            const bool isOwn = counts[length] >= fewestRows && 2 * right[length] <= counts[length];
+            const bool isOwn = counts[length] >= fewestOwnNumbers && 2 * right[length] <= counts[length];
             const bool isBarcode = HasBarcodeLength(digits) && !isOwn;
             const bool isRight = isBarcode && digits.back() == CheckDigitOf(digits);
             const Row* const first = isRight ? articles.emplace(digits, &row).first->second : &row;
@@ -280,10 +292,11 @@ private:
     std::set<size_t> m_formWidths;
     int m_heading = 0;  // its last line
     std::vector<Finding> m_findings;
+    std::string m_note;
 };
 
 }  // namespace
 
-std::vector<Finding> DiagnoseTable(const std::vector<std::string>& lines, char delimiter) {
+TableDiagnosis DiagnoseTable(const std::vector<std::string>& lines, char delimiter) {
     return Table(lines, delimiter).Diagnose();
 }
