@@ -41,7 +41,7 @@ enum class ReceiptState { Any, Open, Closed };
 /** A command that the simulated printer gives a meaning to; any other one is printed as it comes. */
 struct PrinterCommand {
     byte code;
-    const char* meaning;  // as the README has it, with its fields
+    const char* meaning;  // as docs/fiscal.md has it, with its fields
     ReceiptState when;    // it can be executed
     byte (FiscalPrinter::*execute)(const Record& fields, std::vector<std::string>& paper);
     const char* example;  // fields, as they stand behind the code in a file of commands

@@ -15,7 +15,7 @@ struct Parameter {
 /**
  * Every setting by name. Order of lookup: command line and values stored at run time, the ECR's INI section
  * "ECR_" + name, the INI section "Common", the caller's default. An empty value never hides a lower level.
- * docs: README, "Settings".
+ * docs/settings.md.
  */
 class AppConfig {
 public:

@@ -1,6 +1,6 @@
 #pragma once
 
-/** Built-in defaults of the settings and sizes of the buffers; docs: README, "Settings". */
+/** Built-in defaults of the settings and sizes of the buffers; docs/settings.md. */
 
 inline constexpr int fileIoBufferSize = 1024;
 inline constexpr int commIoBufferSize = 1024;

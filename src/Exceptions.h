@@ -3,8 +3,7 @@
 #include <new>
 #include <string>
 
-/** Exit status of the process; callers decide by it, so the values never change. docs: README, "Exit status".
- */
+/** Exit status of the process; callers decide by it, so the values never change. README, "Exit status". */
 enum ReturnCode {
     ReturnCode_OK = 0,
     ReturnCode_CmdLineError = 1,

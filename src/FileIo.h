@@ -5,7 +5,7 @@
 
 #include "Files/RecordFile.h"
 
-/** A kind of data files: all that depends on it. docs: README, "Data files". */
+/** A kind of data files: all that depends on it. docs/files.md. */
 struct FileKind {
     FileType type;
     const char* setting;    // the value of "FileType" that names it

@@ -23,7 +23,7 @@ struct IniLine {
 };
 
 /**
- * Reader of one INI file, which it opens anew for every question; docs: README, "The INI file".
+ * Reader of one INI file, which it opens anew for every question; docs/settings.md, "The INI file".
  * Names of sections and keys are compared without regard to letter case. A value has at most 255 characters.
  */
 class IniFile {

@@ -9,7 +9,7 @@
 /** Whether somebody keeps lines from being appended to the log: a run waits 0.2 s for him, and goes on. */
 bool IsLogLocked(const std::string& path);
 
-/** A log that a run appends lines to and can cut back to the size that it had before; docs: README, "The
+/** A log that a run appends lines to and can cut back to the size that it had before; docs/results.md, "The
  * log". */
 class LogFile {
 public:

@@ -19,6 +19,6 @@ public:
     static std::string Combine(const std::string& a, const std::string& b);
     /** The file name that stands for any text, of which no other text has it: ASCII letters, digits, '_', and
      * '-' and '.' but at the beginning, stand for themselves, every other byte is '%' and two hexadecimal
-     * digits. docs: README, "Names of registers". */
+     * digits. docs/settings.md, "Names of registers". */
     static std::string EncodeName(const std::string& text);
 };

@@ -88,10 +88,12 @@ TEST_F(ConfigTest, ChoosesTheEcrSection) {
     }
 }
 
-TEST_F(ConfigTest, TheReadmeShowsTheTablesOfTheCode) {
-    const std::string readme = ReadText(SOURCE_FOLDER "/README.md");
+TEST_F(ConfigTest, ThePagesShowTheTablesOfTheCode) {
+    std::string pages;
+    for (const char* page : {"/README.md", "/docs/settings.md", "/docs/fiscal.md"})
+        pages += ReadText(std::string(SOURCE_FOLDER) + page);
     for (const std::string& table : {GetSettingsMarkdown(), GetExitStatusesMarkdown()})
-        EXPECT_NE(readme.find(table), std::string::npos) << "README.md lacks\n" << table;
+        EXPECT_NE(pages.find(table), std::string::npos) << "the pages lack\n" << table;
     const auto speeds =
         std::minmax_element(std::begin(lineSpeeds), std::end(lineSpeeds),
                             [](const LineSpeed& a, const LineSpeed& b) { return a.baud < b.baud; });
@@ -101,15 +103,15 @@ TEST_F(ConfigTest, TheReadmeShowsTheTablesOfTheCode) {
         told.emplace_back(Format("`%c` %s", parity.letter, parity.name));
     for (const PrinterCommand& command : printerCommands)
         told.push_back(Format("%d %s", command.code, command.meaning));
-    const std::string flat = ReplaceAll(readme, "\n", " ");
+    const std::string flat = ReplaceAll(pages, "\n", " ");
     for (const std::string& text : told)
-        EXPECT_NE(flat.find(text), std::string::npos) << "README.md lacks " << text;
+        EXPECT_NE(flat.find(text), std::string::npos) << "the pages lack " << text;
     for (size_t i = 0; i < fileTypeCount; i++)
         EXPECT_NE(std::string(settings::fileType.meaning).find(KindOf(static_cast<FileType>(i)).setting),
                   std::string::npos);
     const std::string manual = ReadText(SOURCE_FOLDER "/packaging/tavo.1.in");
     for (const std::string& command : GetCommandNames()) {
-        EXPECT_NE(readme.find("| `" + command + "` |"), std::string::npos) << command;
+        EXPECT_NE(pages.find("| `" + command + "` |"), std::string::npos) << command;
         EXPECT_NE(manual.find(".BI " + command + " "), std::string::npos) << command;
     }
 }

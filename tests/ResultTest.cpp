@@ -14,9 +14,9 @@ TEST_F(ResultTest, WritesAResultThatAProgramReadsWhateverItIs) {
     Simulator ecr({"--reject", "2:3", "--reject", "5", "--password", "s3cret", "--trace=json"});
     const std::string tty = "/TTY=" + ecr.Tty();
     const std::string path = folder / "T%2F1.json";
-    const std::string page = ReadText(SOURCE_FOLDER "/README.md");
+    const std::string page = ReadText(SOURCE_FOLDER "/docs/results.md");
     const size_t table = page.find("| Member |");
-    const std::string readme = page.substr(table, page.find("\n\n", table) - table);
+    const std::string shown = page.substr(table, page.find("\n\n", table) - table);
     ini = File("TAVO.ini", "[ECR_T/1]\n");
     const auto result = [&](const char* filter) {
         return RunProgram({"/usr/bin/jq", "-c", filter, path}).output;
@@ -45,8 +45,8 @@ TEST_F(ResultTest, WritesAResultThatAProgramReadsWhateverItIs) {
         EXPECT_EQ(ReadText(path).find("s3cret"), std::string::npos);
         std::istringstream members(result("[paths|map(strings)|last]|unique|.[]"));
         for (std::string member; std::getline(members, member);)
-            EXPECT_NE(readme.find(ReplaceAll(member, "\"", "`")), std::string::npos)
-                << "README.md lacks " << member;
+            EXPECT_NE(shown.find(ReplaceAll(member, "\"", "`")), std::string::npos)
+                << "docs/results.md lacks " << member;
         EXPECT_EQ(result(".hint").find("\"nothing came: tavo-line probe") == 0, status == 5);
         if (words[0] == "send") {
             EXPECT_EQ(

@@ -5,7 +5,7 @@
 
 #include "Files/TargetFile.h"
 
-/** Kinds of data files; FileIo.cpp has what depends on them. docs: README, "Data files". */
+/** Kinds of data files; FileIo.cpp has what depends on them. docs/files.md. */
 enum FileType {
     FileType_CSV = 0,  // text, one record a line
     FileType_BMP = 1,  // 1-bit bitmap, one record a pixel row

@@ -4,7 +4,7 @@
 #include "Formatting/TextDataParser.h"
 
 /**
- * A CSV line, written; docs: README, "Records in a CSV file".
+ * A CSV line, written; docs/files.md, "A record in a CSV file".
  * A field is written only if one byte of the buffer stays free after it; the line is not NUL-terminated.
  */
 class TextDataFormatter : public DataFormatter {

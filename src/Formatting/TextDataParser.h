@@ -25,7 +25,7 @@ enum class FieldRefusal {
 /** The first character of the setting "Delimiter"; to be asked for once a file. */
 char ConfiguredDelimiter();
 
-/** A CSV line, read; docs: README, "Records in a CSV file". */
+/** A CSV line, read; docs/files.md, "A record in a CSV file". */
 class TextDataParser : public DataParser {
 public:
     /** Characters of a field as they stand in the line. */

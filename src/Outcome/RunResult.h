@@ -19,8 +19,8 @@ struct RunOutline {
     bool isResultRefused = false;  // its file cannot be written, which was told
 };
 
-/** What stands for {ECR} in "ResultFile": the file name that only this register has; docs: README, "Names of
- * registers". */
+/** What stands for {ECR} in "ResultFile": the file name that only this register has; docs/settings.md,
+ * "Names of registers". */
 std::string GetRegisterFileName(const std::string& name);
 
 /** Notes the start; there is a command, or what stands in its place. */
@@ -39,8 +39,8 @@ std::string GetResultPath();
 void SetCommand(RunOutline& run, const BaseCommandParameters& params);
 
 /**
- * Writes the file that the setting "ResultFile" names, if it names one, as one JSON object; docs: README,
- * "The result of a run". It is there as a whole or not at all; FileIoException when it cannot be written, or
- * would replace a file of the run: what the command line names, FILE~, the INI file, a log.
+ * Writes the file that the setting "ResultFile" names, if it names one, as one JSON object; docs/results.md,
+ * "The file of the result". It is there as a whole or not at all; FileIoException when it cannot be written,
+ * or would replace a file of the run: what the command line names, FILE~, the INI file, a log.
  */
 void WriteRunResult(const RunOutline& run, int status);
