@@ -170,6 +170,8 @@ void Send(int dataType, InputFile& input, UpdateType updateType) {
     const char* statusMessage = updateType == UpdateType_Delete ? "Records deleted" : "Records sent";
     const int recordsInPacket = AppConfig::Get(settings::recordsInPacket);
     unsigned& recordsSent = updateType == UpdateType_Delete ? counts.deleted : counts.sent;
+    ShowTotal(
+        Format("Records to %s: %d", updateType == UpdateType_Delete ? "delete" : "send", input.GetCount()));
     for (bool isDone = false; !isDone;) {
         try {
             RequestOperation(dataType, updateType == UpdateType_Delete ? Action_Delete : Action_Write);

@@ -264,6 +264,14 @@ TEST_F(EndToEndTest, ShowsProgressOnlyWhereItIsWanted) {
         EXPECT_EQ(Tavo(ecr, {"send", "3", file, std::string("/Progress=") + level}).output.find('\r') !=
                       std::string::npos,
                   counts);
-    RunInShell("", Words({"send", "3", file, "/Progress=2", "/TTY=" + ecr.Tty()}), ">/dev/" + screen.Tty());
-    EXPECT_NE(screen.Written("Return value").find("Records sent: 1\rRecords"), std::string::npos);
+    for (const auto& [name, content, total] : {std::tuple("a.csv", std::string("1,2\n3,4\nbad\n"), "2"),
+                                               {"a.bin", std::string(65, 'x'), "2"},
+                                               {"a.bmp", ReadText(SAMPLES "/logo.bmp"), "40"}}) {
+        const std::vector<std::string> words = {"send", "210", File(name, content), "/Progress=2",
+                                                "/TTY=" + ecr.Tty()};
+        RunInShell("", Words(words), ">/dev/" + screen.Tty() + " 2>&1");
+        const std::string shown = screen.Written("Return value");
+        EXPECT_NE(shown.find(Format("Records to send: %s\r\n", total)), std::string::npos) << shown;
+        EXPECT_NE(shown.find("Records sent: 1\rRecords"), std::string::npos) << shown;
+    }
 }

@@ -118,6 +118,8 @@ int BmpFileReader::Read(int recordNumber, char* buffer, int bufferSize) {
     return length;
 }
 
+int BmpFileReader::GetCount() const { return bitmapHeight; }
+
 void BmpFileReader::Close() {
     bitmapBytes.clear();
     bitmapHeight = bitmapWidth = 0;

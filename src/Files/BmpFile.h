@@ -21,6 +21,7 @@ public:
     void Open(const std::string& filename) override;
     /** Rows wider than bufferSize pixels are cut to that width. */
     int Read(int recordNumber, char* buffer, int bufferSize) override;
+    int GetCount() const override;
     void Close() override;
     void CheckUnchanged() const override;
 

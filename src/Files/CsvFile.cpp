@@ -47,6 +47,8 @@ int CsvFileReaderImpl::Read(int recordNumber, char* buffer, int bufferSize) {
     return length;
 }
 
+int CsvFileReaderImpl::GetCount() const { return lineIndex.GetCount(); }
+
 void CsvFileReaderImpl::Close() { lineIndex.Clear(); }
 
 void CsvFileReaderImpl::CheckUnchanged() const { lineIndex.GetSource().CheckUnchanged(); }

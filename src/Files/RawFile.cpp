@@ -17,6 +17,10 @@ int RawFileReader::Read(int recordNumber, char* buffer, int bufferSize) {
     return static_cast<int>(ioFile.Read(off_t{recordNumber} * rawRecordSize, buffer, size));
 }
 
+int RawFileReader::GetCount() const {
+    return static_cast<int>((ioFile.GetSize() + rawRecordSize - 1) / rawRecordSize);
+}
+
 void RawFileReader::Close() { ioFile.Close(); }
 
 void RawFileReader::CheckUnchanged() const { ioFile.CheckUnchanged(); }

@@ -11,6 +11,7 @@ public:
     FileType GetType() override;
     void Open(const std::string& filename) override;
     int Read(int recordNumber, char* buffer, int bufferSize) override;
+    int GetCount() const override;
     void Close() override;
     void CheckUnchanged() const override;
 

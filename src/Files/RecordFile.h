@@ -23,6 +23,8 @@ public:
     /** Copies record recordNumber (from 0) and returns its length in bytes; 0 when there is no such record.
      */
     virtual int Read(int recordNumber, char* buffer, int bufferSize) = 0;
+    /** How many records can be read; not each of them may be one that can be sent. */
+    virtual int GetCount() const = 0;
     virtual void Close() = 0;
     /** FileIoException when the file has been changed since it was opened. */
     virtual void CheckUnchanged() const = 0;

@@ -1,10 +1,8 @@
 #include "Outcome/Hints.h"
 
-#include <poll.h>
 #include <unistd.h>
 
 #include <cerrno>
-#include <csignal>
 #include <cstring>
 #include <string>
 #include <utility>
@@ -20,33 +18,21 @@
 #include "Path.h"
 #include "Settings.h"
 #include "System/FileLock.h"
+#include "System/Output.h"
 #include "System/PortFacts.h"
 #include "Tools.h"
 
 namespace {
 
-/** Writes a line to a terminal that takes it now: one that is stopped (Ctrl-S), or that a job in the
- * background may not write to, holds no run up. */
-void Show(const std::string& hint) {
-    static std::string shown;  // one that was shown at the start is not shown again
-    if (hint == std::exchange(shown, hint)) return;
-    const std::string line = "hint: " + hint + "\n";
-    pollfd terminal{STDERR_FILENO, POLLOUT, 0};
-    if (hint.empty() || poll(&terminal, 1, 0) != 1 || terminal.revents != POLLOUT) return;
-    sigset_t background;
-    sigset_t former;
-    sigemptyset(&background);
-    sigaddset(&background, SIGTTOU);
-    sigprocmask(SIG_BLOCK, &background, &former);
-    [[maybe_unused]] const ssize_t written = write(STDERR_FILENO, line.data(), line.size());
-    sigprocmask(SIG_SETMASK, &former, nullptr);
-}
-
-/** Shows what hint makes, where somebody reads it. */
-template <class Hint>
-void ShowToPerson(const Hint& hint) {
-    if (isatty(STDERR_FILENO) == 0) return;
-    TryQuietly([&] { Show(hint()); });
+/** Shows what makeHint makes, where somebody reads it. */
+template <class MakeHint>
+void ShowToPerson(const MakeHint& makeHint) {
+    if (!IsPersonThere()) return;
+    TryQuietly([&] {
+        static std::string shown;  // one that was shown at the start is not shown again
+        const std::string hint = makeHint();
+        if (hint != std::exchange(shown, hint) && !hint.empty()) TellPerson("hint: " + hint + "\n");
+    });
 }
 
 std::string HintOnSettings() {

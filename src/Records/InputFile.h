@@ -34,6 +34,7 @@ public:
     void CheckUnchanged() const { m_reader->CheckUnchanged(); }
     void Close();
 
+    int GetCount() const { return m_reader->GetCount(); }
     const FileKind& GetKind() const { return KindOf(m_reader->GetType()); }
     /** Line of the file that the record came from, 0 for files without lines. */
     int GetLineNumber(int recordNumber) const;

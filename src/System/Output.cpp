@@ -5,6 +5,7 @@
 #include <unistd.h>
 
 #include <cerrno>
+#include <csignal>
 
 #include "System/Interrupt.h"
 
@@ -58,6 +59,24 @@ void ShowProgress(const std::string& text) {
 void EraseProgress(size_t length) { ShowProgress(std::string(length, ' ')); }
 
 void SetProgress(int level) { isProgressShown = level == 2 ? isatty(STDOUT_FILENO) != 0 : level != 0; }
+
+bool IsPersonThere() { return isatty(STDERR_FILENO) != 0; }
+
+void TellPerson(std::string_view line) {
+    pollfd terminal{STDERR_FILENO, POLLOUT, 0};
+    if (!IsPersonThere() || poll(&terminal, 1, 0) != 1 || terminal.revents != POLLOUT) return;
+    sigset_t background;
+    sigset_t former;
+    sigemptyset(&background);
+    sigaddset(&background, SIGTTOU);
+    sigprocmask(SIG_BLOCK, &background, &former);
+    [[maybe_unused]] const ssize_t written = write(STDERR_FILENO, line.data(), line.size());
+    sigprocmask(SIG_SETMASK, &former, nullptr);
+}
+
+void ShowTotal(const std::string& text) {
+    if (isProgressShown) TellPerson(text + "\n");
+}
 
 HeldOutput::HeldOutput() : m_start(heldText.size()) { holders++; }
 
