@@ -3,7 +3,9 @@
 #include <algorithm>
 #include <cstdlib>
 #include <iterator>
+#include <map>
 #include <optional>
+#include <utility>
 
 #include "AppConfig.h"
 #include "EcrComm/CommChannels/Linux/LineSettings.h"
@@ -171,11 +173,21 @@ std::string DiagnoseKeylessLine(const std::string& line) {
     return FindInFile(word) == nullptr ? "" : "'" + Printable(text) + "' has no equals sign, and no effect";
 }
 
+/** A setting in a section that nothing reads; one with its default may be there to be copied. */
+std::string DiagnoseUnread(const IniLine& line) {
+    const Setting* const setting = line.key ? FindInFile(*line.key) : nullptr;
+    const bool isMeant = setting != nullptr && !line.value.empty() && line.value != GetDefault(*setting);
+    return isMeant ? std::string(setting->name) + " has no effect in [" + Printable(line.section) +
+                         "], which nothing reads"
+                   : "";
+}
+
 void DiagnoseLine(const IniLine& line, Warnings& warnings) {
     const std::string place = Format("line %d: ", line.number);
     if (line.isHeading) warnings.Add(place, DiagnoseHeading(line.section));
     const bool isComment = line.key && (line.key->empty() || (*line.key)[0] == ';' || (*line.key)[0] == '#');
     const SettingPlace section = PlaceOf(line.section);
+    if (section == SettingPlace_None) warnings.Add(place, DiagnoseUnread(line));
     if (section == SettingPlace_None || isComment) return;
     if (!line.isHeading && !line.key) warnings.Add(place, DiagnoseKeylessLine(line.text));
     if (!line.key) return;
@@ -224,6 +236,20 @@ void DiagnoseSections(Warnings& warnings) {
                     "that begins with [ECR_ and stands once");
 }
 
+/** A setting that stands in one section again: the last one holds, also without a value. */
+void DiagnoseRepeats(Warnings& warnings) {
+    std::map<std::string, std::pair<int, std::string>> last;  // by section and name
+    IniFile::VisitLines([&](const IniLine& line) {
+        if (!line.key || FindInFile(*line.key) == nullptr) return;
+        const auto [former, isFirst] =
+            last.try_emplace(ToUpper(line.section + "]" + *line.key), line.number, line.value);
+        if (!isFirst && !former->second.second.empty())
+            warnings.Add(Format("line %d: ", former->second.first),
+                         *line.key + Format(" has no effect: line %d has it again", line.number));
+        former->second = {line.number, line.value};
+    });
+}
+
 /** Each alone may be short enough. */
 void DiagnoseSum(Warnings& warnings) {
     const int operationTime = AppConfig::Get(settings::ecrOperationMaxTime);
@@ -255,6 +281,7 @@ std::vector<std::string> DiagnoseSettings() {
     DiagnoseCommandLine(warnings);
     DiagnoseBytes(warnings);
     IniFile::VisitLines([&](const IniLine& line) { DiagnoseLine(line, warnings); });
+    DiagnoseRepeats(warnings);
     DiagnoseSections(warnings);
     DiagnoseSum(warnings);
     DiagnosePatience(warnings);

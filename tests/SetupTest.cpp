@@ -59,9 +59,9 @@ TEST_F(SetupTest, NamesTheSourceOfEachSettingAndWhatIsWrongInTheIniFile) {
     ini = File(
         "TAVO.ini",
         "ComSettings=baud=9600\n[Common]\nDelimeter = ;\nretrycount=three\nComSettings=baud=4800\n"
-        "Password=se#cret ; of all\n# no=comment\n[ECR Till1]\nTTY=x\n[Notes for all]\nFoo=1\n[ECR_Till2]\n"
+        "Password=se#cret ; of all\n# no=comment\n[ECR Till1]\nTTY=x\n[Notes for all]\nFoo=1\nTTY=ttyS0\nRetryCount=1\n[ECR_Till2]\n"
         "TTY = pts/999 ; the till\nProtocolSet=9\nEcrOperationMaxTime=30000\nRetryCount=\n"
-        "EcrCommMaxTime=25000\n");
+        "EcrCommMaxTime=25000\nprotocolset=1\n");
     const std::string shown = Check({"--setup", "/ecr=B", "/DefaultECR=C", "/WithTC=1"}).output;
     EXPECT_EQ(
         Matches(shown,
@@ -80,9 +80,12 @@ warning: line 4: RetryCount: 'three' is no number: it counts as 0
 warning: line 5: ComSettings has an effect only above the first section heading of the INI file
 warning: line 6: Password: there are no comments, the whole value is ...
 warning: line 8: [ECR Till1]: nothing selects this section, [ECR_Till1]?
-warning: line 13: TTY: there are no comments, the whole value is 'pts/999 ; the till'
-warning: line 14: ProtocolSet: 9 is not from 0 to 1
-warning: line 15: EcrOperationMaxTime: of 30000 ms only 4400 are waited, as the port counts up to 25.5 s and begins again at 0
+warning: line 9: TTY has no effect in [ECR Till1], which nothing reads
+warning: line 12: TTY has no effect in [Notes for all], which nothing reads
+warning: line 15: TTY: there are no comments, the whole value is 'pts/999 ; the till'
+warning: line 16: ProtocolSet: 9 is not from 0 to 1
+warning: line 17: EcrOperationMaxTime: of 30000 ms only 4400 are waited, as the port counts up to 25.5 s and begins again at 0
+warning: line 16: protocolset has no effect: line 20 has it again
 )");
     EXPECT_EQ(shown.find("secret"), std::string::npos);
     ini = File("a.ini", "\xEF\xBB\xBFTop\r\n[Common]\r\n[ECR_A]\r\n[ECR_a]\r\n\x1A\r\n[ECR_B]");
