@@ -151,7 +151,7 @@ void Sheet(Bytes& content) {
     Require(again.changes.empty() && again.text == fixed.text, "fixing twice is fixing once");
     const std::vector<std::string> lines = ReadLines(Scratch(content));
     for (const std::string& line : lines) DiagnoseLine(line, rules);
-    for (const Finding& finding : DiagnoseTable(lines, rules.delimiter))
+    for (const Finding& finding : DiagnoseTable(lines, rules.delimiter).warnings)
         Require(finding.line <= static_cast<int>(lines.size()), "a finding is of a line that is there");
     DiagnoseFile(lines, rules);
 }
