@@ -77,7 +77,7 @@ std::string NameCharacter(const std::string& text) {
 std::string BehindColon(const std::string& text) { return text.empty() ? "" : ": " + text; }
 
 /** Why a field is not taken, in words. */
-std::string DiagnoseRefused(FieldRefusal refusal, const std::string& raw, int field) {
+std::string DiagnoseRefused(FieldRefusal refusal, const std::string& raw, bool mayBeFixed) {
     switch (refusal) {
         case FieldRefusal::None: return "";
         case FieldRefusal::TooLong:
@@ -87,7 +87,7 @@ std::string DiagnoseRefused(FieldRefusal refusal, const std::string& raw, int fi
         case FieldRefusal::UnknownKind:
             return "field begins with " + NameCharacter(raw) +
                    ": it is no text in quotes, no number and no binary data (0x)" +
-                   BehindColon(field > 1 && IsBareText(raw)
+                   BehindColon(mayBeFixed && IsBareText(raw)
                                    ? "write quotes around it, or let tavo-check --fix do that"
                                    : AdviseOnSpreadsheetForm(raw));
         case FieldRefusal::NotClosed: return notClosed;
@@ -213,8 +213,9 @@ std::vector<Finding> DiagnoseLine(const std::string& line, const LineRules& rule
         const bool isBad = !DataConverter::ConvertField(type, fields, formatter);
         const std::string raw = Trim(fields.GetFieldText(), blanks);
         const auto column = static_cast<int>(line.find_first_not_of(skipped, fields.GetFieldStart()) + 1);
-        const std::string cause = isBad ? DiagnoseRefused(fields.GetRefusal(), raw, field)
-                                        : DiagnoseTaken(type, raw, fields.IsQuoteOpen());
+        const std::string cause = isBad
+                                      ? DiagnoseRefused(fields.GetRefusal(), raw, field > 1 && !rules.isFixed)
+                                      : DiagnoseTaken(type, raw, fields.IsQuoteOpen());
         if (isBad || !cause.empty()) findings.push_back({isBad, 0, field, column, cause});
         if (isBad) return findings;
     }

@@ -136,6 +136,15 @@ bool HasDecimalCommas(const std::vector<std::string>& lines, char delimiter) {
     return false;
 }
 
+/** The number of fields that most lines have; of two such the smaller one. */
+size_t FindUsualWidth(const std::vector<std::string>& lines, char delimiter) {
+    std::map<size_t, size_t> counts;
+    for (const std::string& line : lines) counts[SplitFields(line, delimiter).size()]++;
+    const auto usual = std::max_element(counts.begin(), counts.end(),
+                                        [](const auto& a, const auto& b) { return a.second < b.second; });
+    return usual == counts.end() ? 0 : usual->first;
+}
+
 bool IsAscii(const std::string& text) {
     return std::all_of(text.begin(), text.end(), [](char c) { return static_cast<unsigned char>(c) < 0x80; });
 }
@@ -176,6 +185,7 @@ public:
         const std::vector<std::string> texts = TextsOf(lines);
         m_from = FindOtherDelimiter(texts, m_to).value_or(m_to);
         m_hasDecimalCommas = HasDecimalCommas(texts, m_from);
+        m_width = FindUsualWidth(texts, m_from);
     }
 
     /** Adds what it does, and keeps which fields keep a line as it is; false when it does nothing. */
@@ -210,7 +220,8 @@ private:
         line.clear();
         for (size_t i = 0; i < fields.size(); i++) {
             const int number = static_cast<int>(i) + 1;
-            const std::string obstacle = FixField(fields[i], number, isRecord && i > 0);
+            const std::string obstacle =
+                FixField(fields[i], number, isRecord && i > 0, fields.size() > m_width);
             if (!obstacle.empty()) return {false, 0, number, 0, obstacle};
             line += (i == 0 ? "" : std::string(1, m_to)) + fields[i];
         }
@@ -219,7 +230,7 @@ private:
     }
 
     /** Returns why the line must stay as it is; empty when it need not for this field. */
-    std::string FixField(std::string& field, int number, bool mayLackQuotes) {
+    std::string FixField(std::string& field, int number, bool mayLackQuotes, bool isWide) {
         const std::string text = Trim(field, " \t");
         const bool isCommaFree = m_from != ',';
         if (isCommaFree && IsGroup(field) && !m_hasDecimalCommas) return "the comma may stand for thousands";
@@ -233,6 +244,9 @@ private:
             std::replace(field.begin(), field.end(), ',', '.');
             m_changes.push_back(Format("decimal comma in field %d is a point now", number));
         } else if (mayLackQuotes && IsBareText(text)) {
+            if (isWide)
+                return "a text without quotes, in a line of more fields than most: does the delimiter stand "
+                       "in it?";
             field = Quoted(text);
             m_changes.push_back(Format("quotes around the text in field %d", number));
         } else if (m_from != m_to && SplitFields(field, m_to).size() > 1) {
@@ -246,6 +260,7 @@ private:
     char m_from;
     char m_to;
     bool m_hasDecimalCommas;
+    size_t m_width;
     std::vector<std::string> m_changes;  // of the line
 };
 

@@ -116,10 +116,10 @@ std::optional<NightRow> FindNightToGoOn(Ledger& ledger) {
 std::vector<RegisterPlan> PlanNight(Ledger& ledger, long long night, const NightSettings& settings,
                                     const std::vector<const RegisterSettings*>& served) {
     Transaction planning(ledger.Get());
-    Change(
-        ledger.Get(),
-        "INSERT INTO night VALUES (?, ?, NULL, NULL) ON CONFLICT DO UPDATE SET ended = NULL, status = NULL",
-        night, GetWallTime());
+    Change(ledger.Get(),
+           "INSERT INTO night VALUES (?, ?, NULL, NULL) ON CONFLICT (number) DO UPDATE SET ended = NULL, "
+           "status = NULL",
+           night, GetWallTime());
     RemoveLeftJobs(ledger, night, settings, served);
     LeaveToPerson(ledger, settings);
     std::vector<RegisterPlan> plans;

@@ -383,6 +383,7 @@ TEST_F(CheckTest, FixesWhatIsCertainInACopyThatPasses) {
          {std::tuple(std::string("1;\"a\";1,25\n2;\"b\";2,5\n"), ";",
                      std::string("1;\"a\";1.25\n2;\"b\";2.5\n")),
           {"1\t\"a\"\t1,25\n", ",", "1,\"a\",1.25\n"},
+          {"1,Milk,2\n2,Rice, long,3\n", ",", "1,\"Milk\",2\n2,Rice, long,3\n"},
           {"1\t\"a\"\t1,25\n", ";", "1;\"a\";1.25\n"},
           {"1,\"a\rb\",2\n2,,\n", ",", "1,\"a\rb\",2\n2,,\n"},
           {"1;" + std::string(60000, '1') + ";1,5\n", ",", "1," + std::string(60000, '1') + ",1.5\n"},
@@ -403,7 +404,7 @@ TEST_F(CheckTest, FixesWhatIsCertainInACopyThatPasses) {
     }
     // not in the code page; a change before the obstacle
     const std::string odd =
-        "1;\"\xE4\xB8\255\"\n\"2\";2,5;1,5 EUR\n3;\"Rice,\nlong\";1,25\n4;x, y;1,25\nNumber;x, y\n";
+        "1;\"\xE4\xB8\255\";7\n\"2\";2,5;1,5 EUR\n3;\"Rice,\nlong\";1,25\n4;x, y;1,25\nNumber;x, y\n";
     EXPECT_EQ(
         Matches(Check({"--fix", folder / "b.csv", "--codepage", "CP1257", "3", File("c.csv", odd)}).output,
                 "fixed: line [^\n]*|line [^\n]*left as[^\n]*"),
