@@ -21,7 +21,7 @@
 namespace {
 
 constexpr const char* blanks = " \t";
-constexpr const char* notClosed = "text field is not closed: take a line break out of it, or write the quote";
+constexpr const char* notClosed = "text field is not closed: is there a line break in it?";
 
 /** A line's fields. */
 TextDataParser Fields(const std::string& line, char delimiter) {

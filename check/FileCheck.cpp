@@ -189,7 +189,7 @@ ReturnCode CheckFile(const CheckOptions& options) {
                Format("the lines named are left out: the other %d commands would be executed",
                       verdict.count)}},
              options.isJson);
-    if (!explanation.note.empty() && !options.isShown)
+    if (!explanation.note.empty() && !options.isShown && verdict.status == ReturnCode_OK)
         Print((options.isJson ? ToJson({false, 0, 0, 0, explanation.note}, "note")
                               : "note: " + explanation.note) +
               "\n");
