@@ -159,6 +159,14 @@ extern "C" int open(const char* path, int flags, ...) {
     return Fails("open", EMFILE) ? -1 : Next<int(const char*, int, ...)>("open")(path, flags, mode);
 }
 
+#if !__GLIBC_PREREQ(2, 33)
+// what the header of an older C library makes of fstat
+extern "C" int __fxstat64(int version, int file, struct stat64* status) noexcept {
+    return Fails("fstat", EIO) ? -1
+                               : Next<int(int, int, struct stat64*)>("__fxstat64")(version, file, status);
+}
+#endif
+
 // F_DUPFD_CLOEXEC gives a descriptor that is closed to learn what was lost; the other command is a lock
 extern "C" int fcntl(int file, int command, ...) {
     va_list arguments;
