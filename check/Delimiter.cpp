@@ -1,5 +1,7 @@
 #include "Delimiter.h"
 
+#include <algorithm>
+
 #include "Decimal.h"
 #include "Format.h"
 #include "Formatting/TextDataParser.h"
@@ -35,8 +37,8 @@ Count CountBeginnings(const std::vector<std::string>& lines, char delimiter) {
 }  // namespace
 
 Beginning GetBeginning(const std::string& line, char delimiter) {
-    TextDataParser fields(reinterpret_cast<const byte*>(line.data()), static_cast<uint16_t>(line.size()),
-                          delimiter);
+    const size_t size = std::min(line.size(), maxLineLength);  // a corrected file may have longer ones
+    TextDataParser fields(reinterpret_cast<const byte*>(line.data()), static_cast<uint16_t>(size), delimiter);
     const FieldType type = fields.GetFieldType();
     const std::string text = Trim(fields.GetFieldText(), " \t");
     Decimal number;
@@ -46,7 +48,7 @@ Beginning GetBeginning(const std::string& line, char delimiter) {
                              : IsClosedText(text) && fields.GetString(taken, sizeof taken);
     if (!isField) return Beginning::NoField;
     const bool isLast = fields.GetFieldType() == FieldType_None;
-    return isLast && line.back() != delimiter ? Beginning::Whole : Beginning::Field;
+    return isLast && line[size - 1] != delimiter ? Beginning::Whole : Beginning::Field;
 }
 
 std::optional<char> FindOtherDelimiter(const std::vector<std::string>& lines, char delimiter) {

@@ -13,9 +13,7 @@ enum class Beginning {
 
 Beginning GetBeginning(const std::string& line, char delimiter);
 
-/** The delimiter by which most lines begin with a field, and more than by this one; nothing when there is
- * none.
- */
+/** The delimiter by which most lines begin with a field, and more than by this one; nothing for none. */
 std::optional<char> FindOtherDelimiter(const std::vector<std::string>& lines, char delimiter);
 
 /** "tab", "';'" */

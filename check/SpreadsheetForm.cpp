@@ -1,5 +1,6 @@
 #include "SpreadsheetForm.h"
 
+#include <algorithm>
 #include <cctype>
 
 #include "Pattern.h"
