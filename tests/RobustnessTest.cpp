@@ -131,8 +131,8 @@ TEST_F(RobustnessTest, IsHardenedAsThePackageIs) {
     for (const std::string program : programs) {
         const std::string elf =
             RunProgram({"/bin/sh", "-c", "readelf -Whld --dyn-syms '" + program + "'"}).output;
-        for (const char* sign : {"Flags: NOW PIE", "GNU_RELRO", "BIND_NOW",
-                                 "__stack_chk_fail", "__vsnprintf_chk"})
+        for (const char* sign :
+             {"Flags: NOW PIE", "GNU_RELRO", "BIND_NOW", "__stack_chk_fail", "__vsnprintf_chk"})
             EXPECT_NE(elf.find(sign), std::string::npos) << program << ": " << sign;
     }
 }

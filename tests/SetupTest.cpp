@@ -56,12 +56,12 @@ TEST_F(SetupTest, TellsWithWhichStatusARunCouldNotStart) {
 }
 
 TEST_F(SetupTest, NamesTheSourceOfEachSettingAndWhatIsWrongInTheIniFile) {
-    ini = File(
-        "TAVO.ini",
-        "ComSettings=baud=9600\n[Common]\nDelimeter = ;\nretrycount=three\nComSettings=baud=4800\n"
-        "Password=se#cret ; of all\n# no=comment\n[ECR Till1]\nTTY=x\n[Notes for all]\nFoo=1\nTTY=ttyS0\nRetryCount=1\n[ECR_Till2]\n"
-        "TTY = pts/999 ; the till\nProtocolSet=9\nEcrOperationMaxTime=30000\nRetryCount=\n"
-        "EcrCommMaxTime=25000\nprotocolset=1\n");
+    ini = File("TAVO.ini",
+               "ComSettings=baud=9600\n[Common]\nDelimeter = ;\nretrycount=three\nComSettings=baud=4800\n"
+               "Password=se#cret ; of all\n# no=comment\n[ECR Till1]\nTTY=x\n[Notes for "
+               "all]\nFoo=1\nTTY=ttyS0\nRetryCount=1\n[ECR_Till2]\n"
+               "TTY = pts/999 ; the till\nProtocolSet=9\nEcrOperationMaxTime=30000\nRetryCount=\n"
+               "EcrCommMaxTime=25000\nprotocolset=1\n");
     const std::string shown = Check({"--setup", "/ecr=B", "/DefaultECR=C", "/WithTC=1"}).output;
     EXPECT_EQ(
         Matches(shown,
