@@ -71,7 +71,6 @@ std::vector<Finding> DiagnoseContent(const std::string& filename, const FileKind
     file.read(start.data(), static_cast<std::streamsize>(start.size()));
     start.resize(static_cast<size_t>(std::max<std::streamsize>(file.gcount(), 0)));
     if (start.empty()) return {{false, 0, 0, 0, "the file is empty"}};
-    if (!kind.hasLines && !kind.isPicture) return {};
     for (const auto& other : otherFiles)
         if (start.compare(0, other.start.size(), other.start) == 0 && (other.isPicture || kind.hasLines))
             return {

@@ -13,6 +13,7 @@
 #include "Formatting/BinaryDataFormatter.h"
 #include "Formatting/TextDataParser.h"
 #include "OLVE_Compatibility.h"
+#include "Pattern.h"
 #include "Records/Record.h"
 #include "SpreadsheetForm.h"
 #include "TextFile.h"
@@ -34,6 +35,8 @@ std::optional<int64_t> KeyOf(const std::string& line, char delimiter) {
 
 /** What is odd about a number that is taken. */
 std::string DiagnoseNumber(const std::string& raw) {
+    static const Pattern cut(R"(0\d{1,2})");
+    if (cut.Matches(raw)) return "number begins with 0: is the comma before it a decimal comma?";
     Decimal number;
     char readBack[32];
     number.FromString(raw);
@@ -142,9 +145,10 @@ void DiagnoseKey(const std::string& line, const LineRules& rules, std::vector<Fi
 }
 
 /** Of the whole file; without a cause for none. */
-Finding DiagnoseCoding(const std::vector<std::string>& lines) {
+Finding DiagnoseCoding(const std::vector<std::string>& lines, bool isFixed) {
     const Coding coding = FindCoding(lines);
-    if (coding.utf8Line == 0) return {};
+    // in a copy a line is left whose letters the code page does not have
+    if (coding.utf8Line == 0 || (isFixed && coding.otherLine > 0)) return {};
     if (coding.otherLine > 0)
         return {false, coding.otherLine, 0, 0,
                 Format("letters that are no UTF-8, while those of line %d look like it: save the file in one "
@@ -152,7 +156,7 @@ Finding DiagnoseCoding(const std::vector<std::string>& lines) {
                        coding.utf8Line)};
     return {false, coding.utf8Line, 0, coding.utf8Column,
             "letters look like UTF-8, of several bytes each; the register takes one byte a letter: save the "
-            "file in the register's code page"};
+            "file in the register's code page, or let tavo-check --fix --codepage do that"};
 }
 
 Finding DiagnoseDelimiter(const std::vector<std::string>& lines, char delimiter) {
@@ -213,9 +217,9 @@ std::vector<Finding> DiagnoseLine(const std::string& line, const LineRules& rule
         const bool isBad = !DataConverter::ConvertField(type, fields, formatter);
         const std::string raw = Trim(fields.GetFieldText(), blanks);
         const auto column = static_cast<int>(line.find_first_not_of(skipped, fields.GetFieldStart()) + 1);
-        const std::string cause = isBad
-                                      ? DiagnoseRefused(fields.GetRefusal(), raw, field > 1 && !rules.isFixed)
-                                      : DiagnoseTaken(type, raw, fields.IsQuoteOpen());
+        const std::string cause =
+            isBad ? DiagnoseRefused(fields.GetRefusal(), raw, field > 1 && !rules.isFixed && !rules.isCommand)
+                  : DiagnoseTaken(type, raw, fields.IsQuoteOpen());
         if (isBad || !cause.empty()) findings.push_back({isBad, 0, field, column, cause});
         if (isBad) return findings;
     }
@@ -240,7 +244,7 @@ std::vector<Finding> DiagnoseFile(const std::vector<std::string>& lines, const L
              "the file begins with a UTF-8 byte-order mark, which belongs to the first field: save it "
              "without one"});
     const bool isSorted = !rules.isCommand && AppConfig::Get(settings::sortInputFileLines) != 0;
-    for (const Finding& warning : {DiagnoseCoding(lines), DiagnoseLineEnds(lines),
+    for (const Finding& warning : {DiagnoseCoding(lines, rules.isFixed), DiagnoseLineEnds(lines),
                                    rules.isFixed ? Finding() : DiagnoseDelimiter(lines, rules.delimiter),
                                    isSorted ? DiagnoseOrder(lines, rules.delimiter) : Finding()})
         if (!warning.cause.empty()) warnings.push_back(warning);

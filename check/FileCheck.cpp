@@ -1,5 +1,6 @@
 #include "FileCheck.h"
 
+#include <algorithm>
 #include <optional>
 #include <string>
 #include <vector>
@@ -184,7 +185,9 @@ ReturnCode CheckFile(const CheckOptions& options) {
     const Explanation explanation =
         verdict.hasLines && contents.empty() ? Explain(params.filePath, rules) : Explanation();
     Tell(explanation.findings, options.isJson);
-    if (options.isFiscal && verdict.status == ReturnCode_OK && !FileErrors::GetLines().empty())
+    const bool hasBadLine = std::any_of(explanation.findings.begin(), explanation.findings.end(),
+                                        [](const Finding& finding) { return finding.isBad; });
+    if (options.isFiscal && verdict.status == ReturnCode_OK && hasBadLine)
         Tell({{false, 0, 0, 0,
                Format("the lines named are left out: the other %d commands would be executed",
                       verdict.count)}},

@@ -6,6 +6,7 @@
 #include <cerrno>
 #include <map>
 #include <optional>
+#include <utility>
 
 #include "Delimiter.h"
 #include "Exceptions.h"
@@ -120,6 +121,12 @@ std::string Quoted(const std::string& text) {
     return quoted + "\"";
 }
 
+/** Whether its points, if they are none of decimals, stand for thousands. */
+bool IsPointGroup(const std::string& field) {
+    static const Pattern form(R"([ \t]*-?[1-9]\d{0,2}(\.\d{3})+[ \t]*)");
+    return field.size() <= TextDataParser::maxFieldLength && form.Matches(field);
+}
+
 /** Whether one of the two can only stand for thousands, and the other for decimals. */
 bool IsGroupedDecimal(const std::string& field) {
     static const Pattern form(R"([ \t]*-?[1-9]\d{0,2}((\.\d{3})+,|(,\d{3})+\.)\d+[ \t]*)");
@@ -149,6 +156,15 @@ bool IsAscii(const std::string& text) {
     return std::all_of(text.begin(), text.end(), [](char c) { return static_cast<unsigned char>(c) < 0x80; });
 }
 
+/** The first letter of a text in UTF-8 that the code page does not have. */
+std::string FindLacking(const std::string& text, const Converter& converter) {
+    for (size_t i = 0, length; i < text.size(); i += length) {
+        length = std::max<size_t>(Utf8Length(text, i), 1);
+        if (!converter.Convert(text.substr(i, length))) return text.substr(i, length);
+    }
+    return "";
+}
+
 /** Puts letters into the code page, all of the file that are in it, or none. */
 void ConvertLetters(std::vector<TextLine>& lines, const Converter& converter, FixedText& fixed) {
     const Coding coding = FindCoding(TextsOf(lines));
@@ -161,13 +177,13 @@ void ConvertLetters(std::vector<TextLine>& lines, const Converter& converter, Fi
                      "they are: letters that are no UTF-8, on account of which none is converted");
     std::vector<TextLine> result = lines;
     std::vector<Finding> changes;
-    std::vector<int> lacking;
+    std::vector<std::pair<int, std::string>> lacking;  // line and letter
     for (size_t i = 0; i < lines.size(); i++) {
         if (IsAscii(lines[i].text)) continue;
         const std::optional<std::string> text = converter.Convert(lines[i].text);
         if (text) result[i].text = *text;
         if (text) changes.push_back({false, static_cast<int>(i) + 1, 0, 0, "letters converted"});
-        if (!text) lacking.push_back(static_cast<int>(i) + 1);
+        if (!text) lacking.emplace_back(static_cast<int>(i) + 1, FindLacking(lines[i].text, converter));
     }
     const Coding after = FindCoding(TextsOf(result));
     const bool hasMark = !result.empty() && result[0].text.compare(0, 3, byteOrderMark) == 0;
@@ -175,7 +191,8 @@ void ConvertLetters(std::vector<TextLine>& lines, const Converter& converter, Fi
         return leave(changes[0].line, "they are: converted, letters would look like UTF-8 again");
     lines = result;
     fixed.changes.insert(fixed.changes.end(), changes.begin(), changes.end());
-    for (const int line : lacking) leave(line, "it is: a letter is not in the code page");
+    for (const auto& [line, letter] : lacking)
+        leave(line, ("it is: the letter '" + letter + "' is not in the code page").c_str());
 }
 
 /** One pass over the fields of the lines. */
@@ -184,7 +201,7 @@ public:
     Fixer(std::vector<TextLine>& lines, char delimiter) : m_lines(lines), m_to(delimiter) {
         const std::vector<std::string> texts = TextsOf(lines);
         m_from = FindOtherDelimiter(texts, m_to).value_or(m_to);
-        m_hasDecimalCommas = HasDecimalCommas(texts, m_from);
+        m_hasDecimalCommas = m_from != ',' && HasDecimalCommas(texts, m_from);
         m_width = FindUsualWidth(texts, m_from);
     }
 
@@ -213,7 +230,7 @@ private:
     Finding FixFields(std::string& line) {
         std::vector<std::string> fields = SplitFields(line, m_from);
         if (fields.size() == 1) return {};
-        if (m_from != m_to && std::count(line.begin(), line.end(), '"') % 2 != 0)
+        if (std::count(line.begin(), line.end(), '"') % 2 != 0)
             return {false, 0, static_cast<int>(fields.size()), 0,
                     "the text is not closed: take a line break out of the cell"};
         const bool isRecord = GetBeginning(line, m_from) == Beginning::Field;  // no heading
@@ -234,6 +251,8 @@ private:
         const std::string text = Trim(field, " \t");
         const bool isCommaFree = m_from != ',';
         if (isCommaFree && IsGroup(field) && !m_hasDecimalCommas) return "the comma may stand for thousands";
+        if (m_hasDecimalCommas && IsPointGroup(field))
+            return "the point may stand for thousands: format the column without thousands separators";
         if (isCommaFree && IsGroupedDecimal(field)) {
             const size_t point = field.find_last_of(".,");
             for (size_t i = point; i-- > 0;)
@@ -244,9 +263,11 @@ private:
             std::replace(field.begin(), field.end(), ',', '.');
             m_changes.push_back(Format("decimal comma in field %d is a point now", number));
         } else if (mayLackQuotes && IsBareText(text)) {
-            if (isWide)
-                return "a text without quotes, in a line of more fields than most: does the delimiter stand "
-                       "in it?";
+            if (isWide || text.find('"') != std::string::npos)
+                return isWide
+                           ? "a text without quotes, in a line of more fields than most: does the delimiter "
+                             "stand in it?"
+                           : "a text without quotes has some in it: write it in quotes, and those twice";
             field = Quoted(text);
             m_changes.push_back(Format("quotes around the text in field %d", number));
         } else if (m_from != m_to && SplitFields(field, m_to).size() > 1) {

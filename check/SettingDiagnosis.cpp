@@ -168,7 +168,9 @@ std::string DiagnoseHeading(const std::string& section) {
 
 /** A line without an equals sign that begins with the name of a setting. */
 std::string DiagnoseKeylessLine(const std::string& line) {
-    const std::string text = TrimLeft(line, " \t");
+    const std::string text = Trim(line, " \t\r");
+    if (!text.empty() && (text.front() == '[') != (text.back() == ']'))
+        return "'" + Printable(text) + "' is no heading: a bracket is missing";
     const std::string word = text.substr(0, text.find_first_of(" \t:"));
     return FindInFile(word) == nullptr ? "" : "'" + Printable(text) + "' has no equals sign, and no effect";
 }

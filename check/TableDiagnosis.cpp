@@ -109,6 +109,11 @@ public:
         DiagnoseHeading();
         if (m_width == 0) return {m_findings, m_note};
         std::vector<bool> hasDecimals;
+        size_t quoted = 0;
+        VisitColumn(0, [&](const Row&, const Cell& cell) {
+            quoted += cell.type == FieldType_String && IsWhole(Unquoted(cell.text)) ? 1 : 0;
+        });
+        m_isAllQuoted = 2 * quoted > m_usualCount;
         for (size_t i = 0; i < m_width; i++) hasDecimals.push_back(DiagnoseColumn(i));
         for (const Row& row : m_rows)
             if (row.cells.size() != m_width) DiagnoseWidth(row, hasDecimals);
@@ -204,7 +209,8 @@ private:
     std::map<FieldType, size_t> CountMeant(size_t field) {
         std::map<FieldType, size_t> types;
         size_t wholeTexts = 0;
-        bool isMeantOtherwise = field == 0;  // a record's number is no text
+        // a record's number is no text; where it stands in quotes, all cells do
+        bool isMeantOtherwise = field == 0 || m_isAllQuoted;
         VisitColumn(field, [&](const Row&, const Cell& cell) {
             const FieldType meant = MeantType(cell);
             const bool isText = cell.type == FieldType_String;
@@ -220,10 +226,13 @@ private:
         return types;
     }
 
-    /** 1.250 among whole numbers: a zero at the end shows that the point is no decimal point. */
+    /** 1.250 among whole numbers: a zero at the end shows that the point is no decimal point. So does a
+     * decimal comma in another line. */
     void DiagnosePointsInThousands(size_t field) {
         static const Pattern grouped(R"(-?[1-9]\d{0,2}\.\d{3})");
         static const Pattern small(R"(-?[1-9]\d{0,2})");
+        static const Pattern withComma(R"("?-?\d[\d.]*,\d+"?)");
+        bool hasComma = false;
         std::vector<const Row*> rows;
         bool hasZero = false;
         size_t others = 0;
@@ -232,11 +241,13 @@ private:
             if (cell.type == FieldType_Number && grouped.Matches(cell.text)) {
                 rows.push_back(&row);
                 hasZero = hasZero || cell.text.back() == '0';
+            } else if (cell.text.size() <= TextDataParser::maxFieldLength && withComma.Matches(cell.text)) {
+                hasComma = true;
             } else if (cell.text != "0") {
                 (small.Matches(cell.text) ? smallCount : others)++;
             }
         });
-        if (!hasZero || others > 0 || smallCount == 0) return;
+        if (!hasComma && (!hasZero || others > 0 || smallCount == 0)) return;
         for (const Row* row : rows)
             Warn(*row, field,
                  "a point for thousands? It is taken for a decimal point: format the column without "
@@ -293,6 +304,7 @@ private:
     int m_heading = 0;  // its last line
     std::vector<Finding> m_findings;
     std::string m_note;
+    bool m_isAllQuoted = false;  // the numbers of most records, too
 };
 
 }  // namespace

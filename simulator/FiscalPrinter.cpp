@@ -75,7 +75,8 @@ byte FiscalPrinter::Sell(const Record& fields, std::vector<std::string>& paper) 
     char name[128];
     Decimal quantity;
     Decimal price;
-    if (!parser.GetString(name, sizeof name) || !parser.GetNumber(quantity) || !parser.GetNumber(price))
+    if (!parser.GetString(name, sizeof name) || !parser.GetNumber(quantity) || !parser.GetNumber(price) ||
+        parser.GetFieldType() != FieldType_None)
         return ResponseCode_BadData;
     const Decimal amount = Round(quantity * price, 2);
     m_total += amount;
@@ -88,7 +89,8 @@ byte FiscalPrinter::Sell(const Record& fields, std::vector<std::string>& paper) 
 byte FiscalPrinter::PrintText(const Record& fields, std::vector<std::string>& paper) {
     BinaryDataParser parser(fields.data(), static_cast<uint16_t>(fields.size()));
     char text[128];
-    if (!parser.GetString(text, sizeof text)) return ResponseCode_BadData;
+    if (!parser.GetString(text, sizeof text) || parser.GetFieldType() != FieldType_None)
+        return ResponseCode_BadData;
     paper.emplace_back(text);
     return ResponseCode_OK;
 }
@@ -97,7 +99,8 @@ byte FiscalPrinter::Pay(const Record& fields, std::vector<std::string>& paper) {
     BinaryDataParser parser(fields.data(), static_cast<uint16_t>(fields.size()));
     Decimal kind;
     Decimal amount;
-    if (!parser.GetNumber(kind) || !parser.GetNumber(amount)) return ResponseCode_BadData;
+    if (!parser.GetNumber(kind) || !parser.GetNumber(amount) || parser.GetFieldType() != FieldType_None)
+        return ResponseCode_BadData;
     const bool isCard = kind.ToInt64() == cardPayment;
     if (isCard) {
         m_cardPayments++;

@@ -106,6 +106,9 @@ TEST_F(CheckTest, WarnsOfFilesThatOtherProgramsMadeAndShowsWhatWouldBeSent) {
         const std::string output = Check({"3", File("a.csv", text)}).output;
         EXPECT_NE(output.find(std::string("warning: ") + warning), std::string::npos) << warning;
     }
+    EXPECT_NE(
+        Check({"--fiscal", File("a.csv", "10\nfoo\n19\n")}).output.find("the other 2 commands would be"),
+        std::string::npos);
     const std::string good = Check({"3", File("a.csv", "1,\"P\xE4rnu; Eesti\"\r\n2,\"\xC3\"\r\n")}).output;
     EXPECT_EQ(good.find("warning"), std::string::npos) << good;
     EXPECT_EQ(Check({"--show", "3", File("a.csv", "2,\"a\"\"b\",0x7A\n1,-1.50\n")}).output,
@@ -236,6 +239,7 @@ TEST_F(CheckTest, JudgesAColumnByWhatMostOfItIsMeantToBe) {
           {"24 0.350 1.050 999 2.125", "", ""},
           {"0 1.459 1.389 1.250 0", "", ""},
           {R"("38" "40" "XL" "1,5" "42")", "", ""},
+          {R"("1,5" 1.234)", "1 2 ", ""},
           {R"("ABC1" "ABC2" "10XYZ" "100.200.300" "100.200.301")", "", ""},
           {R"("5E-10" "5E-11" "5E-12" "5E-13" "5E-14")", "", ""},
           {texts + R"("12345678905")", "6 ", "barcode 12345678905: has a spreadsheet taken the zeros"},
@@ -326,13 +330,17 @@ TEST_F(CheckTest, EveryAdviceLeadsToTheRecordThatWasMeant) {
               "4740001000031"},
              {"1,\"4740001000017\"\n2,\"0012345678905\"\n3,\"12345678912\"", "Format the column as text",
               "\"12345678912", "\"0012345678912", "\"0012345678912\""},
+             {"1,\"a\",1,05\n2,\"b\",1,09", "is the comma before it a decimal comma", "1,0", "1.0",
+              "number 1.05"},
+             {"\"1\",\"a\",\"2\"", "field 3, column 9: a number in quotes", "\"(\\d)\"", "$1",
+              "number 1, text \"a\", number 2"},
              {"1,24\n2,350\n3,1.050", "format the column without thousands separators", "1.050", "1050",
               "number 1050"}}) {
         const std::string told = Check({"3", File("a.csv", text)}).output;
         given += told;
         EXPECT_NE(ListMatches(told, "(?:line [^\n]*|warning: [^\n]*)" + advice, "$&"), "") << text;
         const bool isSetting = to[0] == '/';
-        if (!isSetting) WriteText(folder / "a.csv", ReplaceAll(text, from.c_str(), to));
+        if (!isSetting) WriteText(folder / "a.csv", ReplaceAll(text, from, to));
         const std::string then =
             Check({"--strict", "--show", "3", folder / "a.csv", isSetting ? to : "/Delimiter=,"}).output;
         EXPECT_NE(then.find(shown), std::string::npos) << advice << "\n" << then;
@@ -350,6 +358,7 @@ TEST_F(CheckTest, TellsFirstWhatIsNoFileOfItsKind) {
     for (const auto& [name, content, warning] :
          {std::tuple("a.csv", std::string("PK\3\4"), "the file is a ZIP archive"),
           {"a.csv", "%PDF-1.7", "the file is a PDF document: export it as CSV"},
+          {"a.bin", "\x89PNG", "the file is a PNG picture"},
           {"a.csv", "\x1F\x8B", "the file is compressed by gzip"},
           {"a.csv", "\xFF\xD8\xFF", "the file is a JPEG picture: a logo is a bitmap, convert IN"},
           {"a.csv", "\xFF\376", "the file is UTF-16, of two bytes a letter: export it as CSV"},
@@ -367,11 +376,10 @@ TEST_F(CheckTest, TellsFirstWhatIsNoFileOfItsKind) {
 TEST_F(CheckTest, FixesWhatIsCertainInACopyThatPasses) {
     const std::string path = File("a.csv",
                                   "\xEF\xBB\2771;\"P\xC3\xA4rnu; \"\"Eesti\"\"\";1,25;24\r2;\"b, "
-                                  "\xC3\xA4\";-0,5;7\r\n3;Milk \"x\";1.234,50;8\n");
+                                  "\xC3\xA4\";-0,5;7\r\n3;Milk;1.234,50;8\n");
     const RunResult fixed = Check({"--fix", folder / "b.csv", "--codepage", "CP1257", "3", path});
     EXPECT_EQ(ReadText(folder / "b.csv"),
-              "1,\"P\344rnu; \"\"Eesti\"\"\",1.25,24\n2,\"b, \344\",-0.5,7\r\n3,\"Milk "
-              "\"\"x\"\"\",1234.50,8\n");
+              "1,\"P\344rnu; \"\"Eesti\"\"\",1.25,24\n2,\"b, \344\",-0.5,7\r\n3,\"Milk\",1234.50,8\n");
     EXPECT_EQ(Matches(fixed.output, "(fixed: )?line [^\n]*|Return.*"),
               "fixed: line 1: byte-order mark removed\nfixed: line 1: decimal comma in field 3 is a point "
               "now\nfixed: line 1: delimiter\nfixed: line 1: letters converted\nfixed: line 1: line "
@@ -384,6 +392,8 @@ TEST_F(CheckTest, FixesWhatIsCertainInACopyThatPasses) {
                      std::string("1;\"a\";1.25\n2;\"b\";2.5\n")),
           {"1\t\"a\"\t1,25\n", ",", "1,\"a\",1.25\n"},
           {"1,Milk,2\n2,Rice, long,3\n", ",", "1,\"Milk\",2\n2,Rice, long,3\n"},
+          {"1,Bread\",2\n2,20\" TV,3\n3,Tea \"x\",4\n", ",", "1,Bread\",2\n2,20\" TV,3\n3,Tea \"x\",4\n"},
+          {"1;\"a\";1.234\n2;\"b\";0,5\n", ",", "1;\"a\";1.234\n2,\"b\",0.5\n"},
           {"1\t\"a\"\t1,25\n", ";", "1;\"a\";1.25\n"},
           {"1,\"a\rb\",2\n2,,\n", ",", "1,\"a\rb\",2\n2,,\n"},
           {"1;" + std::string(60000, '1') + ";1,5\n", ",", "1," + std::string(60000, '1') + ",1.5\n"},
@@ -412,7 +422,7 @@ TEST_F(CheckTest, FixesWhatIsCertainInACopyThatPasses) {
 fixed: line 5: quotes around the text in field 2
 fixed: line 5: decimal comma in field 3 is a point now
 fixed: line 5: delimiter
-line 1: left as it is: a letter is not in the code page
+line 1: left as it is: the letter '中' is not in the code page
 line 2, field 3: left as it is: the delimiter stands in it, and it has no quotes: a currency sign: format the column without it
 line 3, field 2: left as it is: the text is not closed: take a line break out of the cell
 line 6, field 2: left as it is: the delimiter stands in it, and it has no quotes

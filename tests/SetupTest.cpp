@@ -61,7 +61,7 @@ TEST_F(SetupTest, NamesTheSourceOfEachSettingAndWhatIsWrongInTheIniFile) {
                "Password=se#cret ; of all\n# no=comment\n[ECR Till1]\nTTY=x\n[Notes for "
                "all]\nFoo=1\nTTY=ttyS0\nRetryCount=1\n[ECR_Till2]\n"
                "TTY = pts/999 ; the till\nProtocolSet=9\nEcrOperationMaxTime=30000\nRetryCount=\n"
-               "EcrCommMaxTime=25000\nprotocolset=1\n");
+               "EcrCommMaxTime=25000\nprotocolset=1\n[ECR_Bar\n");
     const std::string shown = Check({"--setup", "/ecr=B", "/DefaultECR=C", "/WithTC=1"}).output;
     EXPECT_EQ(
         Matches(shown,
@@ -85,6 +85,7 @@ warning: line 12: TTY has no effect in [Notes for all], which nothing reads
 warning: line 15: TTY: there are no comments, the whole value is 'pts/999 ; the till'
 warning: line 16: ProtocolSet: 9 is not from 0 to 1
 warning: line 17: EcrOperationMaxTime: of 30000 ms only 4400 are waited, as the port counts up to 25.5 s and begins again at 0
+warning: line 21: '[ECR_Bar' is no heading: a bracket is missing
 warning: line 16: protocolset has no effect: line 20 has it again
 )");
     EXPECT_EQ(shown.find("secret"), std::string::npos);
