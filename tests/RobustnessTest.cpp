@@ -226,7 +226,8 @@ TEST_F(RobustnessTest, KeepsAReportsFileLockedBetweenItsAttempts) {
     WaitForCall(*run, sleeping);
     EXPECT_EQ(Output(Simulator(), {"ReadAndClear", "3", report, "/ResultFile=" + folder / "result"}),
               "File '" + report + "' is being written by another run\n" + Failed(13));
-    EXPECT_NE(ReadText(folder / "result").find("\"hint\":\"held by tavo, process "), std::string::npos);
+    // under an emulator it is that which holds it
+    EXPECT_NE(ListMatches(ReadText(folder / "result"), "\"hint\":\"held by [^,]*, process ", "$&"), "");
 }
 
 TEST_F(RobustnessTest, WaitsForAPortAsLongAsItIsTold) {
